@@ -1,0 +1,13 @@
+#include <iostream>
+#include <vector>
+
+#include "core/commands/cli.h"
+#include "platform/desktop.h"
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv, argv + argc);
+    tarn::commands::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop);
+    int status = tarn::commands::TarnCLI::main(args, context);
+    std::cout.flush();
+    return status;
+}

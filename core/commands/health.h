@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string_view>
+
+#include "platform/desktop.h"
+
+namespace tarn::commands {
+
+enum class PermissionHealth { healthy, cannotMoveMouse, cannotReadPosition };
+
+std::string_view permissionHealthName(PermissionHealth health);
+
+// Can this process read other applications' windows and move the pointer? Asks the first
+// regular application with a bundle identifier other than ourselves for its window list
+// (or, failing that, the system for its focused element), then tries to make a mouse event.
+namespace TarnCoreHealth {
+PermissionHealth checkPermissionHealth(platform::Desktop& desktop, platform::Pid ownPid);
+}
+
+}  // namespace tarn::commands

@@ -1,0 +1,35 @@
+#include <ostream>
+
+#include "core/commands/handlers.h"
+
+// Commands whose engines have not landed yet answer with a clear error instead of doing
+// nothing. Each definition leaves this file when its real handler arrives.
+namespace tarn::commands {
+namespace {
+
+int notAvailable(const char* command, CommandContext& context) {
+    context.err << "ERROR: tarn " << command << " is not available in this build yet\n";
+    return 1;
+}
+
+}  // namespace
+
+int handleKeys(const Args&, std::optional<std::int64_t>, CommandContext& context) {
+    return notAvailable("keys", context);
+}
+
+int handleBrowserTab(const Args&, CommandContext& context) {
+    return notAvailable("browser-tab", context);
+}
+
+int handleBrowserDefault(const Args&, CommandContext& context) {
+    return notAvailable("browser-default", context);
+}
+
+int moveMouse(const Args&, CommandContext& context) { return notAvailable("move-mouse", context); }
+
+int runMoveAppCommand(const std::string&, CommandContext& context) {
+    return notAvailable("move-app", context);
+}
+
+}  // namespace tarn::commands

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "platform/browser.h"
+#include "platform/displays.h"
+#include "platform/input.h"
+#include "platform/window_system.h"
+
+namespace tarn::platform {
+
+// A backend that loses its desktop half-way (a sim file that turns unreadable, an X server
+// that goes away) throws this; the command line reports it as one ERROR: line, status 1.
+class DesktopError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// One implementation of every interface, chosen once at the program's entry.
+class Desktop {
+public:
+    virtual ~Desktop() = default;
+    virtual WindowSystem& windowSystem() = 0;
+    virtual Displays& displays() = 0;
+    virtual KeyboardOutput& keyboard() = 0;
+    virtual Clipboard& clipboard() = 0;
+    virtual Pointer& pointer() = 0;
+    virtual Accessibility& accessibility() = 0;
+    virtual Sleeper& sleeper() = 0;
+    virtual BrowserServices& browsers() = 0;
+    virtual ScriptRunner& scripts() = 0;
+};
+
+struct DesktopChoice {
+    std::unique_ptr<Desktop> desktop;
+    std::string error;  // why there is none, when desktop is null
+};
+
+// TARN_SIM_DESKTOP=<file> gives the simulated desktop; otherwise the platform's real one
+// when it can be had; otherwise no desktop and an error naming what is missing.
+DesktopChoice openDesktop();
+
+}  // namespace tarn::platform

@@ -1,0 +1,187 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/support/command_runner.h"
+
+namespace tarn::testing {
+namespace {
+
+using ::testing::HasSubstr;
+
+class SettingsCommandTest : public CommandTest {
+protected:
+    std::string settingsFile() const { return configFile("config.json").value_or("<missing>"); }
+};
+
+// Each value word, what the confirmation echoes, what get prints back and how the file
+// holds it.
+struct InferenceCase {
+    const char* name;
+    const char* typed;
+    const char* readBack;
+    const char* json;
+};
+
+class SettingsInferenceTest : public SettingsCommandTest,
+                              public ::testing::WithParamInterface<InferenceCase> {};
+
+TEST_P(SettingsInferenceTest, StoresTheInferredKind) {
+    const auto& c = GetParam();
+    auto set = run({"settings", "key", c.typed});
+    EXPECT_EQ(set.status, 0);
+    EXPECT_EQ(set.out, std::string("Set key = ") + c.typed + "\n");
+    EXPECT_EQ(set.err, "");
+    EXPECT_EQ(settingsFile(),
+              std::string("{\n  \"values\" : {\n    \"key\" : ") + c.json + "\n  }\n}");
+    auto get = run({"settings", "key"});
+    EXPECT_EQ(get.status, 0);
+    EXPECT_EQ(get.out, std::string(c.readBack) + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, SettingsInferenceTest,
+    ::testing::Values(
+        InferenceCase{"String", "Google Chrome", "Google Chrome", "\"Google Chrome\""},
+        InferenceCase{"LeadingZeros", "007", "7", "7"},
+        InferenceCase{"PlusSign", "+12", "12", "12"},
+        InferenceCase{"Negative", "-3", "-3", "-3"},
+        InferenceCase{"Int64Max", "9223372036854775807", "9223372036854775807",
+                      "9223372036854775807"},
+        InferenceCase{"BeyondInt64IsDouble", "9223372036854775808", "9.223372036854776e+18",
+                      "9.223372036854776e+18"},
+        InferenceCase{"Fraction", "2.50", "2.5", "2.5"},
+        InferenceCase{"LeadingDot", ".5", "0.5", "0.5"},
+        // A whole double is written without a fraction and so reads back as an integer.
+        InferenceCase{"Exponent", "1e3", "1000", "1000"},
+        InferenceCase{"TrueAnyCase", "TRUE", "true", "true"},
+        InferenceCase{"FalseAnyCase", "False", "false", "false"},
+        InferenceCase{"YesIsAString", "YES", "YES", "\"YES\""},
+        InferenceCase{"SlashesEscaped", "http://a/b", "http://a/b", "\"http:\\/\\/a\\/b\""},
+        InferenceCase{"QuotesEscaped", "say \"hi\"", "say \"hi\"", "\"say \\\"hi\\\"\""},
+        InferenceCase{"Empty", "", "", "\"\""},
+        InferenceCase{"SpaceBeforeNumber", " 5", " 5", "\" 5\""},
+        // Doubles JSON cannot hold stay as typed text instead of aborting the save.
+        InferenceCase{"Infinity", "inf", "inf", "\"inf\""},
+        InferenceCase{"NotANumber", "nan", "nan", "\"nan\""},
+        InferenceCase{"Overflow", "1e400", "1e400", "\"1e400\""}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(SettingsCommandTest, EmptyStoreListsNothingConfigured) {
+    auto result = run({"settings"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "No settings configured.\n");
+}
+
+TEST_F(SettingsCommandTest, ListsSortedByNameWithValueText) {
+    writeConfigFile("config.json", R"({"values": {"b": 2.0, "a": "x", "B": true, "c": 0.25,
+        "when": "2026-01-26T09:30:00Z"}})");
+    auto result = run({"settings"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out,
+              "Current settings:\n  B: true\n  a: x\n  b: 2\n  c: 0.25\n"
+              "  when: 2026-01-26T09:30:00Z\n");
+}
+
+TEST_F(SettingsCommandTest, SetKeepsOtherSettingsAndReplacesTheKind) {
+    ASSERT_EQ(run({"settings", "browser", "Safari"}).status, 0);
+    ASSERT_EQ(run({"settings", "count", "3"}).status, 0);
+    ASSERT_EQ(run({"settings", "count", "three", "ignored"}).status, 0);
+    EXPECT_EQ(settingsFile(),
+              "{\n  \"values\" : {\n    \"browser\" : \"Safari\",\n    \"count\" : \"three\"\n"
+              "  }\n}");
+}
+
+TEST_F(SettingsCommandTest, RemoveDeletesOnlyThatSetting) {
+    ASSERT_EQ(run({"settings", "a", "1"}).status, 0);
+    ASSERT_EQ(run({"settings", "b", "2"}).status, 0);
+    auto result = run({"settings", "--remove", "a", "extra"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "Removed setting: a\n");
+    EXPECT_EQ(settingsFile(), "{\n  \"values\" : {\n    \"b\" : 2\n  }\n}");
+    ASSERT_EQ(run({"settings", "--remove", "b"}).status, 0);
+    EXPECT_EQ(settingsFile(), "{\n  \"values\" : {\n\n  }\n}");
+}
+
+struct FailureCase {
+    const char* name;
+    std::vector<std::string> args;
+    const char* err;
+};
+
+class SettingsFailureTest : public SettingsCommandTest,
+                            public ::testing::WithParamInterface<FailureCase> {};
+
+TEST_P(SettingsFailureTest, ReportsOnStandardErrorWithStatusOne) {
+    writeConfigFile("config.json", R"({"values": {"present": 1}})");
+    auto result = run(GetParam().args);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, GetParam().err);
+    EXPECT_EQ(settingsFile(), R"({"values": {"present": 1}})");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, SettingsFailureTest,
+    ::testing::Values(
+        FailureCase{"RemoveWithoutName", {"settings", "--remove"},
+                    "Usage: tarn settings --remove <name>\n"},
+        FailureCase{"RemoveMissing", {"settings", "--remove", "absent"},
+                    "Setting 'absent' not found\n"},
+        FailureCase{"GetMissing", {"settings", "absent"}, "Setting 'absent' not found\n"},
+        FailureCase{"NamesAreCaseSensitive", {"settings", "Present"},
+                    "Setting 'Present' not found\n"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(SettingsCommandTest, CorruptFileListsEmptyAndIsLeftAlone) {
+    for (const char* corrupt : {"{not json", R"({"values": {"a": null}})", R"({"values": [1]})",
+                                R"({"other": {}})", ""}) {
+        writeConfigFile("config.json", corrupt);
+        auto result = run({"settings"});
+        EXPECT_EQ(result.status, 0) << corrupt;
+        EXPECT_EQ(result.out, "No settings configured.\n") << corrupt;
+        EXPECT_EQ(settingsFile(), corrupt);
+    }
+}
+
+TEST_F(SettingsCommandTest, SetOverCorruptFileKeepsACopyOfIt) {
+    writeConfigFile("config.json", R"({"values": {"browser": "Firefox", "bad": [1]}})");
+    auto result = run({"settings", "count", "1"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "Set count = 1\n");
+    EXPECT_EQ(settingsFile(), "{\n  \"values\" : {\n    \"count\" : 1\n  }\n}");
+    std::vector<std::filesystem::path> backups;
+    for (const auto& entry : std::filesystem::directory_iterator(configDir())) {
+        if (entry.path().filename().string().starts_with("config.json.bak-")) {
+            backups.push_back(entry.path());
+        }
+    }
+    ASSERT_EQ(backups.size(), 1u);
+    EXPECT_EQ(configFile(backups[0].filename().string()),
+              R"({"values": {"browser": "Firefox", "bad": [1]}})");
+    EXPECT_THAT(result.err, HasSubstr(backups[0].string()));
+}
+
+TEST_F(SettingsCommandTest, UnwritableFolderFailsWithoutClaimingSuccess) {
+    // A plain file where the folder should be: nothing can be written below it, even as root.
+    std::filesystem::create_directories(configDir().parent_path());
+    std::ofstream(configDir()) << "in the way";
+    auto result = run({"settings", "browser", "Safari"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, ::testing::StartsWith("ERROR: Could not save " +
+                                                  (configDir() / "config.json").string() + ": "));
+    auto removal = run({"settings", "--remove", "browser"});
+    EXPECT_EQ(removal.status, 1);
+    EXPECT_EQ(removal.err, "Setting 'browser' not found\n");
+}
+
+TEST_F(SettingsCommandTest, SettingsWorkWithoutAnyDesktop) {
+    // No DISPLAY and no simulated desktop: the store must not need one.
+    EXPECT_EQ(run({"settings", "a", "b"}).status, 0);
+    EXPECT_EQ(run({"settings", "a"}).out, "b\n");
+}
+
+}  // namespace
+}  // namespace tarn::testing
