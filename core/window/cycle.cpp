@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "core/support/number_text.h"
 #include "core/window/screens.h"
@@ -23,16 +24,12 @@ bool isFinite(const Rect& rect) {
            std::isfinite(rect.height);
 }
 
-bool isActiveScreen(platform::Displays& displays, std::int64_t index) {
-    return index >= 0 && static_cast<std::uint64_t>(index) < getActiveDisplays(displays).size();
-}
-
 // The usable area the home frame was measured on. A screen unplugged since then is replaced
 // by the primary one, so the proportional steps still have a sensible reference.
-Rect homeScreenRect(platform::Displays& displays, const WindowFrame& initialFrame) {
+Rect homeScreenRect(const ScreenLayout& layout, const WindowFrame& initialFrame) {
     std::int64_t index = initialFrame.screenIndex;
-    if (!isActiveScreen(displays, index)) index = 0;
-    return usableScreenRect(displays, index);
+    if (!layout.contains(index)) index = 0;
+    return layout.usableScreenRect(index);
 }
 
 // value / from * to, in that order. An empty source extent (no screen at all, or a screen no
@@ -49,11 +46,11 @@ struct VerticalExtent {
 
 // On its own screen a window keeps its vertical placement; moved to another screen it keeps
 // its relative position and share of the usable height.
-VerticalExtent verticalExtent(platform::Displays& displays, const Rect& target,
+VerticalExtent verticalExtent(const ScreenLayout& layout, const Rect& target,
                               std::int64_t targetIndex, const Rect& currentFrame) {
-    std::int64_t currentIndex = screenIndexForPoint(displays, currentFrame.origin());
+    std::int64_t currentIndex = layout.screenIndexForPoint(currentFrame.origin());
     if (currentIndex == targetIndex) return {currentFrame.y, currentFrame.height};
-    Rect current = usableScreenRect(displays, currentIndex);
+    Rect current = layout.usableScreenRect(currentIndex);
     if (!(current.height > 0)) return {currentFrame.y, currentFrame.height};
     return {target.y + ((currentFrame.y - current.y) / current.height) * target.height,
             (currentFrame.height / current.height) * target.height};
@@ -87,12 +84,13 @@ Rect handleHorizontal(const DirectionWords& words, WindowState& state, const Rec
     diagnostics << "DEBUG: " << words.action << " action, current hState=" << state.horizontalState
                 << ", isPrimary=" << boolText(isPrimaryScreen) << '\n';
     if (state.steps.empty()) state.buildStepList(displays, filters, diagnostics);
-    if (!state.steps.empty() && !isActiveScreen(displays, state.initialFrame.screenIndex)) {
+    const ScreenLayout layout(displays);
+    if (!state.steps.empty() && !layout.contains(state.initialFrame.screenIndex)) {
         diagnostics << "DEBUG: Home screen " << state.initialFrame.screenIndex
                     << " is gone, scaling against the primary screen\n";
     }
 
-    auto current = state.findCurrentStepIndex(displays, currentFrame, currentScreenIndex);
+    auto current = state.findCurrentStepIndex(layout, currentFrame, currentScreenIndex);
     if (!current) {
         diagnostics << "DEBUG: Could not find current step, staying at current position\n";
         return currentFrame;
@@ -105,8 +103,7 @@ Rect handleHorizontal(const DirectionWords& words, WindowState& state, const Rec
     const WindowStep& step = state.steps[*next];
     diagnostics << "DEBUG: Moving from step " << *current << " to step " << *next
                 << " (screen=" << step.screenIndex << ", type=" << stepTypeName(step.type) << ")\n";
-    Rect frame =
-        step.computeFrame(displays, state.initialFrame, currentFrame, state.savedLocations);
+    Rect frame = step.computeFrame(layout, state.initialFrame, currentFrame, state.savedLocations);
     if (!isFinite(frame)) {
         // Only absurd stored frames overflow; the window system never gets such a frame.
         diagnostics << "DEBUG: Step frame is not finite, staying at current position\n";
@@ -123,6 +120,12 @@ Rect handleHorizontal(const DirectionWords& words, WindowState& state, const Rec
 Rect WindowStep::computeFrame(platform::Displays& displays, const WindowFrame& initialFrame,
                               const Rect& currentFrame,
                               const std::vector<SavedLocation>& savedLocations) const {
+    return computeFrame(ScreenLayout(displays), initialFrame, currentFrame, savedLocations);
+}
+
+Rect WindowStep::computeFrame(const ScreenLayout& layout, const WindowFrame& initialFrame,
+                              const Rect& currentFrame,
+                              const std::vector<SavedLocation>& savedLocations) const {
     if (type == StepType::saved) {
         if (!savedIndex || *savedIndex < 0 ||
             static_cast<std::uint64_t>(*savedIndex) >= savedLocations.size()) {
@@ -130,15 +133,15 @@ Rect WindowStep::computeFrame(platform::Displays& displays, const WindowFrame& i
         }
         return savedLocations[static_cast<std::size_t>(*savedIndex)].frame.rect();
     }
-    const Rect target = usableScreenRect(displays, screenIndex);
-    const Rect home = homeScreenRect(displays, initialFrame);
+    const Rect target = layout.usableScreenRect(screenIndex);
+    const Rect home = homeScreenRect(layout, initialFrame);
     const double width = scaled(initialFrame.width, home.width, target.width);
     if (type == StepType::original) {
         const double height = scaled(initialFrame.height, home.height, target.height);
         return {target.minX() + (target.width - width) * 0.5,
                 target.minY() + (target.height - height) * 0.5, width, height};
     }
-    const VerticalExtent extent = verticalExtent(displays, target, screenIndex, currentFrame);
+    const VerticalExtent extent = verticalExtent(layout, target, screenIndex, currentFrame);
     switch (type) {
         case StepType::fullWidth:
             return {target.minX(), extent.y, target.width, extent.height};
@@ -157,6 +160,7 @@ void WindowState::buildStepList(platform::Displays& displays, const StateFilters
                                 std::ostream& diagnostics) {
     steps.clear();
     const auto screenCount = static_cast<std::int64_t>(getActiveDisplays(displays).size());
+    steps.reserve(static_cast<std::size_t>(screenCount) * (4 + savedLocations.size()));
     for (std::int64_t screen = 0; screen < screenCount; ++screen) {
         const bool primary = screen == 0;
         const std::int64_t base = screen * 10;
@@ -179,24 +183,39 @@ void WindowState::buildStepList(platform::Displays& displays, const StateFilters
             add(StepType::saved, 4 + index, index);
         }
     }
-    std::stable_sort(steps.begin(), steps.end(), [](const WindowStep& a, const WindowStep& b) {
+    // Built screen by screen, the list is in order already unless more than six saved
+    // locations push one screen's numbers past the next screen's.
+    auto bySortOrder = [](const WindowStep& a, const WindowStep& b) {
         return a.sortOrder < b.sortOrder;
-    });
-
-    diagnostics << "DEBUG: Built step list with " << steps.size() << " steps:\n";
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-        diagnostics << "  [" << i << "] screen=" << steps[i].screenIndex
-                    << ", type=" << stepTypeName(steps[i].type)
-                    << ", enabled=" << boolText(steps[i].enabled) << '\n';
+    };
+    if (!std::is_sorted(steps.begin(), steps.end(), bySortOrder)) {
+        std::stable_sort(steps.begin(), steps.end(), bySortOrder);
     }
+
+    // One write for the whole list: it is printed on every press.
+    std::string text = "DEBUG: Built step list with " + std::to_string(steps.size()) + " steps:\n";
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        text += "  [" + std::to_string(i) + "] screen=" + std::to_string(steps[i].screenIndex);
+        text += ", type=";
+        text += stepTypeName(steps[i].type);
+        text += ", enabled=";
+        text += boolText(steps[i].enabled);
+        text += '\n';
+    }
+    diagnostics << text;
 }
 
 std::optional<std::size_t> WindowState::findCurrentStepIndex(
     platform::Displays& displays, const Rect& frame, std::int64_t currentScreenIndex) const {
+    return findCurrentStepIndex(ScreenLayout(displays), frame, currentScreenIndex);
+}
+
+std::optional<std::size_t> WindowState::findCurrentStepIndex(
+    const ScreenLayout& layout, const Rect& frame, std::int64_t currentScreenIndex) const {
     std::optional<std::size_t> best;
     double bestDistance = 0;
     for (std::size_t i = 0; i < steps.size(); ++i) {
-        const Rect candidate = steps[i].computeFrame(displays, initialFrame, frame, savedLocations);
+        const Rect candidate = steps[i].computeFrame(layout, initialFrame, frame, savedLocations);
         double distance = std::abs(frame.x - candidate.x) + std::abs(frame.y - candidate.y) +
                           std::abs(frame.width - candidate.width) +
                           std::abs(frame.height - candidate.height);

@@ -16,6 +16,7 @@
 namespace tarn::window {
 
 using platform::Rect;
+class ScreenLayout;
 
 // Which placements the left/right cycle offers. "Primary" is screen index 0, "secondary"
 // every other screen; a false flag drops that placement from that kind of screen. The
@@ -67,6 +68,9 @@ struct WindowState {
         Rect computeFrame(platform::Displays& displays, const WindowFrame& initialFrame,
                           const Rect& currentFrame,
                           const std::vector<SavedLocation>& savedLocations) const;
+        Rect computeFrame(const ScreenLayout& layout, const WindowFrame& initialFrame,
+                          const Rect& currentFrame,
+                          const std::vector<SavedLocation>& savedLocations) const;
 
         friend bool operator==(const WindowStep&, const WindowStep&) = default;
     };
@@ -85,6 +89,9 @@ struct WindowState {
     // The step whose frame lies nearest to currentFrame; steps on another screen than
     // currentScreenIndex count 1000 points farther. Absent when there are no steps.
     std::optional<std::size_t> findCurrentStepIndex(platform::Displays& displays,
+                                                    const Rect& currentFrame,
+                                                    std::int64_t currentScreenIndex) const;
+    std::optional<std::size_t> findCurrentStepIndex(const ScreenLayout& layout,
                                                     const Rect& currentFrame,
                                                     std::int64_t currentScreenIndex) const;
     // The next enabled step from `from` in `direction` (+1 or -1), wrapping around.
