@@ -18,7 +18,7 @@ using tarn::window::WindowState;
 
 // Six screens in a row below a wide one, as a large desk might have them.
 class SixScreens final : public tarn::platform::Displays {
-public:
+  public:
     std::vector<tarn::platform::DisplayId> activeDisplays() override { return {1, 2, 3, 4, 5, 6}; }
     Rect bounds(tarn::platform::DisplayId display) override {
         static const Rect screens[] = {{0, 0, 1440, 900},          {1440, 0, 2560, 1440},
@@ -61,7 +61,7 @@ void BM_StepListAndNextStep(benchmark::State& bench) {
 BENCHMARK(BM_StepListAndNextStep);
 
 class BenchDir {
-public:
+  public:
     BenchDir() {
         std::string pattern =
             (std::filesystem::temp_directory_path() / "tarn-bench-XXXXXX").string();
