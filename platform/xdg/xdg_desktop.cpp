@@ -133,8 +133,10 @@ class XdgBrowserServices final : public BrowserServices {
         std::error_code ec;
         // A mimeapps.list kept elsewhere and linked in stays a link: the file it points to
         // is the one replaced.
-        if (fs::is_symlink(target, ec)) target = fs::weakly_canonical(target, ec);
-        if (ec) return false;
+        if (fs::is_symlink(fs::symlink_status(target, ec))) {
+            target = fs::weakly_canonical(target, ec);
+            if (ec) return false;
+        }
         std::string old;
         if (fs::exists(target, ec)) {
             auto bytes = support::readFile(target);
