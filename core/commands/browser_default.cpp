@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "core/commands/handlers.h"
+#include "core/support/ascii_text.h"
 #include "core/support/json_text.h"
 #include "core/support/number_text.h"
 
@@ -44,12 +45,6 @@ constexpr PathRule kPathRules[] = {
     {"/Volumes/", false, 4},
 };
 constexpr int kOtherPlaces = 5;
-
-std::string foldCase(std::string_view text) {
-    std::string folded;
-    for (char c : text) folded += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return folded;
-}
 
 // One application per identifier in the order they first come: a later location replaces
 // an earlier one only when it is strictly more usual. Entries without an identifier are
@@ -235,7 +230,7 @@ std::vector<BrowserCandidate> browserCandidates(platform::BrowserServices& servi
                          int scoreA = preferredPathScore(a.path);
                          int scoreB = preferredPathScore(b.path);
                          if (scoreA != scoreB) return scoreA < scoreB;
-                         return foldCase(a.name) < foldCase(b.name);
+                         return support::asciiLowercase(a.name) < support::asciiLowercase(b.name);
                      });
     return candidates;
 }

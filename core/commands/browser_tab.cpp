@@ -1,10 +1,10 @@
 #include "core/commands/browser_tab.h"
 
-#include <cctype>
 #include <ostream>
 
 #include "core/commands/errors.h"
 #include "core/commands/handlers.h"
+#include "core/support/ascii_text.h"
 #include "core/support/store.h"
 
 namespace tarn::commands {
@@ -82,12 +82,6 @@ constexpr ScriptTemplate kSafariTemplate{
 
 constexpr const char* kDefaultBrowser = "Google Chrome";
 
-std::string lowercase(const std::string& text) {
-    std::string lower;
-    for (char c : text) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
-}
-
 // An empty browser word means the browser the user stored as the "browser" setting.
 std::string browserOrDefault(const std::string& browser, CommandContext& context) {
     if (!browser.empty()) return browser;
@@ -113,7 +107,7 @@ std::vector<std::string> titleTerms(const std::string& titlePattern) {
 }
 
 bool isSafariFamily(const std::string& browser) {
-    auto lower = lowercase(browser);
+    auto lower = support::asciiLowercase(browser);
     return lower == "safari" || lower == "orion" || lower == "orion rc";
 }
 

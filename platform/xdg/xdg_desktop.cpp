@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <optional>
 #include <set>
 
 #include "core/support/app_support.h"
+#include "core/support/ascii_text.h"
 #include "core/support/files.h"
 #include "platform/xdg/key_file.h"
 #include "platform/xdg/mimeapps.h"
@@ -20,15 +20,14 @@ Locations Locations::fromEnvironment() {
     locations.dataHome = support::xdgDataHome().value_or(fs::path());
     locations.dataDirs = support::xdgDataDirs();
     if (const char* current = std::getenv("XDG_CURRENT_DESKTOP")) {
-        std::string name;
-        for (const char* c = current;; ++c) {
-            if (*c == ':' || *c == '\0') {
-                if (!name.empty()) locations.desktops.push_back(name);
-                name.clear();
-                if (*c == '\0') break;
-            } else {
-                name += static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
+        std::string_view names = current;
+        while (!names.empty()) {
+            auto colon = names.find(':');
+            if (auto name = names.substr(0, colon); !name.empty()) {
+                locations.desktops.push_back(support::asciiLowercase(name));
             }
+            if (colon == std::string_view::npos) break;
+            names.remove_prefix(colon + 1);
         }
     }
     return locations;
@@ -39,12 +38,6 @@ namespace {
 // The types a web browser is made the default for.
 const std::vector<std::string> kBrowserTypes{"x-scheme-handler/http", "x-scheme-handler/https",
                                              "text/html", "application/xhtml+xml"};
-
-std::string lowercase(std::string_view text) {
-    std::string lower;
-    for (char c : text) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return lower;
-}
 
 std::vector<fs::path> withHome(const fs::path& home, const std::vector<fs::path>& dirs) {
     std::vector<fs::path> all;
@@ -94,14 +87,15 @@ class XdgBrowserServices final : public BrowserServices {
     explicit XdgBrowserServices(std::optional<Locations> fixed) : fixed_(std::move(fixed)) {}
 
     std::vector<BrowserApp> applicationsForScheme(const std::string& scheme) override {
-        const std::string type = "x-scheme-handler/" + lowercase(scheme);
+        const std::string type = "x-scheme-handler/" + support::asciiLowercase(scheme);
         std::vector<BrowserApp> apps;
         for (const auto& file : installedFiles(locations())) {
             auto entry = readEntry(file.path);
             if (!entry) continue;
             auto handles = [&](const std::string& wanted) {
-                return std::any_of(entry->mimeTypes.begin(), entry->mimeTypes.end(),
-                                   [&](const std::string& t) { return lowercase(t) == wanted; });
+                return std::any_of(
+                    entry->mimeTypes.begin(), entry->mimeTypes.end(),
+                    [&](const std::string& t) { return support::asciiLowercase(t) == wanted; });
             };
             if (!handles(type)) continue;
             apps.push_back(BrowserApp{
