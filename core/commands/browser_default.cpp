@@ -6,7 +6,7 @@
 #include <ostream>
 
 #include "core/commands/handlers.h"
-#include "core/support/ascii_text.h"
+#include "core/support/text.h"
 #include "core/support/json_text.h"
 #include "core/support/number_text.h"
 

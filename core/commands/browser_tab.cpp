@@ -4,8 +4,8 @@
 
 #include "core/commands/errors.h"
 #include "core/commands/handlers.h"
-#include "core/support/ascii_text.h"
 #include "core/support/store.h"
+#include "core/support/text.h"
 
 namespace tarn::commands {
 namespace {
@@ -96,13 +96,7 @@ std::string browserOrDefault(const std::string& browser, CommandContext& context
 
 std::vector<std::string> titleTerms(const std::string& titlePattern) {
     std::vector<std::string> terms;
-    std::size_t start = 0;
-    for (auto at = titlePattern.find("||"); at != std::string::npos;
-         at = titlePattern.find("||", start)) {
-        terms.push_back(titlePattern.substr(start, at - start));
-        start = at + 2;
-    }
-    terms.push_back(titlePattern.substr(start));
+    for (auto term : support::splitText(titlePattern, "||")) terms.emplace_back(term);
     return terms;
 }
 

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "core/support/text.h"
+
 namespace tarn::support {
 namespace {
 
@@ -23,12 +25,8 @@ std::vector<std::filesystem::path> xdgSearchList(const char* variable, std::stri
     const char* value = std::getenv(variable);
     std::string_view list = value && *value ? std::string_view(value) : fallback;
     std::vector<std::filesystem::path> dirs;
-    while (true) {
-        auto colon = list.find(':');
-        auto entry = list.substr(0, colon);
+    for (auto entry : splitText(list, ":")) {
         if (entry.starts_with('/')) dirs.emplace_back(entry);
-        if (colon == std::string_view::npos) break;
-        list.remove_prefix(colon + 1);
     }
     return dirs;
 }

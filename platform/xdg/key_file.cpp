@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <map>
 
+#include "core/support/text.h"
+
 namespace tarn::platform::xdg {
 namespace {
 
@@ -70,11 +72,8 @@ std::string unescapeValue(std::string_view value) {
 
 std::vector<std::string> splitList(std::string_view value) {
     std::vector<std::string> items;
-    while (!value.empty()) {
-        auto end = value.find(';');
-        if (auto item = value.substr(0, end); !item.empty()) items.emplace_back(item);
-        if (end == std::string_view::npos) break;
-        value.remove_prefix(end + 1);
+    for (auto item : support::splitText(value, ";")) {
+        if (!item.empty()) items.emplace_back(item);
     }
     return items;
 }

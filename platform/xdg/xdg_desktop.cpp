@@ -4,8 +4,8 @@
 #include <set>
 
 #include "core/support/app_support.h"
-#include "core/support/ascii_text.h"
 #include "core/support/files.h"
+#include "core/support/text.h"
 #include "platform/xdg/key_file.h"
 #include "platform/xdg/mimeapps.h"
 #include "platform/xdg/xdg_desktop.h"
@@ -20,14 +20,8 @@ Locations Locations::fromEnvironment() {
     locations.dataHome = support::xdgDataHome().value_or(fs::path());
     locations.dataDirs = support::xdgDataDirs();
     if (const char* current = std::getenv("XDG_CURRENT_DESKTOP")) {
-        std::string_view names = current;
-        while (!names.empty()) {
-            auto colon = names.find(':');
-            if (auto name = names.substr(0, colon); !name.empty()) {
-                locations.desktops.push_back(support::asciiLowercase(name));
-            }
-            if (colon == std::string_view::npos) break;
-            names.remove_prefix(colon + 1);
+        for (auto name : support::splitText(current, ":")) {
+            if (!name.empty()) locations.desktops.push_back(support::asciiLowercase(name));
         }
     }
     return locations;

@@ -1,4 +1,4 @@
-#include "core/support/ascii_text.h"
+#include "core/support/text.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,15 @@ TEST(AsciiLowercaseTest, FoldsOnlyAsciiCapitals) {
     // "@" and "[" sit just outside A-Z; UTF-8 bytes are left alone.
     EXPECT_EQ(asciiLowercase("@AZ[\xC3\x89"), "@az[\xC3\x89");
     EXPECT_EQ(asciiLowercase(""), "");
+}
+
+TEST(SplitTextTest, KeepsEmptyPiecesAndReadsLeftToRight) {
+    using Pieces = std::vector<std::string_view>;
+    EXPECT_EQ(splitText("", "||"), Pieces{""});
+    EXPECT_EQ(splitText("a", "||"), Pieces{"a"});
+    EXPECT_EQ(splitText("a||||b||", "||"), (Pieces{"a", "", "b", ""}));
+    EXPECT_EQ(splitText("|||x|", "||"), (Pieces{"", "|x|"}));
+    EXPECT_EQ(splitText(":/usr/share:", ":"), (Pieces{"", "/usr/share", ""}));
 }
 
 }  // namespace
