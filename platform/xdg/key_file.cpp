@@ -1,6 +1,5 @@
 #include "platform/xdg/key_file.h"
 
-#include <algorithm>
 #include <map>
 
 #include "core/support/text.h"
@@ -33,10 +32,9 @@ KeyFileLine readKeyFileLine(std::string_view line) {
     if (equals == std::string_view::npos) return {KeyFileLine::Kind::invalid, {}, {}};
     auto key = trim(content.substr(0, equals));
     if (key.empty()) return {KeyFileLine::Kind::invalid, {}, {}};
-    // Blanks before the value are not part of it; blanks after it are.
-    auto value = line.substr(line.find('=') + 1);
-    value.remove_prefix(std::min(value.find_first_not_of(" \t"), value.size()));
-    return {KeyFileLine::Kind::entry, key, value};
+    // Blanks around the value are not part of it: a stray space after a desktop id must not
+    // make it name another file.
+    return {KeyFileLine::Kind::entry, key, trim(content.substr(equals + 1))};
 }
 
 std::string unescapeValue(std::string_view value) {

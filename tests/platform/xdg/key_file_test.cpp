@@ -44,7 +44,7 @@ TEST(DesktopEntryTest, RefusesWhatIsNoDesktopEntry) {
 TEST(MimeappsTest, DefaultsComeFromTheFirstEntryOfTheDefaultsGroups) {
     const std::string text =
         "[Added Associations]\nx-scheme-handler/http=added.desktop\n"
-        "[Default Applications]\nx-scheme-handler/https = a.desktop;b.desktop;\n"
+        "[Default Applications]\nx-scheme-handler/https = a.desktop;b.desktop; \t\n"
         "[Default Applications]\nx-scheme-handler/https=late.desktop\n"
         "x-scheme-handler/http=c.desktop\n";
     using Ids = std::vector<std::string>;
