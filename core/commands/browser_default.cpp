@@ -6,9 +6,9 @@
 #include <ostream>
 
 #include "core/commands/handlers.h"
-#include "core/support/text.h"
 #include "core/support/json_text.h"
 #include "core/support/number_text.h"
+#include "core/support/text.h"
 
 namespace tarn::commands {
 namespace {
