@@ -1,7 +1,6 @@
 #include "core/commands/browser_default.h"
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <ostream>
 
@@ -184,21 +183,6 @@ int preferredPathScore(std::string_view path) {
     return kOtherPlaces;
 }
 
-std::string fileURL(std::string_view path) {
-    static constexpr char kHex[] = "0123456789ABCDEF";
-    std::string url = "file://";
-    for (unsigned char c : path) {
-        if (std::isalnum(c) || c == '/' || c == '-' || c == '.' || c == '_' || c == '~') {
-            url += static_cast<char>(c);
-        } else {
-            url += '%';
-            url += kHex[c >> 4];
-            url += kHex[c & 0xF];
-        }
-    }
-    return url;
-}
-
 std::string appDisplayName(const BrowserApp& app) {
     if (!app.name.empty()) return app.name;
     std::string_view file = app.path;
@@ -223,7 +207,7 @@ std::vector<BrowserCandidate> browserCandidates(platform::BrowserServices& servi
             preferredPathScore(viaHttps->path) < preferredPathScore(viaHttp.path) ? *viaHttps
                                                                                   : viaHttp;
         if (!keepAsBrowser(app)) continue;
-        candidates.push_back({appDisplayName(app), app.bundleID, app.path, fileURL(app.path)});
+        candidates.push_back({appDisplayName(app), app.bundleID, app.path});
     }
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const BrowserCandidate& a, const BrowserCandidate& b) {

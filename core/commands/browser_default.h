@@ -14,15 +14,11 @@ struct BrowserCandidate {
     std::string name;
     std::string bundleID;  // desktop file id on Linux
     std::string path;      // application bundle, or .desktop file on Linux
-    std::string url;       // the path as a file URL
     friend bool operator==(const BrowserCandidate&, const BrowserCandidate&) = default;
 };
 
 // Where an application is installed, as a rank: lower is the more usual place.
 int preferredPathScore(std::string_view path);
-
-// "file://" and the path, percent-encoded where a URL path needs it.
-std::string fileURL(std::string_view path);
 
 // The name the desktop gives the application, else its file name without the extension.
 std::string appDisplayName(const platform::BrowserApp& app);
