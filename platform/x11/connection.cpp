@@ -68,6 +68,16 @@ Atom Connection::atom(const char* name) {
     return atom;
 }
 
+bool Connection::hasExtension(const char* name) {
+    if (auto it = extensions_.find(name); it != extensions_.end()) return it->second;
+    int opcode = 0;
+    int eventBase = 0;
+    int errorBase = 0;
+    bool present = XQueryExtension(display_, name, &opcode, &eventBase, &errorBase);
+    extensions_.emplace(name, present);
+    return present;
+}
+
 bool Connection::waitReadable(std::chrono::steady_clock::time_point deadline) const {
     while (true) {
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(

@@ -43,6 +43,9 @@ class Connection {
     const std::string& name() const { return name_; }
 
     Atom atom(const char* name);
+    // Whether the server has the extension, asked once. Asked through the core protocol:
+    // some extension libraries leak their bookkeeping when asked about a missing one.
+    bool hasExtension(const char* name);
 
     // Throws DesktopError when the connection to the server broke.
     void check() const;
@@ -70,6 +73,7 @@ class Connection {
     int screen_;
     bool lost_ = false;
     std::map<std::string, Atom, std::less<>> atoms_;
+    std::map<std::string, bool, std::less<>> extensions_;
 };
 
 template <typename Match>

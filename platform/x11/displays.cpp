@@ -7,13 +7,11 @@
 namespace tarn::platform::x11 {
 namespace {
 
-bool haveMonitors(Display* display) {
-    int eventBase = 0;
-    int errorBase = 0;
+bool haveMonitors(Connection& connection) {
     int major = 0;
     int minor = 0;
-    if (!XRRQueryExtension(display, &eventBase, &errorBase)) return false;
-    if (!XRRQueryVersion(display, &major, &minor)) return false;
+    if (!connection.hasExtension("RANDR")) return false;
+    if (!XRRQueryVersion(connection.display(), &major, &minor)) return false;
     return major > 1 || (major == 1 && minor >= 5);  // monitors came with RandR 1.5
 }
 
@@ -27,7 +25,7 @@ struct MonitorsDeleter {
 
 std::vector<DisplaysX11::Monitor> DisplaysX11::monitors() {
     std::vector<Monitor> found;
-    if (haveMonitors(x_.display())) {
+    if (haveMonitors(x_)) {
         int count = 0;
         std::unique_ptr<XRRMonitorInfo, MonitorsDeleter> list(
             XRRGetMonitors(x_.display(), x_.root(), True, &count));

@@ -63,9 +63,7 @@ Pid WindowSystemX11::pidOf(Window window) {
     auto pid = readLongs(x_, window, x_.atom("_NET_WM_PID"), XA_CARDINAL);
     if (!pid.empty() && pid[0] > 0) return pid[0];
 
-    int eventBase = 0;
-    int errorBase = 0;
-    if (XResQueryExtension(x_.display(), &eventBase, &errorBase)) {
+    if (x_.hasExtension("X-Resource")) {
         XResClientIdSpec spec{window, XRES_CLIENT_ID_PID_MASK};
         long count = 0;
         XResClientIdValue* values = nullptr;

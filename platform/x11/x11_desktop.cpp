@@ -1,6 +1,5 @@
 #include "platform/x11/x11_desktop.h"
 
-#include <X11/extensions/XTest.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -14,14 +13,6 @@
 
 namespace tarn::platform::x11 {
 namespace {
-
-bool haveXTest(Display* display) {
-    int eventBase = 0;
-    int errorBase = 0;
-    int major = 0;
-    int minor = 0;
-    return XTestQueryExtension(display, &eventBase, &errorBase, &major, &minor);
-}
 
 class PointerX11 final : public Pointer {
   public:
@@ -83,7 +74,7 @@ class X11Desktop final : public Desktop {
     X11Desktop(std::unique_ptr<Connection> connection, std::unique_ptr<BrowserServices> browsers,
                std::unique_ptr<ScriptRunner> scripts)
         : connection_(std::move(connection)),
-          xtest_(haveXTest(connection_->display())),
+          xtest_(connection_->hasExtension("XTEST")),
           windows_(*connection_),
           displays_(*connection_),
           keyboard_(*connection_, xtest_),

@@ -479,5 +479,27 @@ TEST_F(Vanished, ServerGoneMidwayIsReportedAsALostDesktop) {
     EXPECT_THROW(windows().frontmostApplication(), platform::DesktopError);
 }
 
+// A server without XTEST and RandR (and X-Resource): the desktop opens, says why it may not
+// drive anything, and falls back to the root window as its one display.
+TEST(BareServer, WithoutXTestTheDesktopIsNotTrustedAndSaysWhy) {
+    PrivateServer server({"-tst", "-extension", "RANDR", "-screen", "0", "1280x800x24"});
+    auto choice = platform::x11::openX11Desktop(server.display(), nullptr, nullptr);
+    ASSERT_TRUE(choice.desktop) << choice.error;
+    auto& desktop = *choice.desktop;
+
+    EXPECT_FALSE(desktop.accessibility().isTrusted(true));
+    EXPECT_THAT(desktop.accessibility().untrustedReason(), HasSubstr("XTEST"));
+    EXPECT_THAT(desktop.accessibility().untrustedReason(), HasSubstr(server.display()));
+    EXPECT_FALSE(desktop.keyboard().canPost(mac::a));
+    EXPECT_FALSE(desktop.pointer().canCreateMouseEvent({0, 0}));
+    desktop.keyboard().post(KeyEvent{.keyCode = mac::a, .down = true, .flags = 0, .marker = {}});
+    desktop.keyboard().post(KeyEvent{.keyCode = mac::a, .down = false, .flags = 0, .marker = {}});
+
+    auto ids = desktop.displays().activeDisplays();
+    ASSERT_EQ(ids.size(), 1u);
+    EXPECT_EQ(desktop.displays().bounds(ids[0]), rect(0, 0, 1280, 800));
+    EXPECT_EQ(desktop.windowSystem().frontmostApplication(), std::nullopt);
+}
+
 }  // namespace
 }  // namespace tarn::x11test

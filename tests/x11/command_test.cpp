@@ -22,6 +22,15 @@ TEST(X11Command, HealthcheckIsHealthyOnTheRealServer) {
     EXPECT_EQ(result.status, 0);
 }
 
+TEST(X11Command, HealthcheckOnAServerWithoutXTestCannotMoveTheMouse) {
+    TempDir home;
+    PrivateServer server({"-tst"});
+    auto result =
+        runTarn({"healthcheck"}, home.path(), std::nullopt, {"DISPLAY=" + server.display()});
+    EXPECT_EQ(result.out, "cannotMoveMouse\n");
+    EXPECT_EQ(result.status, 1);
+}
+
 TEST(X11Command, DisplayThatCannotBeOpenedIsNamed) {
     TempDir home;
     auto result = runTarn({"healthcheck"}, home.path(), std::nullopt, {"DISPLAY=:65000"});

@@ -133,6 +133,46 @@ void Child::kill() {
     pid_ = -1;
 }
 
+PrivateServer::PrivateServer(const std::vector<std::string>& options) {
+    int ready[2];
+    if (::pipe2(ready, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for Xvfb");
+    std::vector<std::string> argv{"Xvfb", "-displayfd", "3", "-nolisten", "tcp"};
+    argv.insert(argv.end(), options.begin(), options.end());
+    auto args = pointers(argv);
+    pid_ = ::fork();
+    if (pid_ == 0) {
+        // The server writes the display it picked to descriptor 3.
+        ::dup2(ready[1], 3);
+        int devNull = ::open("/dev/null", O_RDWR);
+        ::dup2(devNull, 1);
+        ::dup2(devNull, 2);
+        ::execvp(args[0], args.data());
+        ::_exit(127);
+    }
+    ::close(ready[1]);
+    std::string number;
+    auto deadline = Clock::now() + 10s;
+    char c = 0;
+    while (Clock::now() < deadline) {
+        pollfd descriptor{ready[0], POLLIN, 0};
+        if (::poll(&descriptor, 1, 100) <= 0) continue;
+        if (::read(ready[0], &c, 1) != 1 || c == '\n') break;
+        number += c;
+    }
+    ::close(ready[0]);
+    if (number.empty()) {
+        ::kill(pid_, SIGKILL);
+        waitFor(pid_, Clock::now() + 5s);
+        throw std::runtime_error("Xvfb reported no display");
+    }
+    display_ = ":" + number;
+}
+
+PrivateServer::~PrivateServer() {
+    ::kill(pid_, SIGTERM);
+    waitFor(pid_, Clock::now() + 5s);
+}
+
 std::string TestApp::logText() const {
     std::ifstream in(log);
     std::stringstream text;

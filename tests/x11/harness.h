@@ -48,6 +48,21 @@ class Child {
     pid_t pid_ = -1;
 };
 
+// A bare Xvfb of the test's own (no window manager, no monitors set), for servers that
+// lack what the fixture's has. Ended with the object.
+class PrivateServer {
+  public:
+    explicit PrivateServer(const std::vector<std::string>& options);
+    ~PrivateServer();
+    PrivateServer(const PrivateServer&) = delete;
+    PrivateServer& operator=(const PrivateServer&) = delete;
+    const std::string& display() const { return display_; }
+
+  private:
+    pid_t pid_ = -1;
+    std::string display_;
+};
+
 // The project's test client (test_app.cpp) and its windows, in creation order.
 struct TestApp {
     Child process;
