@@ -244,13 +244,12 @@ ClipboardX11::Outcome ClipboardX11::convert(Atom target, std::string& text) {
     auto value = readProperty(x_, window, property);
     XDeleteProperty(display, window, property);
     XFlush(display);
-    if (!value || value->format != 8) {
-        if (!value || value->type != x_.atom("INCR")) return Outcome::refused;
-    }
+    const Atom incremental = x_.atom("INCR");
+    if (!value || (value->format != 8 && value->type != incremental)) return Outcome::refused;
 
     std::vector<unsigned char> bytes;
     Atom type = value->type;
-    if (value->type == x_.atom("INCR")) {
+    if (value->type == incremental) {
         // Deleting the announcement asked for the first piece; an empty piece ends it.
         type = None;
         while (true) {

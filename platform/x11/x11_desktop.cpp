@@ -1,8 +1,8 @@
 #include "platform/x11/x11_desktop.h"
 
-#include <unistd.h>
-
+#include <chrono>
 #include <cmath>
+#include <thread>
 
 #include "platform/x11/clipboard.h"
 #include "platform/x11/connection.h"

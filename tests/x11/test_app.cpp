@@ -15,6 +15,7 @@
 #include <X11/Xutil.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
