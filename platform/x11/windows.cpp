@@ -64,11 +64,11 @@ Pid WindowSystemX11::pidOf(Window window) {
     if (!pid.empty() && pid[0] > 0) return pid[0];
 
     if (x_.hasExtension("X-Resource")) {
-        XResClientIdSpec spec{window, XRES_CLIENT_ID_PID_MASK};
+        XResClientIdSpec query{window, XRES_CLIENT_ID_PID_MASK};
         long count = 0;
         XResClientIdValue* values = nullptr;
         ErrorTrap trap(x_);
-        if (XResQueryClientIds(x_.display(), 1, &spec, &count, &values) == Success) {
+        if (XResQueryClientIds(x_.display(), 1, &query, &count, &values) == Success) {
             Pid found = -1;
             for (long i = 0; i < count; ++i) {
                 if (values[i].spec.mask & XRES_CLIENT_ID_PID_MASK) {
