@@ -18,8 +18,4 @@ int handleKeys(const Args&, std::optional<std::int64_t>, CommandContext& context
     return notAvailable("keys", context);
 }
 
-int runMoveAppCommand(const std::string&, CommandContext& context) {
-    return notAvailable("move-app", context);
-}
-
 }  // namespace tarn::commands

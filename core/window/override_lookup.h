@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/support/json_text.h"
-#include "core/window/move_app_types.h"
+#include "core/window/window_state.h"
 
 namespace tarn::window {
 
@@ -50,6 +50,13 @@ struct WendleConfig {
 
 // Absent when the document is not a JSON object; malformed lists come back empty.
 std::optional<WendleConfig> decodeWendleConfig(const support::Json& document);
+
+// A saved frame offered to a move-app call, as the agent keeps it for an application.
+struct MoveAppLocation {
+    platform::Rect frame;
+    bool screenSpecific = true;
+    friend bool operator==(const MoveAppLocation&, const MoveAppLocation&) = default;
+};
 
 struct TarnOverride {
     std::vector<MoveAppLocation> savedLocations;

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/commands/context.h"
+#include "core/window/override_lookup.h"
+#include "core/window/window_state.h"
+
+namespace tarn::window {
+
+// One press of a move-app key: moves, resizes, minimises or restores the focused window of
+// the frontmost application in a direction ("left", "right", "up", "down") and remembers
+// what it did in the state file. A direct call (fromUserRule false) first looks for an
+// agent rule that takes such calls over. Returns the exit status (0; 1 no window, unreadable
+// frame, bad direction or unsaved state; 5 no permission) instead of ending the process, so
+// the agent can host it.
+int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocation>& savedLocations,
+                  const StateFilters& stateFilters, bool fromUserRule,
+                  commands::CommandContext& context);
+
+}  // namespace tarn::window
