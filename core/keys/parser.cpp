@@ -185,12 +185,14 @@ KeyAction parseGroup(std::string_view content) {
 
 // Appends the key press of a plain character, if a key types it.
 void appendPlainCharacter(std::string_view character, std::vector<KeyAction>& actions) {
-    if (character.size() == 1) {
-        const PlainKey& key = plainKeys()[static_cast<unsigned char>(character[0])];
+    auto first = static_cast<unsigned char>(character[0]);
+    if (character.size() == 1 && first < 0x80) {
+        const PlainKey& key = plainKeys()[first];
         if (key.typed) actions.emplace_back(TypeKey{key.code, key.flags});
         return;
     }
-    if (static_cast<unsigned char>(character[0]) < 0x80) return;  // ASCII with marks, CR LF
+    // ASCII with marks, CR LF and malformed bytes type nothing.
+    if (first < 0x80 || character.size() == 1) return;
     // Beyond ASCII only a character whose lower case is a key name is typed (the Kelvin
     // sign lowers to "k"); it is upper case exactly when lowering changed it.
     std::string lower = support::toLowerCase(character);
@@ -241,7 +243,18 @@ std::ostream& operator<<(std::ostream& out, const KeyAction& action) {
 std::vector<KeyAction> parseKeysString(std::string_view keys) {
     std::vector<KeyAction> actions;
     actions.reserve(keys.size());
+    const auto& plain = plainKeys();
     for (std::size_t at = 0; at < keys.size();) {
+        // A lone ASCII character, the common case, goes straight to its key. (CR LF would be
+        // one character, but neither byte types anything either way.)
+        auto byte = static_cast<unsigned char>(keys[at]);
+        if (byte < 0x80 && byte != '{' &&
+            (at + 1 == keys.size() || static_cast<unsigned char>(keys[at + 1]) < 0x80)) {
+            if (plain[byte].typed)
+                actions.emplace_back(TypeKey{plain[byte].code, plain[byte].flags});
+            ++at;
+            continue;
+        }
         std::size_t end = support::characterEnd(keys, at);
         if (!support::isCharacter(keys, at, end, '{')) {
             appendPlainCharacter(keys.substr(at, end - at), actions);

@@ -109,14 +109,9 @@ std::uint32_t lowerScalar(std::uint32_t value) {
 
 }  // namespace
 
-std::size_t characterEnd(std::string_view text, std::size_t start) {
+std::size_t detail::characterEndBeyondAscii(std::string_view text, std::size_t start) {
     const std::size_t size = text.size();
-    auto first = static_cast<unsigned char>(text[start]);
-    // Plain ASCII followed by ASCII, the common case, needs no decoding.
-    if (first < 0x80 && (start + 1 == size || static_cast<unsigned char>(text[start + 1]) < 0x80)) {
-        if (first == '\r' && start + 1 < size && text[start + 1] == '\n') return start + 2;
-        return start + 1;
-    }
+    if (text[start] == '\r' && start + 1 < size && text[start + 1] == '\n') return start + 2;
     Scalar scalar = decode(text, start);
     std::size_t end = start + scalar.length;
     if (!scalar.valid || isControl(scalar)) return end;
