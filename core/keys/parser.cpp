@@ -250,8 +250,9 @@ std::vector<KeyAction> parseKeysString(std::string_view keys) {
         auto byte = static_cast<unsigned char>(keys[at]);
         if (byte < 0x80 && byte != '{' &&
             (at + 1 == keys.size() || static_cast<unsigned char>(keys[at + 1]) < 0x80)) {
-            if (plain[byte].typed)
+            if (plain[byte].typed) {
                 actions.emplace_back(TypeKey{plain[byte].code, plain[byte].flags});
+            }
             ++at;
             continue;
         }
