@@ -22,7 +22,9 @@ int handleBrowserDefault(const Args&, CommandContext& context) {
     return notAvailable("browser-default", context);
 }
 
-int moveMouse(const Args&, CommandContext& context) { return notAvailable("move-mouse", context); }
+int moveMouse(const Args&, CommandContext& context) {
+    return notAvailable("move-mouse", context);
+}
 
 int runMoveAppCommand(const std::string&, CommandContext& context) {
     return notAvailable("move-app", context);

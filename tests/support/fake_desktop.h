@@ -38,7 +38,7 @@ class FakeDesktop final : public platform::Desktop,
                           public platform::Sleeper,
                           public platform::BrowserServices,
                           public platform::ScriptRunner {
-public:
+  public:
     // --- state the test sets up ---
     std::vector<platform::Rect> screens{{0, 0, 1920, 1080}};  // index 0 is the main display
     std::vector<FakeApp> apps;
@@ -125,7 +125,7 @@ public:
     // ScriptRunner
     platform::ScriptResult run(const std::string& source) override;
 
-private:
+  private:
     FakeApp* app(platform::Pid pid);
 };
 
