@@ -14,10 +14,6 @@ int notAvailable(const char* command, CommandContext& context) {
 
 }  // namespace
 
-int handleKeys(const Args&, std::optional<std::int64_t>, CommandContext& context) {
-    return notAvailable("keys", context);
-}
-
 int runMoveAppCommand(const std::string&, CommandContext& context) {
     return notAvailable("move-app", context);
 }
