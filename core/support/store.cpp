@@ -67,8 +67,9 @@ std::optional<Store> decodeStore(const Json& document) {
 Json encodeStore(const Store& store) {
     Json values = Json::object();
     for (const auto& [name, value] : store.values) {
+        // Named capture: clang before 16 cannot capture a structured binding.
         std::visit(
-            [&](const auto& v) {
+            [&values, &name = name](const auto& v) {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, Date>) {
                     values[name] = iso8601Text(v);
