@@ -21,7 +21,9 @@ constexpr std::uint32_t kRestoreSettleMicroseconds = 200000;
 constexpr std::size_t kPlacedSavedLocations = 3;
 constexpr std::int64_t kFirstSavedState = 4;
 
-const char* boolText(bool value) { return value ? "true" : "false"; }
+const char* boolText(bool value) {
+    return value ? "true" : "false";
+}
 
 void printFrame(std::ostream& err, const Rect& frame) {
     err << "x=" << doubleText(frame.x) << ", y=" << doubleText(frame.y)
