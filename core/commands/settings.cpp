@@ -1,9 +1,9 @@
-#include <cctype>
 #include <cmath>
 #include <ostream>
 
 #include "core/commands/handlers.h"
 #include "core/support/number_text.h"
+#include "core/support/text.h"
 #include "core/support/store.h"
 
 namespace tarn::commands {
@@ -14,8 +14,7 @@ using support::StoreValue;
 // true/false in any letter case, then a decimal integer, then anything strtod takes whole,
 // else the text as typed. A double JSON cannot hold (inf, nan, 1e400) stays the text.
 StoreValue inferValue(const std::string& text) {
-    std::string lower;
-    for (char c : text) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    std::string lower = support::asciiLowercase(text);
     if (lower == "true") return true;
     if (lower == "false") return false;
     if (auto integer = support::parseInt64(text)) return *integer;
