@@ -95,9 +95,18 @@ void ConfigStore::upsertAppConfig(const std::string& bundleID, const std::string
     });
 }
 
+std::shared_ptr<const RootConfig> ConfigStore::snapshot() const {
+    std::lock_guard guard(publishedLock_);
+    return published_;
+}
+
 void ConfigStore::publish(std::shared_ptr<const RootConfig> config) {
     current_ = config;
-    published_.store(std::move(config));
+    {
+        std::lock_guard guard(publishedLock_);
+        // The old value is released outside the lock when this was its last holder.
+        published_.swap(config);
+    }
     debouncer_.poke();
 }
 

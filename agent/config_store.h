@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -55,7 +55,7 @@ class ConfigStore {
     void setConfig(RootConfig config);
     void update(const std::function<void(RootConfig&)>& change);
     // The configuration as last published, safe to hold and read on any thread.
-    std::shared_ptr<const RootConfig> snapshot() const { return published_.load(); }
+    std::shared_ptr<const RootConfig> snapshot() const;
 
     // Called after each settled change with the configuration saved; at most one callback.
     void setOnConfigChanged(std::function<void(const RootConfig&)> callback);
@@ -76,7 +76,9 @@ class ConfigStore {
     Logger log_;
     std::function<std::filesystem::path()> configURL_;
     std::shared_ptr<const RootConfig> current_;
-    std::atomic<std::shared_ptr<const RootConfig>> published_;
+    // The one value shared with other threads: swapped whole under its lock, never changed.
+    mutable std::mutex publishedLock_;
+    std::shared_ptr<const RootConfig> published_;
     std::function<void(const RootConfig&)> onConfigChanged_;
     // Set by a load that could not read the file whole, until a copy of the file exists.
     std::optional<ConfigLoad> unsavedOriginal_;

@@ -44,14 +44,16 @@ RootConfig variant(int rule, const StateFilters& filters, int padding) {
 TEST(Concurrency, MatchingWhileTheIndexIsRebuilt) {
     DiscardLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    const RootConfig a = variant(1, kFiltersA, 20);
-    const RootConfig b = variant(2, kFiltersB, 40);
+    const RootConfig a = variant(1, kFiltersA, 3);
+    const RootConfig b = variant(2, kFiltersB, 5);
     engine.rebuildIndex(a);
 
     std::atomic<bool> done{false};
+    int rebuilds = 0;
     std::thread rebuilder([&] {
-        for (int i = 0; !done.load(std::memory_order_relaxed); ++i) {
+        for (int i = 0; !done.load(std::memory_order_relaxed); ++i, ++rebuilds) {
             engine.rebuildIndex(i % 2 == 0 ? b : a);
+            std::this_thread::yield();
         }
     });
     int mismatches = 0;
@@ -65,6 +67,7 @@ TEST(Concurrency, MatchingWhileTheIndexIsRebuilt) {
     done = true;
     rebuilder.join();
     EXPECT_EQ(mismatches, 0);
+    EXPECT_GT(rebuilds, 0);
 }
 
 TEST(Concurrency, SnapshotsReadWhileTheStorePublishes) {

@@ -41,7 +41,7 @@ TEST(ConfigWriting, EmptyConfiguration) {
     EXPECT_EQ(configText(RootConfig{}), R"({"globalRules":[],"appConfigs":[]})");
 }
 
-TEST(ConfigWriting, TheDocumentedExampleByteForByte) {
+TEST(ConfigWriting, OneRuleAndOneAppByteForByte) {
     HotkeyRule rule{
         .id = uuid(kId1),
         .chord = {.keyCode = 124,
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(
 // ---------------------------------------------------------------------------------------------
 // Reading the layouts a file may have
 
-TEST(ConfigReading, TheDocumentedExampleReadsWhole) {
+TEST(ConfigReading, OneRuleAndOneAppReadWhole) {
     DecodedConfig decoded = decode(document(
         R"({"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C","chord":{"keyCode":124,"modifiers":6},)"
         R"("action":{"moveWindow":{"direction":"right"}},"swallow":true,"stateFilters":)"
