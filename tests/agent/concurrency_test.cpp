@@ -1,5 +1,6 @@
 // Threads meeting in the agent's core: the key tap's thread matching while the main thread
-// rebuilds the rule index, and the work queue reading snapshots while the store publishes.
+// rebuilds the rule index, the work queue reading snapshots while the store publishes, and
+// several threads feeding the system log's writer.
 // Built and run under ThreadSanitizer by the tsan preset.
 
 #include <gtest/gtest.h>
@@ -99,6 +100,21 @@ TEST(Concurrency, SnapshotsReadWhileTheStorePublishes) {
     done = true;
     workQueue.join();
     EXPECT_EQ(mismatches, 0);
+}
+
+TEST(Concurrency, SystemLogFromSeveralThreads) {
+    // A small queue, so that queueing, dropping, writing and flushing all meet.
+    SystemLog log(64);
+    auto logFrom = [&](LogCategory category) {
+        Logger logger(log, category);
+        for (int i = 0; i < 2000; ++i) logger.error("message " + std::to_string(i));
+    };
+    std::thread tap(logFrom, LogCategory::keystrokeInterceptor);
+    std::thread work(logFrom, LogCategory::windowActions);
+    for (int i = 0; i < 50; ++i) log.flush();
+    tap.join();
+    work.join();
+    log.flush();
 }
 
 }  // namespace
