@@ -220,28 +220,39 @@ class Decoder {
         return value->get<bool>();
     }
 
+    // Runs `read`, a tolerant level: when it fails, what it noted goes with it, its failure
+    // (and what became of the member) is noted instead, and the result is absent.
+    template <class Read>
+    auto tolerate(Read read, std::string_view consequence) -> std::optional<decltype(read())> {
+        std::size_t issuesBefore = issues.size();
+        try {
+            return read();
+        } catch (const Failure& failure) {
+            issues.resize(issuesBefore);
+            note(failure.where, failure.message + "; " + std::string(consequence));
+            return std::nullopt;
+        }
+    }
+
     // A list decoded as a whole: one element that fails empties it.
     template <class T>
     std::vector<T> list(const Json& object, std::string_view name,
                         T (Decoder::*element)(const Json&, const std::string&)) {
         const Json* value = present(object, name);
-        std::string path(name);
         if (!value) return {};
-        std::size_t issuesBefore = issues.size();
-        try {
-            if (!value->is_array()) fail(path, "expected an array");
-            std::vector<T> result;
-            result.reserve(value->size());
-            for (std::size_t i = 0; i < value->size(); ++i) {
-                result.push_back((this->*element)((*value)[i], elementPath(path, i)));
-            }
-            return result;
-        } catch (const Failure& failure) {
-            // What was noted inside the list goes with it; the one failure says why.
-            issues.resize(issuesBefore);
-            note(failure.where, failure.message + "; the whole list was left empty");
-            return {};
-        }
+        std::string path(name);
+        auto result = tolerate(
+            [&] {
+                if (!value->is_array()) fail(path, "expected an array");
+                std::vector<T> elements;
+                elements.reserve(value->size());
+                for (std::size_t i = 0; i < value->size(); ++i) {
+                    elements.push_back((this->*element)((*value)[i], elementPath(path, i)));
+                }
+                return elements;
+            },
+            "the whole list was left empty");
+        return result ? std::move(*result) : std::vector<T>{};
     }
 
     StateFilters filters(const Json& json, const std::string& path) {
@@ -267,14 +278,8 @@ class Decoder {
     std::optional<StateFilters> optionalFilters(const Json& object, const std::string& path) {
         const Json* value = present(object, "stateFilters");
         if (!value) return std::nullopt;
-        std::size_t issuesBefore = issues.size();
-        try {
-            return filters(*value, memberPath(path, "stateFilters"));
-        } catch (const Failure& failure) {
-            issues.resize(issuesBefore);
-            note(failure.where, failure.message + "; all states stay enabled");
-            return std::nullopt;
-        }
+        return tolerate([&] { return filters(*value, memberPath(path, "stateFilters")); },
+                        "all states stay enabled");
     }
 
     KeyChord chord(const Json& json, const std::string& path) {
@@ -417,13 +422,9 @@ class Decoder {
     std::vector<SavedWindowLocation> savedLocations(const Json& json, const std::string& path) {
         std::optional<std::vector<SavedWindowLocation>> locations;
         if (const Json* list = present(json, "savedLocations")) {
-            std::size_t issuesBefore = issues.size();
-            try {
-                locations = locationList(*list, memberPath(path, "savedLocations"));
-            } catch (const Failure& failure) {
-                issues.resize(issuesBefore);
-                note(failure.where, failure.message + "; the saved locations were not kept");
-            }
+            locations =
+                tolerate([&] { return locationList(*list, memberPath(path, "savedLocations")); },
+                         "the saved locations were not kept");
         }
         const Json* single = present(json, "savedLocation");
         if (locations) {
@@ -434,14 +435,10 @@ class Decoder {
             return *locations;
         }
         if (!single) return {};
-        std::size_t issuesBefore = issues.size();
-        try {
-            return {location(*single, memberPath(path, "savedLocation"))};
-        } catch (const Failure& failure) {
-            issues.resize(issuesBefore);
-            note(failure.where, failure.message + "; the saved location was not kept");
-            return {};
-        }
+        auto one = tolerate([&] { return location(*single, memberPath(path, "savedLocation")); },
+                            "the saved location was not kept");
+        if (!one) return {};
+        return {*one};
     }
 
     RuleOverride ruleOverride(const Json& json, const std::string& path) {

@@ -456,16 +456,13 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedCase{"LocationFrameMissing",
                       appWith(R"("savedLocations":[{"frame":[[1,2],[3,4]],"screenIndex":0},)"
                               R"({"screenIndex":0}])"),
-                      appWith(R"("savedLocations":[],"ruleOverrides":[])"),
-                      "appConfigs[0].savedLocations[1].frame"},
+                      document(kRule1, kApp1), "appConfigs[0].savedLocations[1].frame"},
         MalformedCase{"LocationFramePairTooLong",
                       appWith(R"("savedLocations":[{"frame":[[1,2],[3,4,5]],"screenIndex":0}])"),
-                      appWith(R"("savedLocations":[],"ruleOverrides":[])"),
-                      "appConfigs[0].savedLocations[0].frame[1]"},
+                      document(kRule1, kApp1), "appConfigs[0].savedLocations[0].frame[1]"},
         MalformedCase{"LocationWithoutScreenIndex",
                       appWith(R"("savedLocations":[{"frame":[[1,2],[3,4]]}])"),
-                      appWith(R"("savedLocations":[],"ruleOverrides":[])"),
-                      "appConfigs[0].savedLocations[0].screenIndex"},
+                      document(kRule1, kApp1), "appConfigs[0].savedLocations[0].screenIndex"},
         MalformedCase{"ScreenSpecificNotABoolean",
                       appWith(R"("savedLocations":[{"frame":[[1,2],[3,4]],"screenIndex":0,)"
                               R"("screenSpecific":"yes"}])"),
@@ -481,10 +478,9 @@ INSTANTIATE_TEST_SUITE_P(
         MalformedCase{"SingleLocationBesideAList",
                       appWith(R"("savedLocations":[],"savedLocation":{"frame":[[1,2],[3,4]],)"
                               R"("screenIndex":1})"),
-                      appWith(R"("savedLocations":[],"ruleOverrides":[])"),
-                      "appConfigs[0].savedLocation"},
+                      document(kRule1, kApp1), "appConfigs[0].savedLocation"},
         MalformedCase{"EarlierLayoutMembers", appWith(R"("rules":[{"x":1}],"stateFilters":{})"),
-                      appWith(R"("savedLocations":[],"ruleOverrides":[])"), "appConfigs[0].rules"}),
+                      document(kRule1, kApp1), "appConfigs[0].rules"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ConfigReading, TheOneCaseMessageNamesTheProblem) {
