@@ -15,10 +15,18 @@ tarn::support::Store sampleStore(int entries) {
     for (int i = 0; i < entries; ++i) {
         std::string name = "setting" + std::to_string(i);
         switch (i % 4) {
-            case 0: store.values[name] = static_cast<std::int64_t>(i); break;
-            case 1: store.values[name] = i * 0.37; break;
-            case 2: store.values[name] = "https://example.com/" + name; break;
-            default: store.values[name] = (i % 8) == 3; break;
+            case 0:
+                store.values[name] = static_cast<std::int64_t>(i);
+                break;
+            case 1:
+                store.values[name] = i * 0.37;
+                break;
+            case 2:
+                store.values[name] = "https://example.com/" + name;
+                break;
+            default:
+                store.values[name] = (i % 8) == 3;
+                break;
         }
     }
     return store;

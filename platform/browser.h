@@ -10,7 +10,7 @@ namespace tarn::platform {
 struct BrowserApp {
     std::string bundleID;  // macOS bundle identifier; desktop file id on Linux
     std::string name;
-    std::string path;  // application bundle path; .desktop file path on Linux
+    std::string path;        // application bundle path; .desktop file path on Linux
     bool agentLike = false;  // background agent / hidden entry
     bool declaresHttp = false;
     bool declaresHttps = false;
@@ -23,7 +23,7 @@ struct DefaultBrowsers {
 };
 
 class BrowserServices {
-public:
+  public:
     virtual ~BrowserServices() = default;
     // Applications able to open an http address, and an https address, in the desktop's
     // order; duplicates (the same id at several locations) are listed as they come.
@@ -35,12 +35,12 @@ public:
 };
 
 struct ScriptResult {
-    bool compiled = true;  // false: the runner refused the source
+    bool compiled = true;              // false: the runner refused the source
     std::optional<std::string> error;  // description of a failed run
 };
 
 class ScriptRunner {
-public:
+  public:
     virtual ~ScriptRunner() = default;
     virtual ScriptResult run(const std::string& source) = 0;
 };

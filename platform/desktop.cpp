@@ -3,6 +3,10 @@
 #include <cstdlib>
 
 #include "platform/sim/sim_desktop.h"
+#include "platform/xdg/xdg_desktop.h"
+#if defined(__linux__)
+#include "platform/x11/x11_desktop.h"
+#endif
 
 namespace tarn::platform {
 
@@ -11,12 +15,15 @@ DesktopChoice openDesktop() {
         return {sim::openSimDesktop(sim), {}};
     }
 #if defined(__linux__)
-    if (const char* display = std::getenv("DISPLAY"); !display || !*display) {
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display) {
         return {nullptr,
                 "No desktop to work on: DISPLAY is not set (and TARN_SIM_DESKTOP names no "
                 "simulated desktop)"};
     }
-    return {nullptr, "No desktop to work on: the X11 backend is not built yet"};
+    auto choice = x11::openX11Desktop(display, xdg::makeBrowserServices(), xdg::makeScriptRunner());
+    if (!choice.desktop) choice.error = "No desktop to work on: " + choice.error;
+    return choice;
 #else
     return {nullptr, "No desktop to work on: no backend for this platform is built"};
 #endif

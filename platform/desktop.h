@@ -14,13 +14,13 @@ namespace tarn::platform {
 // A backend that loses its desktop half-way (a sim file that turns unreadable, an X server
 // that goes away) throws this; the command line reports it as one ERROR: line, status 1.
 class DesktopError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
 // One implementation of every interface, chosen once at the program's entry.
 class Desktop {
-public:
+  public:
     virtual ~Desktop() = default;
     virtual WindowSystem& windowSystem() = 0;
     virtual Displays& displays() = 0;

@@ -10,7 +10,7 @@ namespace tarn::platform {
 using DisplayId = std::uint32_t;
 
 class Displays {
-public:
+  public:
     virtual ~Displays() = default;
     // Active displays in the platform's order; the first one is the main (primary) display.
     // Empty when there are none.

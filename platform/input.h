@@ -20,13 +20,13 @@ inline constexpr std::uint64_t command = 0x100000;
 struct KeyEvent {
     std::uint16_t keyCode = 0;  // macOS virtual key code (ANSI layout)
     bool down = true;
-    std::uint64_t flags = 0;  // exactly these modifiers, replacing whatever is held
+    std::uint64_t flags = 0;             // exactly these modifiers, replacing whatever is held
     std::optional<std::int64_t> marker;  // the agent's marker on its own events
     friend bool operator==(const KeyEvent&, const KeyEvent&) = default;
 };
 
 class KeyboardOutput {
-public:
+  public:
     virtual ~KeyboardOutput() = default;
     // False when no event can be made for this key here (the key is then skipped whole).
     virtual bool canPost(std::uint16_t keyCode) = 0;
@@ -34,7 +34,7 @@ public:
 };
 
 class Clipboard {
-public:
+  public:
     virtual ~Clipboard() = default;
     // The plain-text contents; absent when the clipboard holds no text.
     virtual std::optional<std::string> readText() = 0;
@@ -43,7 +43,7 @@ public:
 };
 
 class Pointer {
-public:
+  public:
     virtual ~Pointer() = default;
     // Moves the pointer and re-associates it with the mouse.
     virtual void warp(Point to) = 0;
@@ -53,7 +53,7 @@ public:
 };
 
 class Accessibility {
-public:
+  public:
     virtual ~Accessibility() = default;
     // Whether this process may drive other applications' windows and post events. With
     // prompt, the system is asked to show its permission request when it is not.
@@ -65,7 +65,7 @@ public:
 
 // Every pause goes through here, so tests can check pauses without waiting for them.
 class Sleeper {
-public:
+  public:
     virtual ~Sleeper() = default;
     virtual void sleepMicroseconds(std::uint32_t microseconds) = 0;
 };

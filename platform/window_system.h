@@ -42,7 +42,7 @@ struct FocusedWindow {
 // Other applications' windows. Reads that fail are absent results; writes are fire-and-forget
 // (a window that refuses a position or size keeps what it can).
 class WindowSystem {
-public:
+  public:
     virtual ~WindowSystem() = default;
 
     // The application that has the keyboard focus; absent when there is none.

@@ -14,8 +14,10 @@ namespace tarn::commands {
 
 std::string_view helperErrorName(HelperError error) {
     switch (error) {
-        case HelperError::invalidCommand: return "invalidCommand";
-        case HelperError::insufficientArguments: return "insufficientArguments";
+        case HelperError::invalidCommand:
+            return "invalidCommand";
+        case HelperError::insufficientArguments:
+            return "insufficientArguments";
     }
     return "invalidCommand";
 }
@@ -24,8 +26,8 @@ CommandFailure::CommandFailure(HelperError error)
     : std::runtime_error(std::string(helperErrorName(error))) {}
 
 std::string TarnVersion::versionString() {
-    return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch) +
-           "." + std::to_string(build);
+    return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch) + "." +
+           std::to_string(build);
 }
 
 std::string TarnVersion::fullVersionString() {
@@ -45,7 +47,9 @@ int handleHealthcheck(CommandContext& context) {
 
 namespace {
 
-Args wordsAfterCommand(const Args& argv) { return Args(argv.begin() + 2, argv.end()); }
+Args wordsAfterCommand(const Args& argv) {
+    return Args(argv.begin() + 2, argv.end());
+}
 
 // keys and browser-tab may throw; their errors end the command with status 4.
 template <typename Handler>
@@ -62,9 +66,8 @@ int dispatch(const Args& argv, CommandContext& context) {
     const std::string& command = argv[1];
     if (command == "healthcheck") return handleHealthcheck(context);
     if (command == "keys") {
-        return runThrowing(context, [&] {
-            return handleKeys(wordsAfterCommand(argv), std::nullopt, context);
-        });
+        return runThrowing(
+            context, [&] { return handleKeys(wordsAfterCommand(argv), std::nullopt, context); });
     }
     if (command == "browser-tab") {
         return runThrowing(context,

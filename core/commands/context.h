@@ -18,7 +18,7 @@ using Args = std::vector<std::string>;
 // Handlers return their exit status instead of ending the process, so the agent can host
 // them and keep running.
 class CommandContext {
-public:
+  public:
     using DesktopOpener = std::function<platform::DesktopChoice()>;
 
     CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop);
@@ -34,7 +34,7 @@ public:
     // The Application Support folder "Tarn", created when missing.
     std::filesystem::path appSupportDir() const;
 
-private:
+  private:
     DesktopOpener open_;
     std::unique_ptr<platform::Desktop> owned_;
     platform::Desktop* desktop_ = nullptr;

@@ -4,9 +4,12 @@ namespace tarn::commands {
 
 std::string_view permissionHealthName(PermissionHealth health) {
     switch (health) {
-        case PermissionHealth::healthy: return "healthy";
-        case PermissionHealth::cannotMoveMouse: return "cannotMoveMouse";
-        case PermissionHealth::cannotReadPosition: return "cannotReadPosition";
+        case PermissionHealth::healthy:
+            return "healthy";
+        case PermissionHealth::cannotMoveMouse:
+            return "cannotMoveMouse";
+        case PermissionHealth::cannotReadPosition:
+            return "cannotReadPosition";
     }
     return "cannotReadPosition";
 }

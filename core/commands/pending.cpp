@@ -14,20 +14,6 @@ int notAvailable(const char* command, CommandContext& context) {
 
 }  // namespace
 
-int handleKeys(const Args&, std::optional<std::int64_t>, CommandContext& context) {
-    return notAvailable("keys", context);
-}
-
-int handleBrowserTab(const Args&, CommandContext& context) {
-    return notAvailable("browser-tab", context);
-}
-
-int handleBrowserDefault(const Args&, CommandContext& context) {
-    return notAvailable("browser-default", context);
-}
-
-int moveMouse(const Args&, CommandContext& context) { return notAvailable("move-mouse", context); }
-
 int runMoveAppCommand(const std::string&, CommandContext& context) {
     return notAvailable("move-app", context);
 }

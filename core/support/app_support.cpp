@@ -4,9 +4,34 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <string_view>
+
+#include "core/support/text.h"
 
 namespace tarn::support {
 namespace {
+
+std::optional<std::filesystem::path> xdgHome(const char* variable, const char* underHome) {
+    // The XDG base-directory rules ignore a relative value.
+    if (const char* value = std::getenv(variable); value && value[0] == '/') {
+        return std::filesystem::path(value);
+    }
+    auto home = homeDirectory();
+    if (!home) return std::nullopt;
+    return *home / underHome;
+}
+
+std::vector<std::filesystem::path> xdgSearchList(const char* variable, std::string_view fallback) {
+    const char* value = std::getenv(variable);
+    std::string_view list = value && *value ? std::string_view(value) : fallback;
+    std::vector<std::filesystem::path> dirs;
+    for (auto entry : splitText(list, ":")) {
+        if (entry.starts_with('/')) dirs.emplace_back(entry);
+    }
+    return dirs;
+}
+
+}  // namespace
 
 std::optional<std::filesystem::path> homeDirectory() {
     if (const char* home = std::getenv("HOME"); home && *home) return std::filesystem::path(home);
@@ -16,7 +41,21 @@ std::optional<std::filesystem::path> homeDirectory() {
     return std::nullopt;
 }
 
-}  // namespace
+std::optional<std::filesystem::path> xdgConfigHome() {
+    return xdgHome("XDG_CONFIG_HOME", ".config");
+}
+
+std::optional<std::filesystem::path> xdgDataHome() {
+    return xdgHome("XDG_DATA_HOME", ".local/share");
+}
+
+std::vector<std::filesystem::path> xdgConfigDirs() {
+    return xdgSearchList("XDG_CONFIG_DIRS", "/etc/xdg");
+}
+
+std::vector<std::filesystem::path> xdgDataDirs() {
+    return xdgSearchList("XDG_DATA_DIRS", "/usr/local/share/:/usr/share/");
+}
 
 std::optional<std::filesystem::path> applicationSupportBase() {
 #ifdef __APPLE__
@@ -24,13 +63,7 @@ std::optional<std::filesystem::path> applicationSupportBase() {
     if (!home) return std::nullopt;
     return *home / "Library" / "Application Support";
 #else
-    // The XDG base-directory rules ignore a relative XDG_CONFIG_HOME.
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && config[0] == '/') {
-        return std::filesystem::path(config);
-    }
-    auto home = homeDirectory();
-    if (!home) return std::nullopt;
-    return *home / ".config";
+    return xdgConfigHome();
 #endif
 }
 

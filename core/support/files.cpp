@@ -15,7 +15,7 @@ namespace tarn::support {
 namespace {
 
 class FileDescriptor {
-public:
+  public:
     explicit FileDescriptor(int fd) : fd_(fd) {}
     FileDescriptor(const FileDescriptor&) = delete;
     FileDescriptor& operator=(const FileDescriptor&) = delete;
@@ -29,11 +29,13 @@ public:
         return result == 0;
     }
 
-private:
+  private:
     int fd_;
 };
 
-std::string errnoText() { return std::strerror(errno); }
+std::string errnoText() {
+    return std::strerror(errno);
+}
 
 bool writeAll(int fd, const std::string& bytes) {
     const char* data = bytes.data();

@@ -15,14 +15,30 @@ void writeString(std::string& out, const std::string& text) {
     out += '"';
     for (unsigned char c : text) {
         switch (c) {
-            case '"': out += "\\\""; break;
-            case '\\': out += "\\\\"; break;
-            case '/': out += "\\/"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
-            case '\t': out += "\\t"; break;
-            case '\b': out += "\\b"; break;
-            case '\f': out += "\\f"; break;
+            case '"':
+                out += "\\\"";
+                break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '/':
+                out += "\\/";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
+            case '\t':
+                out += "\\t";
+                break;
+            case '\b':
+                out += "\\b";
+                break;
+            case '\f':
+                out += "\\f";
+                break;
             default:
                 if (c < 0x20) {
                     char buffer[8];
@@ -37,32 +53,49 @@ void writeString(std::string& out, const std::string& text) {
 }
 
 class Writer {
-public:
+  public:
     explicit Writer(JsonStyle style) : style_(style) {}
 
     void write(const Json& value, int depth) {
         switch (value.type()) {
-            case Json::value_t::null: out += "null"; break;
-            case Json::value_t::boolean: out += value.get<bool>() ? "true" : "false"; break;
-            case Json::value_t::number_integer: out += std::to_string(value.get<std::int64_t>()); break;
-            case Json::value_t::number_unsigned: out += std::to_string(value.get<std::uint64_t>()); break;
+            case Json::value_t::null:
+                out += "null";
+                break;
+            case Json::value_t::boolean:
+                out += value.get<bool>() ? "true" : "false";
+                break;
+            case Json::value_t::number_integer:
+                out += std::to_string(value.get<std::int64_t>());
+                break;
+            case Json::value_t::number_unsigned:
+                out += std::to_string(value.get<std::uint64_t>());
+                break;
             case Json::value_t::number_float: {
                 double d = value.get<double>();
-                if (!std::isfinite(d)) throw std::domain_error("a number JSON cannot represent (" + doubleText(d) + ")");
+                if (!std::isfinite(d))
+                    throw std::domain_error("a number JSON cannot represent (" + doubleText(d) +
+                                            ")");
                 out += jsonDoubleText(d);
                 break;
             }
-            case Json::value_t::string: writeString(out, value.get_ref<const std::string&>()); break;
-            case Json::value_t::array: writeArray(value, depth); break;
-            case Json::value_t::object: writeObject(value, depth); break;
+            case Json::value_t::string:
+                writeString(out, value.get_ref<const std::string&>());
+                break;
+            case Json::value_t::array:
+                writeArray(value, depth);
+                break;
+            case Json::value_t::object:
+                writeObject(value, depth);
+                break;
             case Json::value_t::binary:
-            case Json::value_t::discarded: throw std::domain_error("a value JSON cannot represent");
+            case Json::value_t::discarded:
+                throw std::domain_error("a value JSON cannot represent");
         }
     }
 
     std::string out;
 
-private:
+  private:
     void newline(int depth) {
         out += '\n';
         out.append(static_cast<std::size_t>(depth) * 2, ' ');

@@ -1,7 +1,7 @@
 #include "core/support/number_text.h"
 
-#include <charconv>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <string>
@@ -51,7 +51,8 @@ std::string doubleText(double value) {
 
 std::string jsonDoubleText(double value) {
     std::string text = doubleText(value);
-    if (text.size() > 2 && text.compare(text.size() - 2, 2, ".0") == 0) text.resize(text.size() - 2);
+    if (text.size() > 2 && text.compare(text.size() - 2, 2, ".0") == 0)
+        text.resize(text.size() - 2);
     return text;
 }
 

@@ -11,8 +11,10 @@ namespace {
 
 std::optional<StoreValue> decodeValue(const Json& value) {
     switch (value.type()) {
-        case Json::value_t::boolean: return StoreValue{value.get<bool>()};
-        case Json::value_t::number_integer: return StoreValue{value.get<std::int64_t>()};
+        case Json::value_t::boolean:
+            return StoreValue{value.get<bool>()};
+        case Json::value_t::number_integer:
+            return StoreValue{value.get<std::int64_t>()};
         case Json::value_t::number_unsigned: {
             auto u = value.get<std::uint64_t>();
             if (u <= static_cast<std::uint64_t>(INT64_MAX)) {
@@ -29,8 +31,10 @@ std::optional<StoreValue> decodeValue(const Json& value) {
             }
             return StoreValue{d};
         }
-        case Json::value_t::string: return StoreValue{value.get<std::string>()};
-        default: return std::nullopt;
+        case Json::value_t::string:
+            return StoreValue{value.get<std::string>()};
+        default:
+            return std::nullopt;
     }
 }
 
@@ -63,8 +67,9 @@ std::optional<Store> decodeStore(const Json& document) {
 Json encodeStore(const Store& store) {
     Json values = Json::object();
     for (const auto& [name, value] : store.values) {
+        // Named capture: clang before 16 cannot capture a structured binding.
         std::visit(
-            [&](const auto& v) {
+            [&values, &name = name](const auto& v) {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, Date>) {
                     values[name] = iso8601Text(v);

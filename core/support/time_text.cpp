@@ -14,8 +14,10 @@ Civil civil(Date date) {
     auto days = std::chrono::floor<std::chrono::days>(date);
     std::chrono::year_month_day ymd{days};
     std::chrono::hh_mm_ss time{date - days};
-    return {static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-            static_cast<unsigned>(ymd.day()), static_cast<unsigned>(time.hours().count()),
+    return {static_cast<int>(ymd.year()),
+            static_cast<unsigned>(ymd.month()),
+            static_cast<unsigned>(ymd.day()),
+            static_cast<unsigned>(time.hours().count()),
             static_cast<unsigned>(time.minutes().count()),
             static_cast<unsigned>(time.seconds().count())};
 }

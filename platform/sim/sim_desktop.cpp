@@ -15,7 +15,7 @@ using support::Json;
 
 // The desktop file, read whole for one operation and written back when it changed.
 class SimFile {
-public:
+  public:
     explicit SimFile(std::filesystem::path path) : path_(std::move(path)) {}
 
     Json load() const {
@@ -53,7 +53,7 @@ public:
         }
     }
 
-private:
+  private:
     std::filesystem::path path_;
 };
 
@@ -109,7 +109,7 @@ class SimDesktop final : public Desktop,
                          Sleeper,
                          BrowserServices,
                          ScriptRunner {
-public:
+  public:
     explicit SimDesktop(std::filesystem::path path) : file_(std::move(path)) {}
 
     WindowSystem& windowSystem() override { return *this; }
@@ -435,7 +435,7 @@ public:
         return result;
     }
 
-private:
+  private:
     template <typename Change>
     void update(Change change) {
         Json doc = file_.load();

@@ -15,7 +15,9 @@ std::string golden(const std::string& name) {
     return text.value_or("");
 }
 
-std::string usage() { return kVersionLine + golden("usage.txt"); }
+std::string usage() {
+    return kVersionLine + golden("usage.txt");
+}
 
 class DispatcherTest : public CommandTest {};
 
@@ -54,12 +56,14 @@ TEST_F(DispatcherTest, VersionWordsPrintTheVersionLineOnStandardOutput) {
 
 TEST_F(DispatcherTest, HelpTextKeepsItsTrailingSpacesAndArchiveExample) {
     auto result = run({"help"});
-    EXPECT_THAT(result.err, ::testing::HasSubstr("  {put}          - Paste Tarn buffer to clipboard  \n"));
-    EXPECT_THAT(result.err, ::testing::HasSubstr(
-                                "\n      Example: {cmd+c}{grab}{trim after ?}{insert before "
-                                "http:{slash}{slash}web.archive.org{slash}}{paste}\n"));
+    EXPECT_THAT(result.err,
+                ::testing::HasSubstr("  {put}          - Paste Tarn buffer to clipboard  \n"));
+    EXPECT_THAT(result.err,
+                ::testing::HasSubstr("\n      Example: {cmd+c}{grab}{trim after ?}{insert before "
+                                     "http:{slash}{slash}web.archive.org{slash}}{paste}\n"));
     EXPECT_THAT(result.err, ::testing::StartsWith(kVersionLine + "\n\nCommands:\n"));
-    EXPECT_THAT(result.err, ::testing::EndsWith("    browser - Default browser for browser-tab command\n"));
+    EXPECT_THAT(result.err,
+                ::testing::EndsWith("    browser - Default browser for browser-tab command\n"));
 }
 
 TEST_F(DispatcherTest, MoveAppWithoutDirectionPrintsItsUsage) {
@@ -109,16 +113,17 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         HealthCase{"AllGood", "{}", "healthy", 0},
         HealthCase{"AccessibilityDisabled", R"({"apps": [{"pid": 100, "bundleID": "a",
-            "windowListError": -25211}]})", "cannotReadPosition", 1},
+            "windowListError": -25211}]})",
+                   "cannotReadPosition", 1},
         HealthCase{"OtherErrorFallsBackToFocusedElement", R"({"apps": [{"pid": 100,
-            "bundleID": "a", "windowListError": -25200}]})", "healthy", 0},
+            "bundleID": "a", "windowListError": -25200}]})",
+                   "healthy", 0},
         HealthCase{"NeitherReadable", R"({"apps": [{"pid": 100, "bundleID": "a",
             "windowListError": -25200}], "focusedElementError": -25200})",
                    "cannotReadPosition", 1},
         HealthCase{"NoCandidateAndNoFocusedElement",
                    R"({"apps": [], "focusedElementError": -25212})", "cannotReadPosition", 1},
-        HealthCase{"NoMouseEvents", R"({"mouseEventsAvailable": false})", "cannotMoveMouse",
-                   1}),
+        HealthCase{"NoMouseEvents", R"({"mouseEventsAvailable": false})", "cannotMoveMouse", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

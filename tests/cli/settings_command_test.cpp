@@ -11,7 +11,7 @@ namespace {
 using ::testing::HasSubstr;
 
 class SettingsCommandTest : public CommandTest {
-protected:
+  protected:
     std::string settingsFile() const { return configFile("config.json").value_or("<missing>"); }
 };
 
@@ -45,8 +45,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         InferenceCase{"String", "Google Chrome", "Google Chrome", "\"Google Chrome\""},
         InferenceCase{"LeadingZeros", "007", "7", "7"},
-        InferenceCase{"PlusSign", "+12", "12", "12"},
-        InferenceCase{"Negative", "-3", "-3", "-3"},
+        InferenceCase{"PlusSign", "+12", "12", "12"}, InferenceCase{"Negative", "-3", "-3", "-3"},
         InferenceCase{"Int64Max", "9223372036854775807", "9223372036854775807",
                       "9223372036854775807"},
         InferenceCase{"BeyondInt64IsDouble", "9223372036854775808", "9.223372036854776e+18",
@@ -125,13 +124,14 @@ TEST_P(SettingsFailureTest, ReportsOnStandardErrorWithStatusOne) {
 INSTANTIATE_TEST_SUITE_P(
     Forms, SettingsFailureTest,
     ::testing::Values(
-        FailureCase{"RemoveWithoutName", {"settings", "--remove"},
+        FailureCase{"RemoveWithoutName",
+                    {"settings", "--remove"},
                     "Usage: tarn settings --remove <name>\n"},
-        FailureCase{"RemoveMissing", {"settings", "--remove", "absent"},
-                    "Setting 'absent' not found\n"},
+        FailureCase{
+            "RemoveMissing", {"settings", "--remove", "absent"}, "Setting 'absent' not found\n"},
         FailureCase{"GetMissing", {"settings", "absent"}, "Setting 'absent' not found\n"},
-        FailureCase{"NamesAreCaseSensitive", {"settings", "Present"},
-                    "Setting 'Present' not found\n"}),
+        FailureCase{
+            "NamesAreCaseSensitive", {"settings", "Present"}, "Setting 'Present' not found\n"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(SettingsCommandTest, CorruptFileListsEmptyAndIsLeftAlone) {

@@ -106,8 +106,7 @@ support::Json CommandTest::events() const {
 
 CommandResult CommandTest::run(const std::vector<std::string>& args,
                                const std::vector<std::string>& extraEnv) {
-    return runTarn(args, home(), haveDesktop_ ? std::optional(simFile()) : std::nullopt,
-                   extraEnv);
+    return runTarn(args, home(), haveDesktop_ ? std::optional(simFile()) : std::nullopt, extraEnv);
 }
 
 std::optional<std::string> CommandTest::configFile(const std::string& name) const {

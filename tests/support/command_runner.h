@@ -29,7 +29,7 @@ CommandResult runTarn(const std::vector<std::string>& args, const std::filesyste
 // Base fixture for command tests: a temp home, a desktop file to fill, helpers to run tarn
 // and read what it left behind.
 class CommandTest : public ::testing::Test {
-protected:
+  protected:
     const std::filesystem::path& home() const { return dir_.path(); }
     // $XDG_CONFIG_HOME/Tarn, where tarn keeps its files.
     std::filesystem::path configDir() const { return home() / ".config" / "Tarn"; }
@@ -52,7 +52,7 @@ protected:
     // A one-display, one-window desktop to start from.
     static support::Json basicDesktop();
 
-private:
+  private:
     TempDir dir_;
     bool haveDesktop_ = false;
 };

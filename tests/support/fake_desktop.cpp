@@ -69,6 +69,7 @@ std::optional<bool> FakeDesktop::isMinimized(WindowId id) {
 }
 
 void FakeDesktop::setMinimized(WindowId id, bool minimized) {
+    windowWrites.push_back(WindowWrite::minimizedTo(id, minimized));
     if (FakeWindow* w = window(id)) w->minimized = minimized;
 }
 
@@ -85,6 +86,7 @@ std::optional<Size> FakeDesktop::size(WindowId id) {
 }
 
 void FakeDesktop::setPosition(WindowId id, Point position) {
+    windowWrites.push_back(WindowWrite::movedTo(id, position));
     if (FakeWindow* w = window(id)) {
         w->frame.x = position.x;
         w->frame.y = position.y;
@@ -92,6 +94,7 @@ void FakeDesktop::setPosition(WindowId id, Point position) {
 }
 
 void FakeDesktop::setSize(WindowId id, Size size) {
+    windowWrites.push_back(WindowWrite::resizedTo(id, size));
     FakeWindow* w = window(id);
     if (!w) return;
     if (w->minSize) {

@@ -20,12 +20,42 @@ struct FakeWindow {
     std::optional<platform::Size> maxSize;
 };
 
+// One write to a window, in the order the code under test made them; exactly one of the
+// three values is set.
+struct WindowWrite {
+    platform::WindowId window = 0;
+    std::optional<platform::Point> position;
+    std::optional<platform::Size> size;
+    std::optional<bool> minimized;
+    friend bool operator==(const WindowWrite&, const WindowWrite&) = default;
+
+    static WindowWrite movedTo(platform::WindowId window, platform::Point to) {
+        return {window, to, std::nullopt, std::nullopt};
+    }
+    static WindowWrite resizedTo(platform::WindowId window, platform::Size to) {
+        return {window, std::nullopt, to, std::nullopt};
+    }
+    static WindowWrite minimizedTo(platform::WindowId window, bool minimized) {
+        return {window, std::nullopt, std::nullopt, minimized};
+    }
+};
+
 struct FakeApp {
     platform::AppInfo info;
     std::vector<FakeWindow> windows;
     std::optional<platform::WindowId> focused;
     int focusedWindowError = platform::ax::success;
     int windowListError = platform::ax::success;
+
+    FakeWindow& addWindow(platform::WindowId id, platform::Rect frame = {},
+                          bool minimized = false) {
+        FakeWindow window;
+        window.id = id;
+        window.frame = frame;
+        window.minimized = minimized;
+        windows.push_back(window);
+        return windows.back();
+    }
 };
 
 class FakeDesktop final : public platform::Desktop,
@@ -38,7 +68,7 @@ class FakeDesktop final : public platform::Desktop,
                           public platform::Sleeper,
                           public platform::BrowserServices,
                           public platform::ScriptRunner {
-public:
+  public:
     // --- state the test sets up ---
     std::vector<platform::Rect> screens{{0, 0, 1920, 1080}};  // index 0 is the main display
     std::vector<FakeApp> apps;
@@ -61,6 +91,7 @@ public:
     std::vector<std::uint32_t> sleeps;  // microseconds
     std::vector<std::string> clipboardWrites;
     std::vector<std::string> scriptsRun;
+    std::vector<WindowWrite> windowWrites;
     int trustPrompts = 0;
 
     FakeApp& addApp(platform::Pid pid, std::optional<std::string> bundleID,
@@ -125,7 +156,7 @@ public:
     // ScriptRunner
     platform::ScriptResult run(const std::string& source) override;
 
-private:
+  private:
     FakeApp* app(platform::Pid pid);
 };
 

@@ -8,7 +8,7 @@ namespace tarn::testing {
 
 // A fresh directory under the system temp dir, removed with everything in it at the end.
 class TempDir {
-public:
+  public:
     TempDir();
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -16,19 +16,19 @@ public:
 
     const std::filesystem::path& path() const { return path_; }
 
-private:
+  private:
     std::filesystem::path path_;
 };
 
 // Sets an environment variable for the lifetime of the object, then restores it.
 class ScopedEnv {
-public:
+  public:
     ScopedEnv(const char* name, const char* value);  // null value unsets
     ~ScopedEnv();
     ScopedEnv(const ScopedEnv&) = delete;
     ScopedEnv& operator=(const ScopedEnv&) = delete;
 
-private:
+  private:
     std::string name_;
     std::optional<std::string> previous_;
 };

@@ -45,9 +45,9 @@ TEST(EnsureAccessibilityTrustedTest, PlatformReasonFollowsTheInstructions) {
     std::ostringstream out, err;
     commands::CommandContext context(out, err, desktop);
     EXPECT_FALSE(ensureAccessibilityTrusted(context));
-    EXPECT_THAT(err.str(), ::testing::EndsWith(
-                               "5. Run this command again\n\nReason: the XTEST extension is "
-                               "missing\n"));
+    EXPECT_THAT(err.str(),
+                ::testing::EndsWith("5. Run this command again\n\nReason: the XTEST extension is "
+                                    "missing\n"));
 }
 
 }  // namespace

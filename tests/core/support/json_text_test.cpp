@@ -36,18 +36,16 @@ INSTANTIATE_TEST_SUITE_P(
                   "{\n  \"v\" : {\n    \"x\" : [\n      1,\n      2\n    ]\n  }\n}"},
         WriteCase{"EmptyObjectsStayOpen", R"({"values":{}})", kPretty,
                   "{\n  \"values\" : {\n\n  }\n}"},
-        WriteCase{"EmptyArraysStayOpen", R"({"a":[]})", kPretty,
-                  "{\n  \"a\" : [\n\n  ]\n}"},
+        WriteCase{"EmptyArraysStayOpen", R"({"a":[]})", kPretty, "{\n  \"a\" : [\n\n  ]\n}"},
         WriteCase{"TopLevelEmpty", R"({})", kPretty, "{\n\n}"},
-        WriteCase{"SlashIsEscaped", R"({"u":"http://x/y"})", kCompact,
-                  R"({"u":"http:\/\/x\/y"})"},
+        WriteCase{"SlashIsEscaped", R"({"u":"http://x/y"})", kCompact, R"({"u":"http:\/\/x\/y"})"},
         WriteCase{"ControlCharacters", R"(["a\nb\t\u0001\"\\"])", kCompact,
                   R"(["a\nb\t\u0001\"\\"])"},
         WriteCase{"NonAsciiAsUtf8", R"(["é€"])", kCompact, "[\"é€\"]"},
         WriteCase{"WholeDoublesWithoutFraction", R"([2.0,2.5,-0.0,1e-7])", kCompact,
                   "[2,2.5,-0,1e-07]"},
-        WriteCase{"LargeIntegersExact", R"([9223372036854775807,-9223372036854775808])",
-                  kCompact, "[9223372036854775807,-9223372036854775808]"}),
+        WriteCase{"LargeIntegersExact", R"([9223372036854775807,-9223372036854775808])", kCompact,
+                  "[9223372036854775807,-9223372036854775808]"}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(WriteJsonTest, RefusesNumbersJsonCannotHold) {

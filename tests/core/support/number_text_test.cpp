@@ -30,8 +30,8 @@ INSTANTIATE_TEST_SUITE_P(
                       DoubleCase{9007199254740991.0, "9007199254740991.0", "9007199254740991"},
                       DoubleCase{9007199254740992.0, "9.007199254740992e+15",
                                  "9.007199254740992e+15"},
-                      DoubleCase{1e16, "1e+16", "1e+16"}, DoubleCase{-1.5e300, "-1.5e+300",
-                                                                     "-1.5e+300"}));
+                      DoubleCase{1e16, "1e+16", "1e+16"},
+                      DoubleCase{-1.5e300, "-1.5e+300", "-1.5e+300"}));
 
 TEST(DoubleTextTest, NonFiniteValuesHaveWords) {
     EXPECT_EQ(doubleText(std::numeric_limits<double>::infinity()), "inf");
@@ -72,9 +72,10 @@ TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
         std::optional<double> value;
     };
     const Case cases[] = {
-        {"1.5", 1.5},       {"1e3", 1000},         {".5", 0.5},          {"-0.0", -0.0},
-        {"0x1p3", 8},       {"1.", 1},             {"", std::nullopt},   {" 1", std::nullopt},
-        {"1 ", std::nullopt}, {"1.5x", std::nullopt}, {"e3", std::nullopt}, {"abc", std::nullopt},
+        {"1.5", 1.5},           {"1e3", 1000},        {".5", 0.5},
+        {"-0.0", -0.0},         {"0x1p3", 8},         {"1.", 1},
+        {"", std::nullopt},     {" 1", std::nullopt}, {"1 ", std::nullopt},
+        {"1.5x", std::nullopt}, {"e3", std::nullopt}, {"abc", std::nullopt},
     };
     for (const auto& c : cases) EXPECT_EQ(parseDouble(c.text), c.value) << '"' << c.text << '"';
     EXPECT_TRUE(std::isinf(parseDouble("inf").value()));

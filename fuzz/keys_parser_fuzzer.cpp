@@ -1,0 +1,61 @@
+// Feeds arbitrary bytes to the keys-string parser and the escape expansion. Any crash,
+// sanitizer report, exception other than KeysParseError, or broken invariant is a finding.
+//
+//   cmake --preset fuzz && cmake --build --preset fuzz
+//   build/fuzz/fuzz/keys_parser_fuzzer -dict=fuzz/keys.dict fuzz/corpus/keys
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "core/keys/escapes.h"
+#include "core/keys/parser.h"
+#include "core/support/unicode_text.h"
+
+namespace {
+
+void check(bool condition) {
+    if (!condition) std::abort();
+}
+
+bool hasByte(std::string_view text, char byte) {
+    return text.find(byte) != std::string_view::npos;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace tarn;
+    std::string_view text(reinterpret_cast<const char*>(data), size);
+
+    for (std::size_t at = 0; at < text.size();) {
+        std::size_t end = support::characterEnd(text, at);
+        check(end > at && end <= text.size());
+        at = end;
+    }
+
+    // Without an opening brace there is nothing to expand.
+    std::string expanded = keys::expandEscapeSequences(text);
+    if (!hasByte(text, '{')) check(expanded == text);
+
+    try {
+        auto actions = keys::parseKeysString(text);
+        // Every action comes from at least one byte of the string.
+        check(actions.size() <= text.size());
+        for (const auto& action : actions) {
+            if (const auto* key = std::get_if<keys::TypeKey>(&action)) {
+                check(key->code <= 126);
+                check((key->flags & ~std::uint64_t{0x1E0000}) == 0);
+            }
+            check(!keys::describe(action).empty());
+        }
+        // Without braces every action is a key press.
+        if (!hasByte(text, '{')) {
+            for (const auto& action : actions) check(std::holds_alternative<keys::TypeKey>(action));
+        }
+    } catch (const keys::KeysParseError& error) {
+        check(error.what()[0] != '\0');
+        if (error.kind() == keys::KeysParseError::Kind::unclosedBrace) check(hasByte(text, '{'));
+    }
+    return 0;
+}

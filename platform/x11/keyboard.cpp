@@ -1,0 +1,234 @@
+#include "platform/x11/keyboard.h"
+
+#include <X11/XF86keysym.h>
+#include <X11/XKBlib.h>
+#include <X11/extensions/XTest.h>
+#include <X11/keysym.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace tarn::platform::x11 {
+namespace {
+
+// The key symbol each macOS virtual key code (ANSI layout) stands for: the unshifted
+// symbol of the key at that place on a US keyboard.
+KeySym keySymFor(std::uint16_t macKeyCode) {
+    static constexpr std::pair<std::uint16_t, KeySym> table[] = {
+        // Letters
+        {0, XK_a},
+        {11, XK_b},
+        {8, XK_c},
+        {2, XK_d},
+        {14, XK_e},
+        {3, XK_f},
+        {5, XK_g},
+        {4, XK_h},
+        {34, XK_i},
+        {38, XK_j},
+        {40, XK_k},
+        {37, XK_l},
+        {46, XK_m},
+        {45, XK_n},
+        {31, XK_o},
+        {35, XK_p},
+        {12, XK_q},
+        {15, XK_r},
+        {1, XK_s},
+        {17, XK_t},
+        {32, XK_u},
+        {9, XK_v},
+        {13, XK_w},
+        {7, XK_x},
+        {16, XK_y},
+        {6, XK_z},
+        // Digits
+        {29, XK_0},
+        {18, XK_1},
+        {19, XK_2},
+        {20, XK_3},
+        {21, XK_4},
+        {23, XK_5},
+        {22, XK_6},
+        {26, XK_7},
+        {28, XK_8},
+        {25, XK_9},
+        // Punctuation
+        {27, XK_minus},
+        {24, XK_equal},
+        {33, XK_bracketleft},
+        {30, XK_bracketright},
+        {39, XK_apostrophe},
+        {41, XK_semicolon},
+        {42, XK_backslash},
+        {43, XK_comma},
+        {44, XK_slash},
+        {47, XK_period},
+        {50, XK_grave},
+        // Editing and navigation (the Help key sits where PC keyboards have Insert)
+        {36, XK_Return},
+        {48, XK_Tab},
+        {49, XK_space},
+        {51, XK_BackSpace},
+        {53, XK_Escape},
+        {117, XK_Delete},
+        {114, XK_Insert},
+        {115, XK_Home},
+        {119, XK_End},
+        {116, XK_Prior},
+        {121, XK_Next},
+        {123, XK_Left},
+        {124, XK_Right},
+        {125, XK_Down},
+        {126, XK_Up},
+        // Modifier keys themselves
+        {55, XK_Super_L},
+        {54, XK_Super_R},
+        {56, XK_Shift_L},
+        {60, XK_Shift_R},
+        {57, XK_Caps_Lock},
+        {58, XK_Alt_L},
+        {61, XK_Alt_R},
+        {59, XK_Control_L},
+        {62, XK_Control_R},
+        // Function keys
+        {122, XK_F1},
+        {120, XK_F2},
+        {99, XK_F3},
+        {118, XK_F4},
+        {96, XK_F5},
+        {97, XK_F6},
+        {98, XK_F7},
+        {100, XK_F8},
+        {101, XK_F9},
+        {109, XK_F10},
+        {103, XK_F11},
+        {111, XK_F12},
+        {105, XK_F13},
+        {107, XK_F14},
+        {113, XK_F15},
+        {106, XK_F16},
+        {64, XK_F17},
+        {79, XK_F18},
+        {80, XK_F19},
+        {90, XK_F20},
+        // Keypad
+        {82, XK_KP_0},
+        {83, XK_KP_1},
+        {84, XK_KP_2},
+        {85, XK_KP_3},
+        {86, XK_KP_4},
+        {87, XK_KP_5},
+        {88, XK_KP_6},
+        {89, XK_KP_7},
+        {91, XK_KP_8},
+        {92, XK_KP_9},
+        {65, XK_KP_Decimal},
+        {67, XK_KP_Multiply},
+        {69, XK_KP_Add},
+        {71, XK_Clear},
+        {75, XK_KP_Divide},
+        {76, XK_KP_Enter},
+        {78, XK_KP_Subtract},
+        {81, XK_KP_Equal},
+        // Media
+        {72, XF86XK_AudioRaiseVolume},
+        {73, XF86XK_AudioLowerVolume},
+        {74, XF86XK_AudioMute},
+    };
+    auto it = std::find_if(std::begin(table), std::end(table),
+                           [&](const auto& entry) { return entry.first == macKeyCode; });
+    return it == std::end(table) ? NoSymbol : it->second;
+}
+
+// Keys whose press toggles a lock: releasing and pressing them again would flip it.
+bool isLockKey(KeySym symbol) {
+    return symbol == XK_Num_Lock || symbol == XK_Caps_Lock || symbol == XK_Shift_Lock ||
+           symbol == XK_Scroll_Lock;
+}
+
+struct ModifierMapDeleter {
+    void operator()(XModifierKeymap* map) const {
+        if (map) XFreeModifiermap(map);
+    }
+};
+
+}  // namespace
+
+KeyCode KeyboardX11::keyCodeFor(std::uint16_t macKeyCode) {
+    KeySym symbol = keySymFor(macKeyCode);
+    return symbol == NoSymbol ? 0 : XKeysymToKeycode(x_.display(), symbol);
+}
+
+bool KeyboardX11::canPost(std::uint16_t keyCode) {
+    bool possible = xtest_ && keyCodeFor(keyCode) != 0;
+    x_.check();
+    return possible;
+}
+
+std::vector<KeyCode> KeyboardX11::chordModifiers(std::uint64_t flags) {
+    static constexpr std::array<std::pair<std::uint64_t, KeySym>, 4> order{{
+        {keyflags::control, XK_Control_L},
+        {keyflags::option, XK_Alt_L},
+        {keyflags::shift, XK_Shift_L},
+        {keyflags::command, XK_Super_L},
+    }};
+    std::vector<KeyCode> keys;
+    for (const auto& [flag, symbol] : order) {
+        if (!(flags & flag)) continue;
+        if (KeyCode key = XKeysymToKeycode(x_.display(), symbol)) keys.push_back(key);
+    }
+    return keys;
+}
+
+// Modifier keys that are down now (the user's, or a hotkey's that is still held), lock
+// keys excepted.
+std::vector<KeyCode> KeyboardX11::heldModifiers() {
+    std::vector<KeyCode> held;
+    char keys[32] = {};
+    XQueryKeymap(x_.display(), keys);
+    std::unique_ptr<XModifierKeymap, ModifierMapDeleter> map(XGetModifierMapping(x_.display()));
+    if (!map) return held;
+    for (int modifier = 0; modifier < 8; ++modifier) {
+        if (modifier == LockMapIndex) continue;
+        for (int i = 0; i < map->max_keypermod; ++i) {
+            KeyCode key = map->modifiermap[modifier * map->max_keypermod + i];
+            if (key == 0 || !(keys[key / 8] & (1 << (key % 8)))) continue;
+            if (isLockKey(XkbKeycodeToKeysym(x_.display(), key, 0, 0))) continue;
+            if (std::find(held.begin(), held.end(), key) == held.end()) held.push_back(key);
+        }
+    }
+    return held;
+}
+
+void KeyboardX11::fake(KeyCode key, bool down) {
+    XTestFakeKeyEvent(x_.display(), key, down ? True : False, CurrentTime);
+    XFlush(x_.display());
+}
+
+void KeyboardX11::post(const KeyEvent& event) {
+    KeyCode key = xtest_ ? keyCodeFor(event.keyCode) : 0;
+    if (key == 0) {
+        x_.check();
+        return;  // nothing can be made for this key
+    }
+    if (event.down) {
+        if (released_.empty() && pressed_.empty()) {
+            released_ = heldModifiers();
+            for (KeyCode held : released_) fake(held, false);
+            pressed_ = chordModifiers(event.flags);
+            for (KeyCode modifier : pressed_) fake(modifier, true);
+        }
+        fake(key, true);
+    } else {
+        fake(key, false);
+        for (auto it = pressed_.rbegin(); it != pressed_.rend(); ++it) fake(*it, false);
+        for (KeyCode held : released_) fake(held, true);
+        pressed_.clear();
+        released_.clear();
+    }
+    x_.check();
+}
+
+}  // namespace tarn::platform::x11

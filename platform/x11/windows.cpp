@@ -1,0 +1,322 @@
+#include "platform/x11/windows.h"
+
+#include <X11/Xutil.h>
+#include <X11/extensions/XRes.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace tarn::platform::x11 {
+namespace {
+
+constexpr long kIconicState = 3;  // ICCCM WM_STATE value of a minimised window
+
+// _NET_MOVERESIZE_WINDOW flag word: gravity in bits 0-7, which of x, y, width, height are
+// given in bits 8-11, and in bits 12-15 who asks (2: a tool acting for the user, which
+// window managers obey without second-guessing the request).
+constexpr long kNorthWestGravity = 1;
+constexpr long kHasX = 1L << 8;
+constexpr long kHasY = 1L << 9;
+constexpr long kHasWidth = 1L << 10;
+constexpr long kHasHeight = 1L << 11;
+constexpr long kFromTool = 2L << 12;
+constexpr long kFromToolSource = 2;  // the same, as _NET_ACTIVE_WINDOW and _NET_WM_STATE take it
+
+constexpr long kRemoveState = 0;  // _NET_WM_STATE action
+
+long rounded(double value) {
+    return std::lround(value);
+}
+
+}  // namespace
+
+// --- Window manager and its lists -------------------------------------------------------
+
+// The root names the window manager's check window, and that window names itself while the
+// manager lives. A manager that died leaves the root's properties behind, stale.
+bool WindowSystemX11::haveWindowManager() {
+    ErrorTrap trap(x_);  // the stale window's BadWindow belongs to nobody else's trap
+    Atom check = x_.atom("_NET_SUPPORTING_WM_CHECK");
+    auto fromRoot = readLongs(x_, x_.root(), check, XA_WINDOW);
+    if (fromRoot.empty() || fromRoot[0] == 0) return false;
+    auto fromItself = readLongs(x_, static_cast<Window>(fromRoot[0]), check, XA_WINDOW);
+    return !fromItself.empty() && fromItself[0] == fromRoot[0];
+}
+
+std::vector<Window> WindowSystemX11::clientList() {
+    std::vector<Window> clients;
+    if (!haveWindowManager()) return clients;
+    for (long id : readLongs(x_, x_.root(), x_.atom("_NET_CLIENT_LIST"), XA_WINDOW)) {
+        clients.push_back(static_cast<Window>(id));
+    }
+    return clients;
+}
+
+std::optional<Window> WindowSystemX11::activeWindow() {
+    if (!haveWindowManager()) return std::nullopt;
+    auto active = readLongs(x_, x_.root(), x_.atom("_NET_ACTIVE_WINDOW"), XA_WINDOW);
+    if (active.empty() || active[0] == 0) return std::nullopt;
+    return static_cast<Window>(active[0]);
+}
+
+Pid WindowSystemX11::pidOf(Window window) {
+    auto pid = readLongs(x_, window, x_.atom("_NET_WM_PID"), XA_CARDINAL);
+    if (!pid.empty() && pid[0] > 0) return pid[0];
+
+    if (x_.hasExtension("X-Resource")) {
+        XResClientIdSpec query{window, XRES_CLIENT_ID_PID_MASK};
+        long count = 0;
+        XResClientIdValue* values = nullptr;
+        ErrorTrap trap(x_);
+        if (XResQueryClientIds(x_.display(), 1, &query, &count, &values) == Success) {
+            Pid found = -1;
+            for (long i = 0; i < count; ++i) {
+                if (values[i].spec.mask & XRES_CLIENT_ID_PID_MASK) {
+                    found = XResGetClientPid(&values[i]);
+                }
+            }
+            XResClientIdsDestroy(count, values);
+            if (found > 0) return found;
+        }
+    }
+    return -static_cast<Pid>(window);
+}
+
+AppInfo WindowSystemX11::appInfo(Pid pid, Window window) {
+    AppInfo info{.pid = pid, .bundleID = {}, .localizedName = {}};
+    XClassHint hint{nullptr, nullptr};
+    if (XGetClassHint(x_.display(), window, &hint)) {
+        XPtr<char> name(hint.res_name);
+        XPtr<char> className(hint.res_class);
+        if (className && *className) {
+            info.bundleID = std::string(className.get());
+            info.localizedName = info.bundleID;
+        }
+    }
+    return info;
+}
+
+std::optional<AppInfo> WindowSystemX11::frontmostApplication() {
+    auto active = activeWindow();
+    std::optional<AppInfo> app;
+    if (active) app = appInfo(pidOf(*active), *active);
+    x_.check();
+    return app;
+}
+
+std::vector<AppInfo> WindowSystemX11::runningApplications() {
+    std::vector<AppInfo> apps;
+    for (Window client : clientList()) {
+        Pid pid = pidOf(client);
+        bool known = std::any_of(apps.begin(), apps.end(),
+                                 [&](const AppInfo& app) { return app.pid == pid; });
+        if (!known) apps.push_back(appInfo(pid, client));
+    }
+    x_.check();
+    return apps;
+}
+
+FocusedWindow WindowSystemX11::focusedWindow(Pid pid) {
+    auto active = activeWindow();
+    FocusedWindow focused{.window = std::nullopt, .error = ax::noValue};
+    if (active && pidOf(*active) == pid) focused = {.window = *active, .error = ax::success};
+    x_.check();
+    return focused;
+}
+
+std::vector<WindowId> WindowSystemX11::windows(Pid pid) {
+    std::vector<WindowId> owned;
+    for (Window client : clientList()) {
+        if (pidOf(client) == pid) owned.push_back(client);
+    }
+    x_.check();
+    return owned;
+}
+
+int WindowSystemX11::windowListError(Pid pid) {
+    return windows(pid).empty() ? ax::invalidElement : ax::success;
+}
+
+int WindowSystemX11::focusedElementError() {
+    Window focus = None;
+    int revert = 0;
+    XGetInputFocus(x_.display(), &focus, &revert);
+    x_.check();
+    return ax::success;
+}
+
+// --- Minimising -------------------------------------------------------------------------
+
+bool WindowSystemX11::hasState(Window window, const char* state) {
+    auto states = readLongs(x_, window, x_.atom("_NET_WM_STATE"), XA_ATOM);
+    Atom wanted = x_.atom(state);
+    return std::find(states.begin(), states.end(), static_cast<long>(wanted)) != states.end();
+}
+
+std::optional<bool> WindowSystemX11::isMinimized(WindowId id) {
+    auto window = static_cast<Window>(id);
+    std::optional<bool> minimized;
+    {
+        ErrorTrap trap(x_);
+        Atom wmState = x_.atom("WM_STATE");
+        auto state = readLongs(x_, window, wmState, wmState);
+        bool iconic = (!state.empty() && state[0] == kIconicState) ||
+                      hasState(window, "_NET_WM_STATE_HIDDEN");
+        if (!trap.failed()) minimized = iconic;
+    }
+    x_.check();
+    return minimized;
+}
+
+void WindowSystemX11::setMinimized(WindowId id, bool minimized) {
+    auto window = static_cast<Window>(id);
+    if (minimized) {
+        XIconifyWindow(x_.display(), window, x_.screen());
+    } else if (haveWindowManager()) {
+        // Activation de-iconifies, raises and focuses, as clicking the window's entry in a
+        // task bar would.
+        sendToRoot(x_, window, x_.atom("_NET_ACTIVE_WINDOW"), {kFromToolSource, CurrentTime});
+    } else {
+        XMapRaised(x_.display(), window);
+    }
+    XFlush(x_.display());
+    x_.check();
+}
+
+// --- Frames -----------------------------------------------------------------------------
+
+std::optional<WindowSystemX11::Placement> WindowSystemX11::placement(Window window) {
+    ErrorTrap trap(x_);
+    XWindowAttributes attributes{};
+    if (!XGetWindowAttributes(x_.display(), window, &attributes)) return std::nullopt;
+    int x = 0;
+    int y = 0;
+    Window child = None;
+    if (!XTranslateCoordinates(x_.display(), window, x_.root(), 0, 0, &x, &y, &child)) {
+        return std::nullopt;
+    }
+    Placement result;
+    if (haveWindowManager()) {
+        auto extents = readLongs(x_, window, x_.atom("_NET_FRAME_EXTENTS"), XA_CARDINAL);
+        if (extents.size() >= 4) {
+            result.extents = {extents[0], extents[1], extents[2], extents[3]};
+        }
+    }
+    if (trap.failed()) return std::nullopt;
+    const Extents& e = result.extents;
+    result.border = attributes.border_width;
+    const int b = result.border;
+    result.outer = Rect{static_cast<double>(x - b - e.left), static_cast<double>(y - b - e.top),
+                        static_cast<double>(attributes.width + 2 * b + e.left + e.right),
+                        static_cast<double>(attributes.height + 2 * b + e.top + e.bottom)};
+    return result;
+}
+
+std::optional<Point> WindowSystemX11::position(WindowId id) {
+    auto found = placement(static_cast<Window>(id));
+    x_.check();
+    if (!found) return std::nullopt;
+    return found->outer.origin();
+}
+
+std::optional<Size> WindowSystemX11::size(WindowId id) {
+    auto found = placement(static_cast<Window>(id));
+    x_.check();
+    if (!found) return std::nullopt;
+    return found->outer.size();
+}
+
+void WindowSystemX11::setPosition(WindowId id, Point position) {
+    moveResize(static_cast<Window>(id), position, std::nullopt);
+}
+
+void WindowSystemX11::setSize(WindowId id, Size size) {
+    moveResize(static_cast<Window>(id), std::nullopt, size);
+}
+
+// A maximised window ignores sizes asked of it, and its decorations differ from a normal
+// one's; so the maximised state goes first, and the frame is computed once the window
+// manager has put the normal decorations back.
+void WindowSystemX11::clearMaximized(Window window) {
+    const char* vertical = "_NET_WM_STATE_MAXIMIZED_VERT";
+    const char* horizontal = "_NET_WM_STATE_MAXIMIZED_HORZ";
+    if (!hasState(window, vertical) && !hasState(window, horizontal)) return;
+
+    Atom state = x_.atom("_NET_WM_STATE");
+    Atom extents = x_.atom("_NET_FRAME_EXTENTS");
+    XSelectInput(x_.display(), window, PropertyChangeMask);
+    sendToRoot(x_, window, state,
+               {kRemoveState, static_cast<long>(x_.atom(vertical)),
+                static_cast<long>(x_.atom(horizontal)), kFromToolSource, 0});
+
+    bool extentsChanged = false;
+    auto propertyChange = [&](const XEvent& event) {
+        if (event.type != PropertyNotify || event.xproperty.window != window) return false;
+        if (event.xproperty.atom == extents) extentsChanged = true;
+        return event.xproperty.atom == state;
+    };
+    auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+    while (hasState(window, vertical) || hasState(window, horizontal)) {
+        if (!x_.waitForEvent(deadline, propertyChange)) break;
+    }
+    if (!extentsChanged) {
+        // The decorations may follow the state, or may not change at all.
+        x_.waitForEvent(std::chrono::steady_clock::now() + std::chrono::milliseconds(50),
+                        [&](const XEvent& event) {
+                            return event.type == PropertyNotify &&
+                                   event.xproperty.window == window &&
+                                   event.xproperty.atom == extents;
+                        });
+    }
+    XSelectInput(x_.display(), window, NoEventMask);
+}
+
+// The outer frame goes exactly where asked: the request names the frame's top-left corner
+// with north-west gravity (which every window manager reads as the frame's corner) and the
+// client's size, which is the frame's less the decorations. Without a window manager the
+// window is its own frame.
+void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
+                                 std::optional<Size> size) {
+    const bool managed = haveWindowManager();
+    if (managed) clearMaximized(window);
+    auto current = placement(window);
+    if (!current) {
+        x_.check();
+        return;  // gone: nothing to move
+    }
+    const Extents& e = current->extents;
+    const long border = current->border;
+    long width = 1;
+    long height = 1;
+    if (size) {
+        width = std::max(1L, rounded(size->width) - e.left - e.right - 2 * border);
+        height = std::max(1L, rounded(size->height) - e.top - e.bottom - 2 * border);
+    }
+
+    if (managed) {
+        long flags = kNorthWestGravity | kFromTool;
+        if (position) flags |= kHasX | kHasY;
+        if (size) flags |= kHasWidth | kHasHeight;
+        sendToRoot(x_, window, x_.atom("_NET_MOVERESIZE_WINDOW"),
+                   {flags, position ? rounded(position->x) : 0, position ? rounded(position->y) : 0,
+                    width, height});
+    } else {
+        XWindowChanges changes{};
+        unsigned int mask = 0;
+        if (position) {
+            changes.x = static_cast<int>(rounded(position->x));
+            changes.y = static_cast<int>(rounded(position->y));
+            mask |= CWX | CWY;
+        }
+        if (size) {
+            changes.width = static_cast<int>(width);
+            changes.height = static_cast<int>(height);
+            mask |= CWWidth | CWHeight;
+        }
+        XConfigureWindow(x_.display(), window, mask, &changes);
+        XFlush(x_.display());
+    }
+    x_.check();
+}
+
+}  // namespace tarn::platform::x11

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/window_system.h"
+#include "platform/x11/connection.h"
+
+namespace tarn::platform::x11 {
+
+// Other applications' windows through the window manager's EWMH properties.
+//
+// An application is a process: a client window's _NET_WM_PID, or, for clients that do not
+// set it, the process the X-Resource extension knows for the window's connection. A client
+// neither names (a remote one) counts as an application of its own, with the negated
+// window id as its pid. Its bundle identifier and name are the class part of WM_CLASS.
+//
+// Frames are outer frames: the client's geometry plus the decorations the window manager
+// reports in _NET_FRAME_EXTENTS, in root coordinates (which are the global display space).
+//
+// Without a window manager (no live _NET_SUPPORTING_WM_CHECK window) nothing is frontmost,
+// no application is listed, and moves go straight to the window.
+class WindowSystemX11 final : public WindowSystem {
+  public:
+    explicit WindowSystemX11(Connection& connection) : x_(connection) {}
+
+    std::optional<AppInfo> frontmostApplication() override;
+    std::vector<AppInfo> runningApplications() override;
+    FocusedWindow focusedWindow(Pid pid) override;
+    std::vector<WindowId> windows(Pid pid) override;
+    std::optional<bool> isMinimized(WindowId window) override;
+    void setMinimized(WindowId window, bool minimized) override;
+    std::optional<Point> position(WindowId window) override;
+    std::optional<Size> size(WindowId window) override;
+    void setPosition(WindowId window, Point position) override;
+    void setSize(WindowId window, Size size) override;
+    int windowListError(Pid pid) override;
+    int focusedElementError() override;
+
+  private:
+    struct Extents {
+        long left = 0, right = 0, top = 0, bottom = 0;
+    };
+    struct Placement {
+        Rect outer;
+        Extents extents;
+        int border = 0;
+    };
+
+    bool haveWindowManager();
+    std::vector<Window> clientList();
+    std::optional<Window> activeWindow();
+    Pid pidOf(Window window);
+    AppInfo appInfo(Pid pid, Window window);
+    std::optional<Placement> placement(Window window);
+    bool hasState(Window window, const char* state);
+    void clearMaximized(Window window);
+    void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
+
+    Connection& x_;
+};
+
+}  // namespace tarn::platform::x11

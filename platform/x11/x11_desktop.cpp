@@ -1,0 +1,127 @@
+#include "platform/x11/x11_desktop.h"
+
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+#include "platform/x11/clipboard.h"
+#include "platform/x11/connection.h"
+#include "platform/x11/displays.h"
+#include "platform/x11/keyboard.h"
+#include "platform/xdg/xdg_desktop.h"
+#include "platform/x11/windows.h"
+
+namespace tarn::platform::x11 {
+namespace {
+
+class PointerX11 final : public Pointer {
+  public:
+    PointerX11(Connection& connection, bool haveXTest) : x_(connection), xtest_(haveXTest) {}
+
+    void warp(Point to) override {
+        XWarpPointer(x_.display(), None, x_.root(), 0, 0, 0, 0, static_cast<int>(std::lround(to.x)),
+                     static_cast<int>(std::lround(to.y)));
+        XFlush(x_.display());
+        x_.check();
+    }
+
+    std::optional<Point> location() override {
+        Window root = None;
+        Window child = None;
+        int rootX = 0, rootY = 0, windowX = 0, windowY = 0;
+        unsigned int mask = 0;
+        bool onScreen = XQueryPointer(x_.display(), x_.root(), &root, &child, &rootX, &rootY,
+                                      &windowX, &windowY, &mask);
+        x_.check();
+        if (!onScreen) return std::nullopt;
+        return Point{static_cast<double>(rootX), static_cast<double>(rootY)};
+    }
+
+    // Pointer events are made through XTest, as keys are.
+    bool canCreateMouseEvent(Point) override { return xtest_; }
+
+  private:
+    Connection& x_;
+    bool xtest_;
+};
+
+class AccessibilityX11 final : public Accessibility {
+  public:
+    AccessibilityX11(const Connection& connection, bool haveXTest)
+        : name_(connection.name()), xtest_(haveXTest) {}
+
+    // X has no permission to ask for: a client that reached the server may drive it, as
+    // long as the server lets clients make input events.
+    bool isTrusted(bool) override { return xtest_; }
+    std::string untrustedReason() override {
+        if (xtest_) return "";
+        return "the X server on display " + name_ +
+               " lacks the XTEST extension, so no keyboard or mouse events can be made";
+    }
+
+  private:
+    std::string name_;
+    bool xtest_;
+};
+
+class SleeperX11 final : public Sleeper {
+  public:
+    void sleepMicroseconds(std::uint32_t microseconds) override { ::usleep(microseconds); }
+};
+
+class X11Desktop final : public Desktop {
+  public:
+    X11Desktop(std::unique_ptr<Connection> connection, std::unique_ptr<BrowserServices> browsers,
+               std::unique_ptr<ScriptRunner> scripts)
+        : connection_(std::move(connection)),
+          xtest_(connection_->hasExtension("XTEST")),
+          windows_(*connection_),
+          displays_(*connection_),
+          keyboard_(*connection_, xtest_),
+          clipboard_(*connection_),
+          pointer_(*connection_, xtest_),
+          accessibility_(*connection_, xtest_),
+          browsers_(std::move(browsers)),
+          scripts_(std::move(scripts)) {}
+
+    WindowSystem& windowSystem() override { return windows_; }
+    Displays& displays() override { return displays_; }
+    KeyboardOutput& keyboard() override { return keyboard_; }
+    Clipboard& clipboard() override { return clipboard_; }
+    Pointer& pointer() override { return pointer_; }
+    Accessibility& accessibility() override { return accessibility_; }
+    Sleeper& sleeper() override { return sleeper_; }
+    BrowserServices& browsers() override { return *browsers_; }
+    ScriptRunner& scripts() override { return *scripts_; }
+
+  private:
+    // Declared first so that it closes last, after everything that uses it.
+    std::unique_ptr<Connection> connection_;
+    bool xtest_;
+    WindowSystemX11 windows_;
+    DisplaysX11 displays_;
+    KeyboardX11 keyboard_;
+    ClipboardX11 clipboard_;
+    PointerX11 pointer_;
+    AccessibilityX11 accessibility_;
+    SleeperX11 sleeper_;
+    std::unique_ptr<BrowserServices> browsers_;
+    std::unique_ptr<ScriptRunner> scripts_;
+};
+
+}  // namespace
+
+DesktopChoice openX11Desktop(const std::string& displayName,
+                             std::unique_ptr<BrowserServices> browsers,
+                             std::unique_ptr<ScriptRunner> scripts) {
+    std::string error;
+    auto connection = Connection::open(displayName, error);
+    if (!connection) return {nullptr, error};
+    if (!browsers) browsers = xdg::makeBrowserServices();
+    if (!scripts) scripts = xdg::makeScriptRunner();
+    return {std::make_unique<X11Desktop>(std::move(connection), std::move(browsers),
+                                         std::move(scripts)),
+            {}};
+}
+
+}  // namespace tarn::platform::x11

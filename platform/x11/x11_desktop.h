@@ -1,0 +1,21 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/desktop.h"
+
+namespace tarn::platform::x11 {
+
+// The desktop of an X server: windows through the window manager's EWMH properties,
+// displays from RandR, keys through XTest, the CLIPBOARD selection, the pointer.
+// Browser services and scripts are not X matters: the caller hands them in (null: the
+// desktop-file ones of platform/xdg).
+//
+// No desktop (and the reason) when the display cannot be opened. The desktop counts as
+// trusted when the server has the XTEST extension; without it, untrustedReason says so.
+DesktopChoice openX11Desktop(const std::string& displayName,
+                             std::unique_ptr<BrowserServices> browsers,
+                             std::unique_ptr<ScriptRunner> scripts);
+
+}  // namespace tarn::platform::x11

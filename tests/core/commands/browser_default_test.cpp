@@ -1,0 +1,229 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/commands/browser_default.h"
+#include "core/commands/handlers.h"
+#include "tests/support/fake_desktop.h"
+
+namespace tarn::commands {
+namespace {
+
+using platform::BrowserApp;
+
+BrowserApp app(std::string id, std::string name, std::string path, bool http = true,
+               bool https = true) {
+    return {.bundleID = std::move(id),
+            .name = std::move(name),
+            .path = std::move(path),
+            .agentLike = false,
+            .declaresHttp = http,
+            .declaresHttps = https};
+}
+
+TEST(PreferredPathScoreTest, FirstRuleThatApplies) {
+    const std::pair<const char*, int> cases[] = {
+        {"/Applications/Safari.app", 0},
+        {"/usr/share/applications/firefox-esr.desktop", 0},
+        {"/System/Applications/Safari.app", 1},
+        {"/usr/local/share/applications/chromium.desktop", 1},
+        {"/System/Volumes/Preboot/Cryptexes/App/System/Applications/Safari.app", 2},
+        {"/var/lib/flatpak/exports/share/applications/org.mozilla.firefox.desktop", 2},
+        {"/var/lib/snapd/desktop/applications/firefox_firefox.desktop", 2},
+        {"/Users/me/Applications/Arc.app", 3},
+        {"/home/me/.local/share/applications/brave.desktop", 3},
+        {"/Volumes/Disk/Applications/Arc.app", 4},
+        {"/opt/browser/browser.desktop", 5},
+        {"Applications/relative.app", 5},
+        {"", 5},
+    };
+    for (const auto& [path, score] : cases) EXPECT_EQ(preferredPathScore(path), score) << path;
+}
+
+TEST(BrowserCandidatesTest, OneEntryPerIdentifierAtItsMostUsualPlace) {
+    testing::FakeDesktop desktop;
+    desktop.browserApps = {
+        app("org.b", "Beta", "/Users/me/Beta.app"),
+        app("org.b", "Beta", "/Volumes/X/Beta.app"),
+        app("org.b", "Beta", "/Applications/Beta.app"),
+        app("org.b", "Beta", "/System/Applications/Beta.app"),
+        app("", "Nameless", "/Applications/Nameless.app"),
+    };
+    EXPECT_EQ(browserCandidates(desktop),
+              (std::vector<BrowserCandidate>{{"Beta", "org.b", "/Applications/Beta.app"}}));
+}
+
+TEST(BrowserCandidatesTest, FiltersThenOrdersByPlaceAndNameIgnoringCase) {
+    testing::FakeDesktop desktop;
+    desktop.browserApps = {
+        app("home.zed", "zed", "/Users/me/Zed.app"),
+        app("org.only.http", "Only Http", "/Applications/OnlyHttp.app", true, false),
+        app("com.parallels.winapp.edge", "Edge", "/Applications/Edge.app"),
+        app("org.agent", "Agent", "/Applications/Agent.app"),
+        app("org.beta", "beta", "/Applications/beta.app"),
+        app("org.alpha", "Alpha", "/Applications/Alpha.app"),
+        app("org.gamma", "", "/Applications/My Gamma.app"),
+        app("org.Alpha", "ALPHA", "/Applications/ALPHA2.app"),
+    };
+    desktop.browserApps[3].agentLike = true;
+    std::vector<std::string> order;
+    for (const auto& c : browserCandidates(desktop)) order.push_back(c.bundleID + "=" + c.name);
+    // Equal names ignoring case keep the desktop's order; no name falls back to the file.
+    EXPECT_EQ(order,
+              (std::vector<std::string>{"org.alpha=Alpha", "org.Alpha=ALPHA", "org.beta=beta",
+                                        "org.gamma=My Gamma", "home.zed=zed"}));
+}
+
+class BrowserDefaultCommandTest : public ::testing::Test {
+  protected:
+    BrowserDefaultCommandTest() {
+        desktop.browserApps = {app("org.zeta", "Zeta", "/Applications/Zeta.app"),
+                               app("org.alpha", "Alpha/Beta", "/Applications/Alpha.app")};
+    }
+    int run(const Args& args) { return handleBrowserDefault(args, context); }
+
+    testing::FakeDesktop desktop;
+    std::ostringstream out, err;
+    CommandContext context{out, err, desktop};
+};
+
+struct Case {
+    const char* name;
+    Args args;
+    int status;
+    const char* out;
+    const char* err;
+    std::optional<std::string> defaultAfter;
+};
+
+class BrowserDefaultCaseTest : public BrowserDefaultCommandTest,
+                               public ::testing::WithParamInterface<Case> {};
+
+TEST_P(BrowserDefaultCaseTest, PrintsAndEndsAsDocumented) {
+    const auto& c = GetParam();
+    desktop.defaults = {"org.zeta", "org.alpha"};
+    desktop.refuseDefault = {"org.stubborn"};
+    EXPECT_EQ(run(c.args), c.status);
+    EXPECT_EQ(out.str(), c.out);
+    EXPECT_EQ(err.str(), c.err);
+    EXPECT_EQ(desktop.defaults.https, c.defaultAfter);
+}
+
+constexpr const char* kUsage = "Usage: tarn browser-default <list|current|set|toggle>\n";
+constexpr const char* kSetUsage =
+    "Usage: tarn browser-default set <index> OR set --bundle <bundleID>\n";
+constexpr const char* kToggleUsage =
+    "Usage: tarn browser-default toggle --a <bundleID> --b <bundleID>\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Subcommands, BrowserDefaultCaseTest,
+    ::testing::Values(
+        Case{"NoWord", {}, 1, "", kUsage, "org.alpha"},
+        Case{"UnknownWord",
+             {"List"},
+             1,
+             "",
+             "Unknown browser-default subcommand: List\nUsage: tarn browser-default "
+             "<list|current|set|toggle>\n",
+             "org.alpha"},
+        Case{"List",
+             {"list", "extra"},
+             0,
+             "[\n  {\n    \"name\" : \"Alpha\\/Beta\",\n    \"bundleID\" : \"org.alpha\",\n"
+             "    \"path\" : \"\\/Applications\\/Alpha.app\"\n  },\n  {\n    \"name\" : "
+             "\"Zeta\",\n    \"bundleID\" : \"org.zeta\",\n    \"path\" : "
+             "\"\\/Applications\\/Zeta.app\"\n  }\n]\n",
+             "",
+             "org.alpha"},
+        Case{"Current",
+             {"current"},
+             0,
+             "{\n  \"http\" : \"org.zeta\",\n  \"https\" : \"org.alpha\"\n}\n",
+             "",
+             "org.alpha"},
+        Case{"SetFirstIndex",
+             {"set", "0"},
+             0,
+             "Set default browser to: Alpha/Beta (org.alpha)\n",
+             "",
+             "org.alpha"},
+        Case{"SetSignedIndex",
+             {"set", "+1"},
+             0,
+             "Set default browser to: Zeta (org.zeta)\n",
+             "",
+             "org.zeta"},
+        Case{"SetByBundle",
+             {"set", "--bundle", "org.zeta"},
+             0,
+             "Set default browser to: Zeta (org.zeta)\n",
+             "",
+             "org.zeta"},
+        Case{"SetUnknownBundle",
+             {"set", "--bundle", "org.Zeta"},
+             3,
+             "",
+             "Bundle not found in candidates: org.Zeta\n",
+             "org.alpha"},
+        Case{"SetNegativeIndex", {"set", "-1"}, 1, "", kSetUsage, "org.alpha"},
+        Case{"SetIndexEqualToCount", {"set", "2"}, 1, "", kSetUsage, "org.alpha"},
+        Case{"SetNotANumber", {"set", "one"}, 1, "", kSetUsage, "org.alpha"},
+        Case{"SetBundleFlagAlone", {"set", "--bundle"}, 1, "", kSetUsage, "org.alpha"},
+        Case{"SetNothing", {"set"}, 1, "", kSetUsage, "org.alpha"},
+        // The current default is the http one: org.zeta, which is neither A nor B.
+        Case{"ToggleToA",
+             {"toggle", "--b", "org.alpha", "--a", "org.zeta"},
+             0,
+             "{\"bundleID\":\"org.alpha\",\"name\":\"Alpha\\/Beta\"}\n",
+             "",
+             "org.alpha"},
+        Case{"ToggleFromAToB",
+             {"toggle", "--a", "org.zeta", "--b", "org.alpha"},
+             0,
+             "{\"bundleID\":\"org.alpha\",\"name\":\"Alpha\\/Beta\"}\n",
+             "",
+             "org.alpha"},
+        Case{
+            "ToggleToUnlisted", {"toggle", "--a", "org.other", "--b", "x"}, 0, "", "", "org.other"},
+        Case{"ToggleRefused",
+             {"toggle", "--a", "org.stubborn", "--b", "x"},
+             4,
+             "",
+             "Failed to toggle to org.stubborn\n",
+             "org.alpha"},
+        Case{"ToggleFlagLast",
+             {"toggle", "--a", "org.zeta", "--b"},
+             1,
+             "",
+             kToggleUsage,
+             "org.alpha"},
+        Case{"ToggleNoFlags", {"toggle"}, 1, "", kToggleUsage, "org.alpha"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(BrowserDefaultCommandTest, ToggleFallsBackToTheHttpsDefault) {
+    desktop.defaults = {std::nullopt, "org.zeta"};
+    EXPECT_EQ(run({"toggle", "--a", "org.zeta", "--b", "org.alpha"}), 0);
+    EXPECT_EQ(desktop.defaults.http, "org.alpha");
+}
+
+TEST_F(BrowserDefaultCommandTest, WithoutCandidates) {
+    desktop.browserApps.clear();
+    EXPECT_EQ(run({"list"}), 2);
+    EXPECT_EQ(out.str(), "No likely browsers found for http/https.\n");
+    EXPECT_EQ(run({"set", "0"}), 2);
+    EXPECT_EQ(err.str(), "No likely browsers found for http/https.\n");
+    EXPECT_EQ(run({"current"}), 0);
+    EXPECT_EQ(out.str(),
+              "No likely browsers found for http/https.\n{\n  \"http\" : null,\n"
+              "  \"https\" : null\n}\n");
+}
+
+TEST_F(BrowserDefaultCommandTest, RefusedSetSaysSoWithStatusFour) {
+    desktop.refuseDefault = {"org.zeta"};
+    EXPECT_EQ(run({"set", "1"}), 4);
+    EXPECT_EQ(err.str(), "Failed to set default browser to org.zeta\n");
+    EXPECT_EQ(out.str(), "");
+}
+
+}  // namespace
+}  // namespace tarn::commands

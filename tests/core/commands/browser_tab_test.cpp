@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/commands/browser_tab.h"
+#include "core/commands/errors.h"
+#include "core/commands/handlers.h"
+#include "core/support/store.h"
+#include "tests/support/fake_desktop.h"
+#include "tests/support/temp_dir.h"
+
+namespace tarn::commands {
+namespace {
+
+TEST(BrowserTabScriptTest, ChromiumTemplateWithTwoTitleTerms) {
+    EXPECT_EQ(composeBrowserTabScript("Brave Browser", "mail.example", "Inbox||Mail",
+                                      "https://mail.example/"),
+              "tell application \"Brave Browser\"\n"
+              "    activate\n"
+              "    set found to false\n"
+              "    \n"
+              "    repeat with w in windows\n"
+              "        set i to 0\n"
+              "        repeat with t in tabs of w\n"
+              "            set i to i + 1\n"
+              "            if (URL of t contains \"mail.example\") or (title of t contains "
+              "\"Inbox\") or (title of t contains \"Mail\") then\n"
+              "                set active tab index of w to i\n"
+              "                set index of w to 1\n"
+              "                set found to true\n"
+              "                exit repeat\n"
+              "            end if\n"
+              "        end repeat\n"
+              "        if found then exit repeat\n"
+              "    end repeat\n"
+              "    \n"
+              "    if not found then\n"
+              "        if (count of windows) is 0 then\n"
+              "            make new window\n"
+              "        end if\n"
+              "        tell window 1\n"
+              "            set newTab to make new tab with properties "
+              "{URL:\"https://mail.example/\"}\n"
+              "            set active tab index to (count of tabs)\n"
+              "        end tell\n"
+              "    end if\n"
+              "end tell");
+}
+
+TEST(BrowserTabScriptTest, SafariTemplateKeepsTheNameAsTypedAndAnEmptyTerm) {
+    EXPECT_EQ(composeBrowserTabScript("SAFARI", "a\"b", "", "u"),
+              "tell application \"SAFARI\"\n"
+              "    activate\n"
+              "    set found to false\n"
+              "    \n"
+              "    repeat with w in windows\n"
+              "        repeat with t in tabs of w\n"
+              "            if (URL of t contains \"a\"b\") or (name of t contains \"\") then\n"
+              "                set current tab of w to t\n"
+              "                set index of w to 1\n"
+              "                set found to true\n"
+              "                exit repeat\n"
+              "            end if\n"
+              "        end repeat\n"
+              "        if found then exit repeat\n"
+              "    end repeat\n"
+              "    \n"
+              "    if not found then\n"
+              "        if (count of windows) is 0 then\n"
+              "            make new document\n"
+              "        end if\n"
+              "        tell window 1\n"
+              "            set newTab to make new tab with properties {URL:\"u\"}\n"
+              "            set current tab to newTab\n"
+              "        end tell\n"
+              "    end if\n"
+              "end tell");
+}
+
+TEST(BrowserTabScriptTest, EmptyBrowserNameIsGoogleChrome) {
+    EXPECT_EQ(composeBrowserTabScript("", "u", "t", "x").substr(0, 32),
+              "tell application \"Google Chrome\"");
+}
+
+TEST(BrowserTabScriptTest, FamilyByNameIgnoringCase) {
+    for (const char* safari : {"Safari", "safari", "SAFARI", "Orion", "orion rc", "Orion RC"}) {
+        EXPECT_TRUE(isSafariFamily(safari)) << safari;
+    }
+    for (const char* chromium : {"Google Chrome", "Arc", "Brave Browser", "Microsoft Edge",
+                                 "Safari Technology Preview", "OrionRC", ""}) {
+        EXPECT_FALSE(isSafariFamily(chromium)) << chromium;
+    }
+}
+
+TEST(BrowserTabScriptTest, TitleTermsSplitAtEveryDoubleBarKeepingEmptyOnes) {
+    EXPECT_EQ(titleTerms("a||||b"), (std::vector<std::string>{"a", "", "b"}));
+    EXPECT_EQ(titleTerms(""), std::vector<std::string>{""});
+}
+
+class BrowserTabCommandTest : public ::testing::Test {
+  protected:
+    int run(const Args& args) { return handleBrowserTab(args, context); }
+
+    testing::TempDir config;
+    testing::ScopedEnv configHome{"XDG_CONFIG_HOME", config.path().c_str()};
+    testing::FakeDesktop desktop;
+    std::ostringstream out, err;
+    CommandContext context{out, err, desktop};
+};
+
+TEST_F(BrowserTabCommandTest, FewerThanFourWordsPrintUsageAndThrow) {
+    EXPECT_THROW(run({"Safari", "a", "b"}), CommandFailure);
+    EXPECT_EQ(err.str(), "Usage: tarn browser-tab <browser> <urlPattern> <titlePattern> <url>\n");
+    EXPECT_TRUE(desktop.scriptsRun.empty());
+}
+
+TEST_F(BrowserTabCommandTest, RunnerErrorIsPrintedWithStatusFive) {
+    desktop.scriptResult.error = "Application isn't running.";
+    EXPECT_EQ(run({"Arc", "a", "b", "c", "ignored"}), 5);
+    EXPECT_EQ(err.str(), "AppleScript error: Application isn't running.\n");
+    EXPECT_EQ(desktop.scriptsRun,
+              (std::vector<std::string>{composeBrowserTabScript("Arc", "a", "b", "c")}));
+}
+
+TEST_F(BrowserTabCommandTest, RefusedSourceIsSilentSuccess) {
+    desktop.scriptResult.compiled = false;
+    EXPECT_EQ(run({"Arc", "a", "b", "c"}), 0);
+    EXPECT_EQ(err.str() + out.str(), "");
+}
+
+TEST_F(BrowserTabCommandTest, EmptyBrowserUsesTheStoredSettingAndItsFamily) {
+    support::Store store;
+    store.values["browser"] = std::string("Orion");
+    ASSERT_FALSE(support::saveJSON(store, context.appSupportDir() / "config.json"));
+    EXPECT_EQ(run({"", "a", "b", "c"}), 0);
+    EXPECT_EQ(desktop.scriptsRun.at(0), composeBrowserTabScript("Orion", "a", "b", "c"));
+}
+
+TEST_F(BrowserTabCommandTest, EmptyBrowserWithoutSettingIsGoogleChrome) {
+    EXPECT_EQ(run({"", "a", "b", "c"}), 0);
+    EXPECT_EQ(desktop.scriptsRun.at(0), composeBrowserTabScript("Google Chrome", "a", "b", "c"));
+}
+
+}  // namespace
+}  // namespace tarn::commands

@@ -1,0 +1,118 @@
+#include "core/commands/health.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/commands/cli.h"
+#include "tests/support/fake_desktop.h"
+
+namespace tarn::commands {
+namespace {
+
+using platform::ax::apiDisabled;
+using platform::ax::failure;
+using platform::ax::success;
+using testing::FakeDesktop;
+
+constexpr platform::Pid kSelf = 42;
+
+// Which application is asked decides the verdict: the first regular one with a bundle
+// identifier that is not this process.
+struct HealthCase {
+    const char* name;
+    void (*setUp)(FakeDesktop&);
+    PermissionHealth verdict;
+};
+
+class CheckPermissionHealthTest : public ::testing::TestWithParam<HealthCase> {};
+
+TEST_P(CheckPermissionHealthTest, Verdict) {
+    FakeDesktop desktop;
+    GetParam().setUp(desktop);
+    EXPECT_EQ(TarnCoreHealth::checkPermissionHealth(desktop, kSelf), GetParam().verdict);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, CheckPermissionHealthTest,
+    ::testing::Values(HealthCase{"NoApplicationsButFocusedElementReadable", [](FakeDesktop&) {},
+                                 PermissionHealth::healthy},
+                      HealthCase{"NoApplicationsAndNoFocusedElement",
+                                 [](FakeDesktop& d) { d.focusedElement = failure; },
+                                 PermissionHealth::cannotReadPosition},
+                      HealthCase{"OwnProcessIsSkipped",
+                                 [](FakeDesktop& d) {
+                                     d.addApp(kSelf, "me", "Me").windowListError = apiDisabled;
+                                     d.addApp(7, "other", "Other");
+                                 },
+                                 PermissionHealth::healthy},
+                      HealthCase{"ApplicationsWithoutBundleIdAreSkipped",
+                                 [](FakeDesktop& d) {
+                                     d.addApp(6, std::nullopt, "Nameless").windowListError =
+                                         apiDisabled;
+                                     d.addApp(7, "other", "Other");
+                                 },
+                                 PermissionHealth::healthy},
+                      HealthCase{"BackgroundApplicationsAreSkipped",
+                                 [](FakeDesktop& d) {
+                                     auto& app = d.addApp(6, "agent", "Agent");
+                                     app.info.regularActivationPolicy = false;
+                                     app.windowListError = apiDisabled;
+                                 },
+                                 PermissionHealth::healthy},
+                      HealthCase{"DisabledInterfaceIsFinal",
+                                 [](FakeDesktop& d) {
+                                     d.addApp(7, "other", "Other").windowListError = apiDisabled;
+                                     d.addApp(8, "next", "Next");
+                                 },
+                                 PermissionHealth::cannotReadPosition},
+                      HealthCase{"OtherErrorFallsBackToTheFocusedElement",
+                                 [](FakeDesktop& d) {
+                                     d.addApp(7, "other", "Other").windowListError = failure;
+                                     d.focusedElement = failure;
+                                 },
+                                 PermissionHealth::cannotReadPosition},
+                      HealthCase{"OnlyTheFirstCandidateIsAsked",
+                                 [](FakeDesktop& d) {
+                                     d.addApp(7, "other", "Other").windowListError = failure;
+                                     d.addApp(8, "next", "Next");
+                                     d.focusedElement = failure;
+                                 },
+                                 PermissionHealth::cannotReadPosition},
+                      HealthCase{"PointerUnreadable", [](FakeDesktop& d) { d.pointerAt.reset(); },
+                                 PermissionHealth::cannotMoveMouse},
+                      HealthCase{"NoMouseEvents", [](FakeDesktop& d) { d.mouseEvents = false; },
+                                 PermissionHealth::cannotMoveMouse}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(PermissionHealthNameTest, PrintsCaseNames) {
+    EXPECT_EQ(permissionHealthName(PermissionHealth::healthy), "healthy");
+    EXPECT_EQ(permissionHealthName(PermissionHealth::cannotMoveMouse), "cannotMoveMouse");
+    EXPECT_EQ(permissionHealthName(PermissionHealth::cannotReadPosition), "cannotReadPosition");
+}
+
+// A desktop that disappears under a command ends it with one line, not an exception.
+TEST(TarnCliTest, LostDesktopIsOneErrorLine) {
+    std::ostringstream out, err;
+    CommandContext context(out, err, [] {
+        return platform::DesktopChoice{nullptr, "No desktop to work on: test"};
+    });
+    EXPECT_EQ(TarnCLI::main({"tarn", "healthcheck"}, context), 1);
+    EXPECT_EQ(err.str(), "ERROR: No desktop to work on: test\n");
+    EXPECT_EQ(out.str(), "");
+}
+
+TEST(TarnCliTest, DesktopIsOpenedOnlyByCommandsThatNeedIt) {
+    std::ostringstream out, err;
+    int opened = 0;
+    CommandContext context(out, err, [&] {
+        ++opened;
+        return platform::DesktopChoice{nullptr, "none"};
+    });
+    EXPECT_EQ(TarnCLI::main({"tarn", "version"}, context), 0);
+    EXPECT_EQ(TarnCLI::main({"tarn", "help"}, context), 0);
+    EXPECT_EQ(opened, 0);
+}
+
+}  // namespace
+}  // namespace tarn::commands

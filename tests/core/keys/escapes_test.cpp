@@ -1,0 +1,57 @@
+#include "core/keys/escapes.h"
+
+#include <gtest/gtest.h>
+
+namespace tarn::keys {
+namespace {
+
+struct EscapeCase {
+    const char* name;
+    std::string text;
+    std::string expanded;
+};
+
+class ExpandEscapeSequencesTest : public ::testing::TestWithParam<EscapeCase> {};
+
+TEST_P(ExpandEscapeSequencesTest, Expands) {
+    EXPECT_EQ(expandEscapeSequences(GetParam().text), GetParam().expanded);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, ExpandEscapeSequencesTest,
+    ::testing::Values(EscapeCase{"Empty", "", ""},
+                      EscapeCase{"Path", "path{slash}to{colon}file", "path/to:file"},
+                      EscapeCase{"UpperCaseName", "a{SLASH}b", "a/b"},
+                      EscapeCase{"UnknownSurvives", "{unknown}", "{unknown}"},
+                      EscapeCase{"UnknownIsLowered", "{Foo}", "{foo}"},
+                      EscapeCase{"UnclosedBraceIsLiteral", "x{y", "x{y"},
+                      EscapeCase{"UnclosedAfterExpansion", "{dot}{{", ".{{"},
+                      EscapeCase{"SpaceAndAmpersand", "{space}{and}", " &"},
+                      EscapeCase{"FirstCloseWins", "{{slash}}", "{{slash}}"},
+                      EscapeCase{"EmptyName", "{}", "{}"},
+                      EscapeCase{"NoRescanOfProduced", "{leftbrace}slash{rightbrace}", "{slash}"},
+                      EscapeCase{"CaseOfPlainTextKept", "ABC{Question}Def", "ABC?Def"},
+                      EscapeCase{"BraceWithMarkOpensNothing", "{\u0301slash}", "{\u0301slash}"},
+                      EscapeCase{"CloseWithMarkClosesNothing", "{slash}\u0301", "{slash}\u0301"},
+                      EscapeCase{"NonAsciiNameLowered", "{\u00C4}", "{\u00E4}"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(ExpandEscapeSequencesTest, KnowsEveryCharacterName) {
+    EXPECT_EQ(expandEscapeSequences(
+                  "{slash}{backslash}{colon}{semicolon}{question}{period}{dot}{comma}{quote}"
+                  "{singlequote}{apostrophe}{doublequote}{leftbrace}{openbrace}{rightbrace}"
+                  "{closebrace}{leftbracket}{openbracket}{rightbracket}{closebracket}"
+                  "{leftparen}{openparen}{rightparen}{closeparen}{at}{hash}{pound}{dollar}"
+                  "{percent}{caret}{ampersand}{and}{asterisk}{star}{equals}{plus}{minus}"
+                  "{dash}{hyphen}{underscore}{pipe}{tilde}{backtick}{grave}{less}{lessthan}"
+                  "{greater}{greaterthan}{exclamation}{bang}{space}"),
+              "/\\:;?..,'''\"{{}}[[]](())@##$%^&&**=+---_|~``<<>>!! ");
+}
+
+TEST(ExpandEscapeSequencesTest, KeyNamesThatAreNotCharacterNamesStay) {
+    EXPECT_EQ(expandEscapeSequences("{enter}{tab}{equal}{leftbrace "),
+              "{enter}{tab}{equal}{leftbrace ");
+}
+
+}  // namespace
+}  // namespace tarn::keys

@@ -1,0 +1,322 @@
+#include "core/window/window_state.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sstream>
+#include <string>
+
+#include "core/support/files.h"
+#include "tests/support/temp_dir.h"
+
+namespace tarn::window {
+namespace {
+
+using Frame = WindowState::WindowFrame;
+
+struct KeyCase {
+    const char* name;
+    std::string appName;
+    std::string key;
+};
+
+class StateKeyTest : public ::testing::TestWithParam<KeyCase> {};
+
+TEST_P(StateKeyTest, SpacesBecomeUnderscores) {
+    EXPECT_EQ(stateKey(GetParam().appName), GetParam().key);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Names, StateKeyTest,
+    ::testing::Values(KeyCase{"OneSpace", "My Editor", "window_My_Editor"},
+                      KeyCase{"NoSpace", "Safari", "window_Safari"},
+                      KeyCase{"UnderscoreAlready", "My_Editor", "window_My_Editor"},
+                      KeyCase{"RunsAndEnds", " a  b ", "window__a__b_"},
+                      KeyCase{"CaseKept", "iTerm2", "window_iTerm2"},
+                      KeyCase{"OnlyTheSpaceCharacter", "a\tb\u00a0c", "window_a\tb\u00a0c"},
+                      KeyCase{"SlashKept", "AC/DC Player", "window_AC/DC_Player"},
+                      KeyCase{"Empty", "", "window_"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// One record, as the engine writes it: frames with fractions, a saved location per kind.
+WindowState sampleState() {
+    WindowState state;
+    state.appName = "AC/DC Player";
+    state.initialFrame = {100, 125, 800, 500, 0};
+    state.currentFrame = {640, 212.5, 800, 500, 1};
+    state.horizontalState = 5;
+    state.verticalState = 2;
+    state.savedLocations = {{{200, 300, 600, 400, 0}, true}, {{-700.25, 100, 500, 300, 2}, false}};
+    return state;
+}
+
+// The record text inside the file: compact, members in field order, whole numbers without a
+// fraction, "/" escaped.
+const char* const kSampleRecord =
+    R"({"appName":"AC\/DC Player","initialFrame":{"x":100,"y":125,"width":800,"height":500,)"
+    R"("screenIndex":0},"currentFrame":{"x":640,"y":212.5,"width":800,"height":500,)"
+    R"("screenIndex":1},"horizontalState":5,"verticalState":2,"savedLocations":[{"frame":)"
+    R"({"x":200,"y":300,"width":600,"height":400,"screenIndex":0},"screenSpecific":true},)"
+    R"({"frame":{"x":-700.25,"y":100,"width":500,"height":300,"screenIndex":2},)"
+    R"("screenSpecific":false}]})";
+
+TEST(WindowStateJsonTest, RecordTextIsCompact) {
+    EXPECT_EQ(support::writeJson(encodeWindowState(sampleState())), kSampleRecord);
+}
+
+TEST(WindowStateJsonTest, StepsAreNeitherWrittenNorRead) {
+    WindowState state = sampleState();
+    state.steps = {{StepType::original, std::nullopt, 0, 1, true}};
+    auto text = support::writeJson(encodeWindowState(state));
+    EXPECT_EQ(text, kSampleRecord);
+    auto read = decodeWindowState(text);
+    ASSERT_TRUE(read);
+    EXPECT_TRUE(read->steps.empty());
+    state.steps.clear();
+    EXPECT_EQ(*read, state);
+}
+
+// Members of a complete record, to be broken one at a time below.
+const char* const kFrame = R"({"x":1,"y":2,"width":3,"height":4,"screenIndex":0})";
+
+std::string record(const std::string& members) {
+    return std::string(R"({"appName":"Editor","initialFrame":)") + kFrame + R"(,"currentFrame":)" +
+           kFrame + members + "}";
+}
+
+struct DecodeCase {
+    const char* name;
+    std::string text;
+    bool readable;
+    std::vector<WindowState::SavedLocation> saved = {};
+};
+
+class DecodeWindowStateTest : public ::testing::TestWithParam<DecodeCase> {};
+
+TEST_P(DecodeWindowStateTest, RequiredMembersAndFallBacks) {
+    auto state = decodeWindowState(GetParam().text);
+    ASSERT_EQ(state.has_value(), GetParam().readable);
+    if (!state) return;
+    EXPECT_EQ(state->appName, "Editor");
+    EXPECT_EQ(state->initialFrame, (Frame{1, 2, 3, 4, 0}));
+    EXPECT_EQ(state->savedLocations, GetParam().saved);
+    EXPECT_TRUE(state->steps.empty());
+}
+
+const std::string kStates = R"(,"horizontalState":1,"verticalState":0)";
+const std::vector<WindowState::SavedLocation> kHomeFrameLocation{{{5, 6, 7, 8, 1}, true}};
+
+INSTANTIATE_TEST_SUITE_P(
+    Records, DecodeWindowStateTest,
+    ::testing::Values(
+        DecodeCase{"Complete",
+                   record(kStates + R"(,"savedLocations":[{"frame":)" + kFrame +
+                          R"(,"screenSpecific":false}])"),
+                   true,
+                   {{{1, 2, 3, 4, 0}, false}}},
+        DecodeCase{"NoSavedLocationsMember", record(kStates), true},
+        // Written before saved locations existed: the home frame becomes one, screen-specific.
+        DecodeCase{
+            "LegacyHomeFrame",
+            record(kStates + R"(,"homeFrame":{"x":5,"y":6,"width":7,"height":8,"screenIndex":1})"),
+            true, kHomeFrameLocation},
+        DecodeCase{"MalformedSavedLocationsFallBackToHomeFrame",
+                   record(kStates + R"(,"savedLocations":[{"frame":{}}],"homeFrame":)"
+                                    R"({"x":5,"y":6,"width":7,"height":8,"screenIndex":1})"),
+                   true, kHomeFrameLocation},
+        DecodeCase{"ValidSavedLocationsWinOverHomeFrame",
+                   record(kStates + R"(,"savedLocations":[],"homeFrame":)" + kFrame), true},
+        DecodeCase{"MalformedSavedLocationsWithoutHomeFrame",
+                   record(kStates + R"(,"savedLocations":{"frame":1})"), true},
+        DecodeCase{"SavedLocationWithoutFlag",
+                   record(kStates + R"(,"savedLocations":[{"frame":)" + kFrame + "}]"), true},
+        DecodeCase{"BothMalformed", record(kStates + R"(,"savedLocations":7,"homeFrame":{"x":5})"),
+                   true},
+        DecodeCase{"UnknownMembersIgnored", record(kStates + R"(,"steps":[1,2],"theme":"dark")"),
+                   true},
+        DecodeCase{"WholeFloatIsAnInteger", record(R"(,"horizontalState":1.0,"verticalState":0)"),
+                   true},
+        DecodeCase{"MissingAppName",
+                   std::string(R"({"initialFrame":)") + kFrame + R"(,"currentFrame":)" + kFrame +
+                       kStates + "}",
+                   false},
+        DecodeCase{"AppNameNotAString",
+                   std::string(R"({"appName":7,"initialFrame":)") + kFrame + R"(,"currentFrame":)" +
+                       kFrame + kStates + "}",
+                   false},
+        DecodeCase{"MissingCurrentFrame",
+                   std::string(R"({"appName":"Editor","initialFrame":)") + kFrame + kStates + "}",
+                   false},
+        DecodeCase{"FrameMemberMissing",
+                   std::string(R"({"appName":"Editor","initialFrame":{"x":1,"y":2,"width":3,)"
+                               R"("height":4},"currentFrame":)") +
+                       kFrame + kStates + "}",
+                   false},
+        DecodeCase{"FrameNumberAsString",
+                   std::string(R"({"appName":"Editor","initialFrame":{"x":"1","y":2,"width":3,)"
+                               R"("height":4,"screenIndex":0},"currentFrame":)") +
+                       kFrame + kStates + "}",
+                   false},
+        DecodeCase{"FrameNumberAsBoolean",
+                   std::string(R"({"appName":"Editor","initialFrame":{"x":true,"y":2,"width":3,)"
+                               R"("height":4,"screenIndex":0},"currentFrame":)") +
+                       kFrame + kStates + "}",
+                   false},
+        DecodeCase{"FractionalScreenIndex",
+                   std::string(R"({"appName":"Editor","initialFrame":{"x":1,"y":2,"width":3,)"
+                               R"("height":4,"screenIndex":0.5},"currentFrame":)") +
+                       kFrame + kStates + "}",
+                   false},
+        DecodeCase{"MissingVerticalState", record(R"(,"horizontalState":1)"), false},
+        DecodeCase{"StateAsString", record(R"(,"horizontalState":"1","verticalState":0)"), false},
+        DecodeCase{"StateTooLarge",
+                   record(R"(,"horizontalState":9223372036854775808,"verticalState":0)"), false},
+        DecodeCase{"NotAnObject", "[1,2]", false}, DecodeCase{"NotJson", "{\"appName\":", false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+class StateFileTest : public ::testing::Test {
+  protected:
+    void writeState(const std::string& text) {
+        ASSERT_FALSE(support::writeFileAtomically(stateFile, text));
+    }
+    std::string stateText() { return support::readFile(stateFile).value_or("<missing>"); }
+    std::vector<std::filesystem::path> backups() {
+        std::vector<std::filesystem::path> found;
+        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
+            if (entry.path().filename().string().starts_with("state.json.bak-")) {
+                found.push_back(entry.path());
+            }
+        }
+        return found;
+    }
+
+    testing::TempDir dir;
+    std::filesystem::path stateFile = dir.path() / "state.json";
+    std::ostringstream diagnostics;
+};
+
+// The sample record as the file holds it: a JSON string, so its quotes and backslashes are
+// escaped once more.
+const std::string kSampleEntry =
+    R"("window_AC\/DC_Player" : "{\"appName\":\"AC\\\/DC Player\",\"initialFrame\":{\"x\":100,)"
+    R"(\"y\":125,\"width\":800,\"height\":500,\"screenIndex\":0},\"currentFrame\":{\"x\":640,)"
+    R"(\"y\":212.5,\"width\":800,\"height\":500,\"screenIndex\":1},\"horizontalState\":5,)"
+    R"(\"verticalState\":2,\"savedLocations\":[{\"frame\":{\"x\":200,\"y\":300,\"width\":600,)"
+    R"(\"height\":400,\"screenIndex\":0},\"screenSpecific\":true},{\"frame\":{\"x\":-700.25,)"
+    R"(\"y\":100,\"width\":500,\"height\":300,\"screenIndex\":2},\"screenSpecific\":false}]}")";
+
+TEST_F(StateFileTest, FirstSaveWritesThePrettySortedDocument) {
+    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
+    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    " + kSampleEntry + "\n  }\n}");
+    EXPECT_EQ(diagnostics.str(), "");
+}
+
+TEST_F(StateFileTest, SaveThenLoadGivesTheRecordBack) {
+    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
+    EXPECT_EQ(loadWindowState("AC/DC Player", stateFile), sampleState());
+    // A name differing only by an underscore shares the entry.
+    EXPECT_EQ(loadWindowState("AC/DC_Player", stateFile), sampleState());
+    EXPECT_FALSE(loadWindowState("AC/DC player", stateFile));
+}
+
+TEST_F(StateFileTest, SavingKeepsEveryOtherEntry) {
+    writeState(R"({"values":{"zoom":1.5,"browser":"Google Chrome","count":7,"flag":true,)"
+               R"("window_Term":"{\"appName\":\"Term\"}","window_AC\/DC_Player":"old"}})");
+    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
+    EXPECT_EQ(stateText(),
+              "{\n"
+              "  \"values\" : {\n"
+              "    \"browser\" : \"Google Chrome\",\n"
+              "    \"count\" : 7,\n"
+              "    \"flag\" : true,\n    " +
+                  kSampleEntry +
+                  ",\n"
+                  "    \"window_Term\" : \"{\\\"appName\\\":\\\"Term\\\"}\",\n"
+                  "    \"zoom\" : 1.5\n"
+                  "  }\n"
+                  "}");
+    EXPECT_TRUE(backups().empty());
+}
+
+struct UnreadableCase {
+    const char* name;
+    const char* fileText;  // nullptr: no file
+};
+
+class UnreadableStateTest : public StateFileTest,
+                            public ::testing::WithParamInterface<UnreadableCase> {};
+
+TEST_P(UnreadableStateTest, ReadsAsNoState) {
+    if (GetParam().fileText) writeState(GetParam().fileText);
+    EXPECT_FALSE(loadWindowState("Editor", stateFile));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Files, UnreadableStateTest,
+    ::testing::Values(
+        UnreadableCase{"NoFile", nullptr}, UnreadableCase{"NotJson", "{\"values\":"},
+        UnreadableCase{"NoValuesMember", R"({"window_Editor":"x"})"},
+        UnreadableCase{"ValuesNotAnObject", R"({"values":[]})"},
+        // A value of no store kind spoils the whole document.
+        UnreadableCase{"NullValueElsewhere", R"({"values":{"a":null,"window_Editor":"{}"}})"},
+        UnreadableCase{"EntryOfAnotherKind", R"({"values":{"window_Editor":12}})"},
+        UnreadableCase{"EntryNotARecord", R"({"values":{"window_Editor":"{\"appName\":1}"}})"},
+        UnreadableCase{"EntryUnderAnotherKey", R"({"values":{"window_editor":"{}"}})"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(StateFileTest, EntryThatIsNoRecordIsReplacedByTheNextSave) {
+    writeState(R"({"values":{"browser":"Safari","window_AC\/DC_Player":12}})");
+    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
+    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    \"browser\" : \"Safari\",\n    " +
+                               kSampleEntry + "\n  }\n}");
+}
+
+// The entries of a file that cannot be read are lost to the rewrite, but the file itself is
+// kept beside the new one.
+TEST_F(StateFileTest, MalformedFileIsKeptAsideAndReplaced) {
+    const std::string malformed = R"({"values":{"browser":"Safari","broken":null}})";
+    writeState(malformed);
+    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
+    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    " + kSampleEntry + "\n  }\n}");
+    auto kept = backups();
+    ASSERT_EQ(kept.size(), 1u);
+    EXPECT_EQ(support::readFile(kept[0]), malformed);
+    EXPECT_EQ(diagnostics.str(),
+              "Note: the unreadable state file was kept as " + kept[0].string() + "\n");
+}
+
+TEST_F(StateFileTest, RecordJsonCannotHoldWritesNothing) {
+    writeState(R"({"values":{"browser":"Safari"}})");
+    WindowState state = sampleState();
+    state.currentFrame.width = std::numeric_limits<double>::infinity();
+    EXPECT_FALSE(saveWindowState(state, stateFile, diagnostics));
+    EXPECT_EQ(stateText(), R"({"values":{"browser":"Safari"}})");
+    EXPECT_TRUE(
+        diagnostics.str().starts_with("ERROR: Could not encode the window state of AC/DC Player: "))
+        << diagnostics.str();
+}
+
+TEST_F(StateFileTest, UnwritableDirectoryIsReportedNotFatal) {
+    const auto missingDir = dir.path() / "gone" / "state.json";
+    EXPECT_FALSE(saveWindowState(sampleState(), missingDir, diagnostics));
+    EXPECT_TRUE(
+        diagnostics.str().starts_with("ERROR: Could not save " + missingDir.string() + ": "))
+        << diagnostics.str();
+    EXPECT_FALSE(std::filesystem::exists(missingDir));
+}
+
+TEST(StateFilePathTest, StateJsonInTheApplicationSupportFolder) {
+    testing::TempDir home;
+    testing::ScopedEnv config("XDG_CONFIG_HOME", home.path().c_str());
+    testing::ScopedEnv homeVar("HOME", home.path().c_str());
+    const auto path = stateFilePath();
+#ifdef __APPLE__
+    EXPECT_EQ(path, home.path() / "Library" / "Application Support" / "Tarn" / "state.json");
+#else
+    EXPECT_EQ(path, home.path() / "Tarn" / "state.json");
+#endif
+    EXPECT_TRUE(std::filesystem::is_directory(path.parent_path()));
+}
+
+}  // namespace
+}  // namespace tarn::window

@@ -1,0 +1,191 @@
+#include "core/window/windows.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "core/support/files.h"
+#include "tests/support/fake_desktop.h"
+#include "tests/support/rect_assert.h"
+#include "tests/support/temp_dir.h"
+
+namespace tarn::window {
+namespace {
+
+using platform::Point;
+using platform::Rect;
+using platform::Size;
+using testing::FakeDesktop;
+using testing::WindowWrite;
+
+FakeDesktop editorDesktop() {
+    FakeDesktop desktop;
+    auto& app = desktop.addApp(42, "com.example.editor", "Editor");
+    app.addWindow(7, {100, 125, 800, 500});
+    app.addWindow(8, {0, 0, 10, 10});
+    app.focused = 8;
+    desktop.frontmost = 42;
+    return desktop;
+}
+
+TEST(GetFrontmostWindowTest, FocusedWindowOfTheFrontmostApplication) {
+    FakeDesktop desktop = editorDesktop();
+    auto found = getFrontmostWindow(desktop);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->window, 8u);
+    EXPECT_EQ(found->app.pid, 42);
+    EXPECT_EQ(found->app.localizedName, "Editor");
+}
+
+TEST(GetFrontmostWindowTest, NothingWithoutAFocusedWindow) {
+    FakeDesktop noFrontmost = editorDesktop();
+    noFrontmost.frontmost.reset();
+    EXPECT_FALSE(getFrontmostWindow(noFrontmost));
+
+    FakeDesktop noFocus = editorDesktop();
+    noFocus.apps[0].focused.reset();  // the read succeeds without a value
+    EXPECT_FALSE(getFrontmostWindow(noFocus));
+
+    FakeDesktop failedRead = editorDesktop();
+    failedRead.apps[0].focusedWindowError = platform::ax::failure;
+    EXPECT_FALSE(getFrontmostWindow(failedRead));
+
+    FakeDesktop unknownApp = editorDesktop();
+    unknownApp.frontmost = 99;
+    EXPECT_FALSE(getFrontmostWindow(unknownApp));
+}
+
+TEST(WindowReadsTest, WindowsInOrderAndUnreadableOnesAbsent) {
+    FakeDesktop desktop = editorDesktop();
+    EXPECT_EQ(getAllWindows(desktop, desktop.apps[0].info),
+              (std::vector<platform::WindowId>{7, 8}));
+    EXPECT_TRUE(getAllWindows(desktop, platform::AppInfo{99, {}, {}, true}).empty());
+
+    desktop.window(8)->minimized = true;
+    EXPECT_TRUE(isWindowMinimized(desktop, 8));
+    EXPECT_FALSE(isWindowMinimized(desktop, 7));
+    EXPECT_FALSE(isWindowMinimized(desktop, 1234));  // unreadable counts as not minimised
+
+    EXPECT_EQ(getWindowFrame(desktop, 7), (Rect{100, 125, 800, 500}));
+    desktop.window(7)->frameReadable = false;
+    EXPECT_FALSE(getWindowFrame(desktop, 7));
+    EXPECT_FALSE(getWindowFrame(desktop, 1234));
+}
+
+// A window with a minimum size keeps it; the frame is written once, position first, and
+// never read back or retried.
+TEST(SetWindowFrameTest, PositionThenSizeOnce) {
+    FakeDesktop desktop = editorDesktop();
+    desktop.window(7)->minSize = Size{900, 600};
+    setWindowFrame(desktop, 7, {640, 212.5, 800, 500});
+    EXPECT_EQ(desktop.windowWrites,
+              (std::vector<WindowWrite>{WindowWrite::movedTo(7, Point{640, 212.5}),
+                                        WindowWrite::resizedTo(7, Size{800, 500})}));
+    EXPECT_EQ(desktop.window(7)->frame, (Rect{640, 212.5, 900, 600}));
+}
+
+class StateFileTest : public ::testing::Test {
+  protected:
+    void writeState(const std::string& text) {
+        ASSERT_FALSE(support::writeFileAtomically(stateFile, text));
+    }
+    std::string stateText() { return support::readFile(stateFile).value_or("<missing>"); }
+
+    testing::TempDir dir;
+    std::filesystem::path stateFile = dir.path() / "state.json";
+    std::ostringstream diagnostics;
+};
+
+using FindMinimizedWindowTest = StateFileTest;
+
+TEST_F(FindMinimizedWindowTest, FirstMinimisedWindowOfTheFirstTrackedApplication) {
+    FakeDesktop desktop;
+    // Untracked, though it has a minimised window.
+    desktop.addApp(1, "com.example.mail", "Mail").addWindow(10, {}, true);
+    // No name: never tracked.
+    desktop.addApp(2, std::nullopt, std::nullopt).addWindow(20, {}, true);
+    // Tracked (an entry of any kind counts) but nothing minimised.
+    desktop.addApp(3, "com.example.notes", "Notes").addWindow(30);
+    // Tracked under its key with the space replaced: the second and third are minimised.
+    auto& editor = desktop.addApp(4, "com.example.editor", "My Editor");
+    editor.addWindow(40);
+    editor.addWindow(41, {}, true);
+    editor.addWindow(42, {}, true);
+    desktop.addApp(5, "com.example.term", "Term").addWindow(50, {}, true);
+    writeState(R"({"values":{"window_Notes":3,"window_My_Editor":"x","window_Term":"y"}})");
+
+    auto found = findMinimizedWindow(desktop, stateFile, diagnostics);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->window, 41u);
+    EXPECT_EQ(found->app.pid, 4);
+    EXPECT_EQ(found->appName, "My Editor");
+    EXPECT_EQ(diagnostics.str(),
+              "DEBUG: Looking for minimized windows from tracked apps\n"
+              "DEBUG: Checking tracked app: Notes\n"
+              "DEBUG: Checking tracked app: My Editor\n"
+              "DEBUG: Found minimized window for My Editor\n");
+}
+
+TEST_F(FindMinimizedWindowTest, NothingWhenNoTrackedApplicationHasOne) {
+    FakeDesktop desktop;
+    desktop.addApp(1, "com.example.mail", "Mail").addWindow(10, {}, true);
+    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));  // no state file
+    writeState("not json");
+    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));
+    writeState(R"({"values":{"window_Editor":"x"}})");
+    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));
+    EXPECT_EQ(diagnostics.str(),
+              "DEBUG: Looking for minimized windows from tracked apps\n"
+              "DEBUG: Looking for minimized windows from tracked apps\n"
+              "DEBUG: Looking for minimized windows from tracked apps\n");
+}
+
+using MinimizedRestoreTest = StateFileTest;
+
+TEST_F(MinimizedRestoreTest, ResetsTheVerticalStateAndKeepsOtherEntries) {
+    FakeDesktop desktop = editorDesktop();
+    desktop.window(7)->minimized = true;
+    writeState(
+        R"({"values":{"browser":"Safari","window_Editor":"{\"appName\":\"Editor\",)"
+        R"(\"initialFrame\":{\"x\":100,\"y\":125,\"width\":800,\"height\":500,\"screenIndex\":0},)"
+        R"(\"currentFrame\":{\"x\":0,\"y\":25,\"width\":800,\"height\":875,\"screenIndex\":0},)"
+        R"(\"horizontalState\":2,\"verticalState\":1,\"savedLocations\":[]}"}})");
+
+    handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
+
+    EXPECT_FALSE(desktop.window(7)->minimized);
+    EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{WindowWrite::minimizedTo(7, false)}));
+    EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
+    EXPECT_EQ(stateText(),
+              "{\n"
+              "  \"values\" : {\n"
+              "    \"browser\" : \"Safari\",\n"
+              "    \"window_Editor\" : \"{\\\"appName\\\":\\\"Editor\\\","
+              "\\\"initialFrame\\\":{\\\"x\\\":100,\\\"y\\\":125,\\\"width\\\":800,"
+              "\\\"height\\\":500,\\\"screenIndex\\\":0},"
+              "\\\"currentFrame\\\":{\\\"x\\\":0,\\\"y\\\":25,\\\"width\\\":800,"
+              "\\\"height\\\":875,\\\"screenIndex\\\":0},"
+              "\\\"horizontalState\\\":2,\\\"verticalState\\\":0,\\\"savedLocations\\\":[]}\"\n"
+              "  }\n"
+              "}");
+    EXPECT_EQ(diagnostics.str(),
+              "DEBUG: Restoring minimized window (early return path)\n"
+              "DEBUG: Updated state to vState=0 after restore\n"
+              "DEBUG: Saved state after early restore\n");
+}
+
+TEST_F(MinimizedRestoreTest, WithoutARecordNothingIsSavedButTheWindowStillSettles) {
+    FakeDesktop desktop = editorDesktop();
+    desktop.window(7)->minimized = true;
+
+    handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
+
+    EXPECT_FALSE(desktop.window(7)->minimized);
+    EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
+    EXPECT_FALSE(std::filesystem::exists(stateFile));
+    EXPECT_EQ(diagnostics.str(), "DEBUG: Restoring minimized window (early return path)\n");
+}
+
+}  // namespace
+}  // namespace tarn::window

@@ -1,0 +1,179 @@
+#include "platform/sim/sim_desktop.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "core/support/files.h"
+#include "core/support/json_text.h"
+#include "tests/support/temp_dir.h"
+
+namespace tarn::platform::sim {
+namespace {
+
+using support::Json;
+using ::testing::HasSubstr;
+
+class SimDesktopTest : public ::testing::Test {
+  protected:
+    void write(const char* json) {
+        ASSERT_FALSE(support::writeFileAtomically(file(), json));
+        desktop_ = openSimDesktop(file());
+    }
+    std::filesystem::path file() const { return dir_.path() / "desktop.json"; }
+    Json read() const { return *support::parseJson(*support::readFile(file())); }
+    Desktop& desktop() { return *desktop_; }
+
+  private:
+    testing::TempDir dir_;
+    std::unique_ptr<Desktop> desktop_;
+};
+
+constexpr const char* kDesktop = R"({
+  "displays": [{"id": 7, "x": 0, "y": 0, "width": 1440, "height": 900},
+               {"id": 3, "x": -1080, "y": -400, "width": 1080, "height": 1920}],
+  "apps": [
+    {"pid": 100, "bundleID": "com.example.editor", "name": "My Editor",
+     "windows": [{"id": 1, "x": 10, "y": 20, "width": 800, "height": 600, "minimized": false,
+                  "minWidth": 400, "maxHeight": 700},
+                 {"id": 2, "x": 0, "y": 0, "width": 100, "height": 100, "resizable": false}]},
+    {"pid": 200, "bundleID": null, "regular": false,
+     "windows": [{"id": 9, "x": 0, "y": 0, "width": 1, "height": 1, "frameReadable": false}]}
+  ],
+  "frontmost": {"pid": 100, "window": 1},
+  "clock": "recorded",
+  "events": []
+})";
+
+TEST_F(SimDesktopTest, ReportsDisplaysInFileOrder) {
+    write(kDesktop);
+    auto& displays = desktop().displays();
+    EXPECT_EQ(displays.activeDisplays(), (std::vector<DisplayId>{7, 3}));
+    EXPECT_EQ(displays.mainDisplay(), 7u);
+    EXPECT_EQ(displays.bounds(3), (Rect{-1080, -400, 1080, 1920}));
+    EXPECT_EQ(displays.bounds(99), Rect{});
+}
+
+TEST_F(SimDesktopTest, ReportsApplicationsAndTheFocusedWindow) {
+    write(kDesktop);
+    auto& ws = desktop().windowSystem();
+    auto front = ws.frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_EQ(front->pid, 100);
+    EXPECT_EQ(front->bundleID, "com.example.editor");
+    EXPECT_EQ(front->localizedName, "My Editor");
+    auto apps = ws.runningApplications();
+    ASSERT_EQ(apps.size(), 2u);
+    EXPECT_FALSE(apps[1].bundleID);
+    EXPECT_FALSE(apps[1].localizedName);
+    EXPECT_FALSE(apps[1].regularActivationPolicy);
+    EXPECT_EQ(ws.focusedWindow(100).window, WindowId{1});
+    EXPECT_EQ(ws.focusedWindow(200).error, ax::noValue);
+    EXPECT_EQ(ws.windows(100), (std::vector<WindowId>{1, 2}));
+    EXPECT_FALSE(ws.position(9));
+    EXPECT_FALSE(ws.size(42));
+}
+
+TEST_F(SimDesktopTest, FrontmostMayBeNullOrLackAWindow) {
+    write(R"({"apps": [{"pid": 5, "windows": []}], "frontmost": null})");
+    EXPECT_FALSE(desktop().windowSystem().frontmostApplication());
+    write(R"({"apps": [{"pid": 5, "windows": []}], "frontmost": {"pid": 5}})");
+    EXPECT_EQ(desktop().windowSystem().frontmostApplication()->pid, 5);
+    EXPECT_FALSE(desktop().windowSystem().focusedWindow(5).window);
+}
+
+TEST_F(SimDesktopTest, WindowWritesRespectLimitsAndLandInTheFile) {
+    write(kDesktop);
+    auto& ws = desktop().windowSystem();
+    ws.setPosition(1, {-5.5, 30});
+    ws.setSize(1, {100, 1000});  // below minWidth, above maxHeight
+    ws.setSize(2, {500, 500});   // not resizable
+    ws.setMinimized(1, true);
+    EXPECT_EQ(ws.position(1), (Point{-5.5, 30}));
+    EXPECT_EQ(ws.size(1), (Size{400, 700}));
+    EXPECT_EQ(ws.size(2), (Size{100, 100}));
+    EXPECT_EQ(ws.isMinimized(1), true);
+    auto window = read()["apps"][0]["windows"][0];
+    EXPECT_EQ(window["x"], -5.5);
+    EXPECT_EQ(window["width"], 400);
+    EXPECT_EQ(window["minimized"], true);
+}
+
+TEST_F(SimDesktopTest, RecordsEventsInOrder) {
+    write(kDesktop);
+    desktop().keyboard().post({.keyCode = 36, .down = true, .flags = 0x100000, .marker = 77});
+    desktop().keyboard().post({.keyCode = 36, .down = false, .flags = 0, .marker = {}});
+    desktop().pointer().warp({12, 34.5});
+    desktop().sleeper().sleepMicroseconds(1000);
+    desktop().clipboard().writeText("hello");
+    EXPECT_EQ(read()["events"], Json::parse(R"([
+        {"type": "key", "code": 36, "down": true, "flags": 1048576, "marker": 77},
+        {"type": "key", "code": 36, "down": false, "flags": 0, "marker": null},
+        {"type": "pointer", "x": 12, "y": 34.5},
+        {"type": "sleep", "us": 1000},
+        {"type": "clipboard", "text": "hello"}])"));
+    EXPECT_EQ(desktop().clipboard().readText(), "hello");
+    EXPECT_EQ(desktop().pointer().location(), (Point{12, 34.5}));
+}
+
+TEST_F(SimDesktopTest, PermissionPromptIsRecordedOnlyWhenUntrusted) {
+    write(R"({"accessibilityTrusted": true})");
+    EXPECT_TRUE(desktop().accessibility().isTrusted(true));
+    EXPECT_FALSE(read().contains("events"));
+    write(R"({"accessibilityTrusted": false, "untrustedReason": "no XTEST"})");
+    EXPECT_FALSE(desktop().accessibility().isTrusted(true));
+    EXPECT_EQ(desktop().accessibility().untrustedReason(), "no XTEST");
+    EXPECT_EQ(read()["events"], Json::parse(R"([{"type": "permissionPrompt"}])"));
+}
+
+TEST_F(SimDesktopTest, BrowserDefaultsAndRefusals) {
+    write(R"({"browsers": {"apps": [
+        {"bundleID": "a.b", "name": "A", "path": "/a", "opens": ["http", "https"],
+         "declares": ["https"], "agentLike": true},
+        {"bundleID": "c.d", "name": "C", "path": "/c", "opens": ["https"]}],
+        "defaults": {"http": "a.b"}, "refuse": ["c.d"]}})");
+    auto& browsers = desktop().browsers();
+    auto http = browsers.applicationsForScheme("http");
+    ASSERT_EQ(http.size(), 1u);
+    EXPECT_TRUE(http[0].agentLike);
+    EXPECT_FALSE(http[0].declaresHttp);
+    EXPECT_TRUE(http[0].declaresHttps);
+    EXPECT_EQ(browsers.applicationsForScheme("https").size(), 2u);
+    EXPECT_EQ(browsers.currentDefaults(), (DefaultBrowsers{"a.b", std::nullopt}));
+    EXPECT_FALSE(browsers.setDefault("c.d"));
+    EXPECT_TRUE(browsers.setDefault("a.b"));
+    EXPECT_EQ(browsers.currentDefaults(), (DefaultBrowsers{"a.b", "a.b"}));
+}
+
+TEST_F(SimDesktopTest, ScriptResultsFollowTheFile) {
+    write(R"({"scriptResult": null})");
+    auto ok = desktop().scripts().run("tell app");
+    EXPECT_TRUE(ok.compiled);
+    EXPECT_FALSE(ok.error);
+    write(R"({"scriptResult": "refused"})");
+    EXPECT_FALSE(desktop().scripts().run("x").compiled);
+    write(R"({"scriptResult": {"error": "boom"}})");
+    EXPECT_EQ(desktop().scripts().run("x").error, "boom");
+    EXPECT_EQ(read()["events"], Json::parse(R"([{"type": "script", "source": "x"}])"));
+}
+
+TEST_F(SimDesktopTest, BadFilesThrowDesktopErrorNamingTheFile) {
+    for (const char* bad : {"{", "[]", R"({"apps": {}})", R"({"events": 3})"}) {
+        write(bad);
+        try {
+            desktop().windowSystem().runningApplications();
+            ADD_FAILURE() << bad;
+        } catch (const DesktopError& e) {
+            EXPECT_THAT(e.what(), HasSubstr(file().string())) << bad;
+        }
+    }
+    std::filesystem::remove(file());
+    EXPECT_THROW(desktop().displays().activeDisplays(), DesktopError);
+}
+
+TEST_F(SimDesktopTest, WrongMemberTypesAreErrorsNotCrashes) {
+    write(R"({"apps": [{"pid": "one"}], "frontmost": {"pid": 1}})");
+    EXPECT_THROW(desktop().windowSystem().runningApplications(), DesktopError);
+}
+
+}  // namespace
+}  // namespace tarn::platform::sim

@@ -1,0 +1,505 @@
+// The X11 backend through the platform interfaces, on the private two-monitor server of
+// with-x11.sh (LEFT 1920x1080 at 0,0, primary; RIGHT 1920x1080 at 1920,0; openbox), each
+// result checked with an X tool rather than with the backend itself.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "platform/desktop.h"
+#include "platform/x11/x11_desktop.h"
+#include "tests/support/temp_dir.h"
+#include "tests/x11/harness.h"
+
+namespace tarn::x11test {
+namespace {
+
+using platform::KeyEvent;
+using platform::Rect;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+namespace keyflags = platform::keyflags;
+
+std::unique_ptr<platform::Desktop> openDesktop() {
+    auto choice = platform::x11::openX11Desktop(display(), nullptr, nullptr);
+    if (!choice.desktop) throw std::runtime_error(choice.error);
+    return std::move(choice.desktop);
+}
+
+class X11Test : public ::testing::Test {
+  protected:
+    platform::Desktop& desktop() {
+        if (!desktop_) desktop_ = openDesktop();
+        return *desktop_;
+    }
+    platform::WindowSystem& windows() { return desktop().windowSystem(); }
+
+    // What the outer frame is, by the oracle, once it has settled on `expected`.
+    Rect frameOnceAt(unsigned long window, const Rect& expected) {
+        Rect seen;
+        eventually([&] {
+            auto frame = outerFrame(window);
+            if (frame) seen = *frame;
+            return frame && near(*frame, expected);
+        });
+        return seen;
+    }
+
+    tarn::testing::TempDir dir_;
+    std::unique_ptr<platform::Desktop> desktop_;
+};
+
+// --- Displays -----------------------------------------------------------------------------
+
+using Displays = X11Test;
+
+TEST_F(Displays, TwoMonitorsPrimaryFirst) {
+    auto& displays = desktop().displays();
+    auto ids = displays.activeDisplays();
+    ASSERT_EQ(ids.size(), 2u);
+    EXPECT_EQ(displays.mainDisplay(), ids[0]);
+    EXPECT_EQ(displays.bounds(ids[0]), rect(0, 0, 1920, 1080));
+    EXPECT_EQ(displays.bounds(ids[1]), rect(1920, 0, 1920, 1080));
+
+    auto oracle = monitors();
+    ASSERT_EQ(oracle.size(), 2u);
+    EXPECT_TRUE(oracle[0].primary);
+    EXPECT_EQ(oracle[0].bounds, displays.bounds(ids[0]));
+}
+
+TEST_F(Displays, PrimaryOnTheRightOfAnUnevenLayoutComesFirst) {
+    ASSERT_EQ(run({"xrandr", "--delmonitor", "LEFT"}).status, 0);
+    ASSERT_EQ(run({"xrandr", "--delmonitor", "RIGHT"}).status, 0);
+    ASSERT_EQ(run({"xrandr", "--setmonitor", "SMALL", "1280/338x720/190+0+360", "none"}).status, 0);
+    ASSERT_EQ(run({"xrandr", "--setmonitor", "*BIG", "2560/677x1080/286+1280+0", "screen"}).status,
+              0);
+
+    auto& displays = desktop().displays();
+    auto ids = displays.activeDisplays();
+    ASSERT_EQ(ids.size(), 2u);
+    EXPECT_EQ(displays.mainDisplay(), ids[0]);
+    EXPECT_EQ(displays.bounds(ids[0]), rect(1280, 0, 2560, 1080));
+    EXPECT_EQ(displays.bounds(ids[1]), rect(0, 360, 1280, 720));
+}
+
+TEST_F(Displays, UnpluggedMonitorDisappears) {
+    auto& displays = desktop().displays();
+    auto before = displays.activeDisplays();
+    ASSERT_EQ(before.size(), 2u);
+    ASSERT_EQ(run({"xrandr", "--delmonitor", "RIGHT"}).status, 0);
+
+    EXPECT_THAT(displays.activeDisplays(), ElementsAre(before[0]));
+    EXPECT_EQ(displays.bounds(before[1]), Rect{});  // an unknown display has no bounds
+}
+
+// --- Frontmost application and its windows --------------------------------------------------
+
+using Frontmost = X11Test;
+
+TEST_F(Frontmost, NothingBeforeAnyWindow) {
+    EXPECT_EQ(windows().frontmostApplication(), std::nullopt);
+    EXPECT_TRUE(windows().runningApplications().empty());
+}
+
+TEST_F(Frontmost, ClassPidAndOuterFrameOfTheFocusedClient) {
+    auto alpha = startApp(dir_, {"--class", "Alpha", "--geometry", "640x480+100+100"});
+    auto beta = startApp(dir_, {"--class", "Beta", "--geometry", "500x400+2200+300"});
+
+    auto front = windows().frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_EQ(front->pid, beta.pid());
+    EXPECT_EQ(front->bundleID, "Beta");
+    EXPECT_EQ(front->localizedName, "Beta");
+
+    auto focused = windows().focusedWindow(beta.pid());
+    EXPECT_EQ(focused.error, platform::ax::success);
+    EXPECT_EQ(focused.window, activeWindow());
+    EXPECT_EQ(focused.window, beta.window());
+    EXPECT_EQ(windows().focusedWindow(alpha.pid()).window, std::nullopt);
+
+    // The program asked for its position: the frame's corner is there, the client inside it.
+    auto oracle = outerFrame(beta.window());
+    ASSERT_TRUE(oracle);
+    EXPECT_EQ(windows().position(beta.window()), (platform::Point{2200, 300}));
+    EXPECT_EQ(oracle->origin(), (platform::Point{2200, 300}));
+    EXPECT_EQ(windows().size(beta.window()), oracle->size());
+    EXPECT_GT(oracle->height, 400);  // the title bar counts
+}
+
+TEST_F(Frontmost, RunningApplicationsInClientListOrderWithTheirWindows) {
+    auto alpha = startApp(dir_, {"--class", "Alpha", "--windows", "3"});
+    auto beta = startApp(dir_, {"--class", "Beta"});
+
+    auto apps = windows().runningApplications();
+    ASSERT_EQ(apps.size(), 2u);
+    EXPECT_EQ(apps[0].pid, alpha.pid());
+    EXPECT_EQ(apps[0].bundleID, "Alpha");
+    EXPECT_EQ(apps[1].pid, beta.pid());
+    EXPECT_THAT(windows().windows(alpha.pid()), ElementsAreArray(alpha.windows));
+    EXPECT_THAT(windows().windows(beta.pid()), ElementsAre(beta.window()));
+    EXPECT_EQ(windows().windowListError(alpha.pid()), platform::ax::success);
+}
+
+TEST_F(Frontmost, ClientWithoutPidPropertyIsFoundThroughItsConnection) {
+    auto app = startApp(dir_, {"--class", "Anonymous", "--no-pid"});
+    ASSERT_THAT(run({"xprop", "-id", std::to_string(app.window()), "_NET_WM_PID"}).out,
+                HasSubstr("not found"));
+
+    auto front = windows().frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_EQ(front->pid, app.pid());
+    EXPECT_EQ(front->bundleID, "Anonymous");
+}
+
+// --- Placement ------------------------------------------------------------------------------
+
+using Placement = X11Test;
+
+TEST_F(Placement, OuterFrameLandsExactlyOnBothMonitors) {
+    auto app = startApp(dir_, {"--geometry", "640x480+100+100"});
+    const Rect frames[] = {
+        rect(0, 25, 960, 1055),      // left half of the left monitor below the menu bar
+        rect(960, 25, 960, 1055),    // its right half
+        rect(0, 25, 1920, 1055),     // its full width
+        rect(417, 233, 801, 603),    // odd numbers, centred
+        rect(1920, 25, 960, 1055),   // left half of the right monitor
+        rect(2880, 25, 960, 1055),   // its right half
+        rect(2000, 400, 1000, 500),  // a small window inside it
+        rect(1500, 100, 800, 600),   // straddling both monitors
+        rect(-200, 50, 700, 500),    // partly off the left edge: not clamped
+    };
+    for (const Rect& frame : frames) {
+        SCOPED_TRACE(describe(frame));
+        windows().setPosition(app.window(), frame.origin());
+        windows().setSize(app.window(), frame.size());
+        Rect seen = frameOnceAt(app.window(), frame);
+        EXPECT_TRUE(near(seen, frame)) << "oracle saw " << describe(seen);
+        auto position = windows().position(app.window());
+        auto size = windows().size(app.window());
+        ASSERT_TRUE(position && size);
+        EXPECT_TRUE(near(Rect{position->x, position->y, size->width, size->height}, seen));
+    }
+}
+
+TEST_F(Placement, MaximisedWindowIsUnmaximisedAndPlaced) {
+    auto app = startApp(dir_, {"--geometry", "640x480+100+100"});
+    const std::string id = std::to_string(app.window());
+    ASSERT_EQ(run({"wmctrl", "-i", "-r", id, "-b", "add,maximized_vert,maximized_horz"}).status, 0);
+    ASSERT_TRUE(eventually([&] { return netWmState(app.window()).size() >= 2; }));
+
+    const Rect frame = rect(1920, 25, 960, 1055);
+    windows().setPosition(app.window(), frame.origin());
+    windows().setSize(app.window(), frame.size());
+
+    Rect seen = frameOnceAt(app.window(), frame);
+    EXPECT_TRUE(near(seen, frame)) << "oracle saw " << describe(seen);
+    EXPECT_THAT(netWmState(app.window()),
+                ::testing::Not(::testing::Contains(HasSubstr("MAXIMIZED"))));
+}
+
+TEST_F(Placement, MinimumSizeIsKeptAndTheCornerStays) {
+    auto app = startApp(dir_, {"--geometry", "640x480+100+100", "--min", "400x300"});
+    auto before = outerFrame(app.window());
+    ASSERT_TRUE(before);
+    const double decorationWidth = before->width - 640;
+    const double decorationHeight = before->height - 480;
+
+    windows().setSize(app.window(), {200, 150});
+
+    const Rect expected = rect(100, 100, 400 + decorationWidth, 300 + decorationHeight);
+    Rect seen = frameOnceAt(app.window(), expected);
+    EXPECT_TRUE(near(seen, expected)) << "oracle saw " << describe(seen);
+}
+
+// --- Minimising -----------------------------------------------------------------------------
+
+using Minimise = X11Test;
+
+TEST_F(Minimise, IconicAndBackAgain) {
+    auto other = startApp(dir_, {"--class", "Other"});
+    auto app = startApp(dir_, {"--class", "Subject"});
+    EXPECT_EQ(windows().isMinimized(app.window()), false);
+
+    windows().setMinimized(app.window(), true);
+    EXPECT_TRUE(eventually([&] { return wmState(app.window()) == "Iconic"; }));
+    EXPECT_EQ(windows().isMinimized(app.window()), true);
+    EXPECT_TRUE(eventually([&] { return activeWindow() != app.window(); }));
+
+    windows().setMinimized(app.window(), false);
+    EXPECT_TRUE(eventually([&] { return wmState(app.window()) == "Normal"; }));
+    EXPECT_TRUE(eventually([&] { return activeWindow() == app.window(); }));
+    EXPECT_EQ(windows().isMinimized(app.window()), false);
+}
+
+// --- Keys -----------------------------------------------------------------------------------
+
+// One key as the keys language types it: down, 1 ms, up, 10 ms.
+void type(platform::Desktop& desktop, std::uint16_t code, std::uint64_t flags = 0) {
+    auto& keyboard = desktop.keyboard();
+    if (!keyboard.canPost(code)) return;
+    keyboard.post(KeyEvent{.keyCode = code, .down = true, .flags = flags, .marker = {}});
+    desktop.sleeper().sleepMicroseconds(1000);
+    keyboard.post(KeyEvent{.keyCode = code, .down = false, .flags = flags, .marker = {}});
+    desktop.sleeper().sleepMicroseconds(10000);
+}
+
+// macOS virtual key codes (ANSI) the tests type.
+namespace mac {
+constexpr std::uint16_t a = 0, b = 11, e = 14, h = 4, i = 34, r = 15, t = 17;
+constexpr std::uint16_t one = 18, equal = 24, comma = 43, slash = 44, space = 49;
+constexpr std::uint16_t enter = 36, right = 124, f5 = 96, f13 = 105, isoSection = 10;
+}  // namespace mac
+
+class Keys : public X11Test {
+  protected:
+    std::vector<std::string> received(const TestApp& app, std::size_t count) {
+        eventually([&] { return app.keys().size() >= count; });
+        return app.keys();
+    }
+};
+
+TEST_F(Keys, TextCapitalsShiftedSymbolsAndEnterArriveExactly) {
+    auto app = startApp(dir_, {});
+    const std::uint64_t shift = keyflags::shift;
+    // "Hi, there! A+b?" and Enter
+    const std::pair<std::uint16_t, std::uint64_t> keys[] = {
+        {mac::h, shift},     {mac::i, 0},       {mac::comma, 0},     {mac::space, 0},
+        {mac::t, 0},         {mac::h, 0},       {mac::e, 0},         {mac::r, 0},
+        {mac::e, 0},         {mac::one, shift}, {mac::space, 0},     {mac::a, shift},
+        {mac::equal, shift}, {mac::b, 0},       {mac::slash, shift}, {mac::enter, 0},
+    };
+    for (auto [code, flags] : keys) type(desktop(), code, flags);
+
+    // State 0x1 is Shift.
+    EXPECT_THAT(received(app, 16),
+                ElementsAre("key H 0x1", "key i 0x0", "key comma 0x0", "key space 0x0", "key t 0x0",
+                            "key h 0x0", "key e 0x0", "key r 0x0", "key e 0x0", "key exclam 0x1",
+                            "key space 0x0", "key A 0x1", "key plus 0x1", "key b 0x0",
+                            "key question 0x1", "key Return 0x0"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+}
+
+TEST_F(Keys, ChordsWithTwoModifiers) {
+    auto app = startApp(dir_, {});
+    type(desktop(), mac::t, keyflags::control | keyflags::option);
+    type(desktop(), mac::a, keyflags::shift | keyflags::command);
+    type(desktop(), mac::right, keyflags::command);
+
+    // Control 0x4, Alt (Mod1) 0x8, Super (Mod4) 0x40, Shift 0x1.
+    EXPECT_THAT(received(app, 3), ElementsAre("key t 0xc", "key A 0x41", "key Right 0x40"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+}
+
+TEST_F(Keys, ModifierStillHeldIsLiftedForTheKeyAndPressedAgainAfter) {
+    auto app = startApp(dir_, {});
+    ASSERT_EQ(run({"xdotool", "keydown", "Control_L"}).status, 0);
+    const int control = keyCodeOf("Control_L");
+    ASSERT_TRUE(eventually([&] { return keysDown() == std::vector<int>{control}; }));
+
+    type(desktop(), mac::a);
+    type(desktop(), mac::b, keyflags::shift);
+
+    EXPECT_THAT(received(app, 2), ElementsAre("key a 0x0", "key B 0x1"));
+    EXPECT_THAT(keysDown(), ElementsAre(control));
+    run({"xdotool", "keyup", "Control_L"});
+}
+
+TEST_F(Keys, KeysTheKeymapLacksCannotBePosted) {
+    auto app = startApp(dir_, {});
+    const int f5 = keyCodeOf("F5");
+    ASSERT_NE(f5, 0);
+    ASSERT_EQ(keyCodeOf("F13"), 0);  // this server's keymap has no F13
+    ASSERT_EQ(run({"xmodmap", "-e", "keycode " + std::to_string(f5) + " ="}).status, 0);
+    ASSERT_EQ(keyCodeOf("F5"), 0);
+
+    auto& keyboard = desktop().keyboard();
+    EXPECT_TRUE(keyboard.canPost(mac::a));
+    EXPECT_FALSE(keyboard.canPost(mac::f5));
+    EXPECT_FALSE(keyboard.canPost(mac::f13));
+    EXPECT_FALSE(keyboard.canPost(mac::isoSection));  // not a key of the ANSI layout
+
+    // Posting one anyway types nothing: only the key after it arrives.
+    keyboard.post(KeyEvent{.keyCode = mac::f5, .down = true, .flags = 0, .marker = {}});
+    keyboard.post(KeyEvent{.keyCode = mac::f5, .down = false, .flags = 0, .marker = {}});
+    type(desktop(), mac::b);
+    EXPECT_THAT(received(app, 1), ElementsAre("key b 0x0"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+}
+
+// --- Clipboard ------------------------------------------------------------------------------
+
+using Clipboard = X11Test;
+
+TEST_F(Clipboard, ReadsWhatAnotherClientPut) {
+    const std::string text = "h\u00e9llo w\u00f6rld \u20ac\nsecond line";
+    putOnClipboard(text);
+    ASSERT_EQ(clipboardText(), text);
+    EXPECT_EQ(desktop().clipboard().readText(), text);
+}
+
+TEST_F(Clipboard, OwnerOfferingOnlyLatin1IsReadAsUtf8) {
+    auto app = startApp(dir_, {"--serve-string", "caf\xe9 cr\xe8me"}, Until::managed);
+    ASSERT_TRUE(
+        eventually([&] { return app.logText().find("clipboard held") != std::string::npos; }));
+    EXPECT_EQ(desktop().clipboard().readText(), "caf\u00e9 cr\u00e8me");
+}
+
+TEST_F(Clipboard, NothingWithoutOwnerOrFromAnOwnerThatNeverAnswers) {
+    EXPECT_EQ(desktop().clipboard().readText(), std::nullopt);
+
+    auto app = startApp(dir_, {"--hold-clipboard"}, Until::managed);
+    ASSERT_TRUE(
+        eventually([&] { return app.logText().find("clipboard held") != std::string::npos; }));
+    EXPECT_EQ(desktop().clipboard().readText(), std::nullopt);
+}
+
+// Processes whose command line holds the word (the owner a writer left behind is a fork of
+// the writer, so it has the writer's command line).
+int processesWith(const std::string& word) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream in(entry.path() / "cmdline", std::ios::binary);
+        std::string line((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (line.find(word) != std::string::npos) ++count;
+    }
+    return count;
+}
+
+TEST_F(Clipboard, WrittenTextIsServedAfterTheWriterExitedUntilSomeoneElseTakesIt) {
+    const std::string text = "from tarn \u2713";
+    const std::string tag = "tag-" + std::to_string(::getpid());
+    // Its output is read to the end: the owner it leaves behind must not hold that pipe.
+    auto writer = run({TARN_X11_CLIPBOARD_WRITER, text, tag});
+    ASSERT_EQ(writer.status, 0);
+    EXPECT_EQ(writer.out, "written\n");
+
+    EXPECT_EQ(clipboardText(), text);
+    EXPECT_EQ(desktop().clipboard().readText(), text);
+    EXPECT_EQ(processesWith(tag), 1);
+
+    putOnClipboard("someone else's");
+    EXPECT_TRUE(eventually([&] { return processesWith(tag) == 0; }));
+    EXPECT_EQ(clipboardText(), "someone else's");
+}
+
+TEST_F(Clipboard, LargeTextGoesThroughInPieces) {
+    std::string text;
+    for (int line = 0; text.size() < 1'000'000; ++line) {
+        text += "line " + std::to_string(line) + " \u00e4\u00f6\u00fc\n";
+    }
+    desktop().clipboard().writeText(text);
+    EXPECT_EQ(desktop().clipboard().readText(), text);
+    EXPECT_EQ(clipboardText(), text);
+}
+
+// --- Pointer --------------------------------------------------------------------------------
+
+using Pointer = X11Test;
+
+TEST_F(Pointer, WarpLandsWhereAskedOnBothMonitors) {
+    const platform::Point points[] = {{960, 540}, {10, 35}, {2000, 500}, {3839, 1079}};
+    for (auto point : points) {
+        desktop().pointer().warp(point);
+        EXPECT_TRUE(eventually([&] { return pointerLocation() == point; }))
+            << point.x << "," << point.y;
+        EXPECT_EQ(desktop().pointer().location(), point);
+    }
+    EXPECT_TRUE(desktop().pointer().canCreateMouseEvent({0, 0}));
+    EXPECT_TRUE(desktop().accessibility().isTrusted(false));
+    EXPECT_EQ(desktop().accessibility().untrustedReason(), "");
+}
+
+// --- Things going away ----------------------------------------------------------------------
+
+using Vanished = X11Test;
+
+TEST_F(Vanished, WindowClosedBetweenStepsGivesAbsentAnswers) {
+    auto app = startApp(dir_, {"--class", "Brief"});
+    const auto window = app.window();
+    const auto pid = app.pid();
+    ASSERT_TRUE(windows().position(window));
+    app.process.kill();
+    ASSERT_TRUE(eventually([&] { return !windowExists(window); }));
+
+    EXPECT_EQ(windows().position(window), std::nullopt);
+    EXPECT_EQ(windows().size(window), std::nullopt);
+    EXPECT_EQ(windows().isMinimized(window), std::nullopt);
+    windows().setPosition(window, {10, 10});
+    windows().setSize(window, {300, 300});
+    windows().setMinimized(window, true);
+    windows().setMinimized(window, false);
+    EXPECT_TRUE(windows().windows(pid).empty());
+    EXPECT_EQ(windows().focusedWindow(pid).window, std::nullopt);
+    // Still a working desktop afterwards.
+    EXPECT_EQ(desktop().displays().activeDisplays().size(), 2u);
+}
+
+TEST_F(Vanished, WithoutAWindowManagerWindowsAreMovedDirectly) {
+    ASSERT_EQ(::kill(windowManagerPid(), SIGTERM), 0);
+    ASSERT_TRUE(eventually([&] {
+        auto check = run({"xprop", "-root", "_NET_SUPPORTING_WM_CHECK"});
+        std::smatch match;
+        static const std::regex id("window id # (0x[0-9a-f]+)");
+        return !std::regex_search(check.out, match, id) ||
+               run({"xwininfo", "-id", match[1].str()}).status != 0;
+    }));
+
+    auto app = startApp(dir_, {"--geometry", "640x480+100+100"}, Until::mapped);
+    EXPECT_EQ(windows().frontmostApplication(), std::nullopt);
+    EXPECT_TRUE(windows().runningApplications().empty());
+    EXPECT_EQ(windows().isMinimized(app.window()), false);
+
+    const Rect frame = rect(1920, 0, 800, 600);
+    windows().setPosition(app.window(), frame.origin());
+    windows().setSize(app.window(), frame.size());
+    Rect seen = frameOnceAt(app.window(), frame);
+    EXPECT_TRUE(near(seen, frame)) << "oracle saw " << describe(seen);
+    EXPECT_EQ(desktop().displays().activeDisplays().size(), 2u);
+}
+
+TEST_F(Vanished, ServerGoneMidwayIsReportedAsALostDesktop) {
+    auto& displays = desktop().displays();
+    ASSERT_EQ(displays.activeDisplays().size(), 2u);
+    ASSERT_EQ(::kill(serverPid(), SIGTERM), 0);
+
+    bool reported = eventually([&] {
+        try {
+            displays.activeDisplays();
+            return false;
+        } catch (const platform::DesktopError& error) {
+            return std::string(error.what()).find("lost the connection to the X server") !=
+                   std::string::npos;
+        }
+    });
+    EXPECT_TRUE(reported);
+    EXPECT_THROW(windows().frontmostApplication(), platform::DesktopError);
+}
+
+// A server without XTEST and RandR (and X-Resource): the desktop opens, says why it may not
+// drive anything, and falls back to the root window as its one display.
+TEST(BareServer, WithoutXTestTheDesktopIsNotTrustedAndSaysWhy) {
+    PrivateServer server({"-tst", "-extension", "RANDR", "-screen", "0", "1280x800x24"});
+    auto choice = platform::x11::openX11Desktop(server.display(), nullptr, nullptr);
+    ASSERT_TRUE(choice.desktop) << choice.error;
+    auto& desktop = *choice.desktop;
+
+    EXPECT_FALSE(desktop.accessibility().isTrusted(true));
+    EXPECT_THAT(desktop.accessibility().untrustedReason(), HasSubstr("XTEST"));
+    EXPECT_THAT(desktop.accessibility().untrustedReason(), HasSubstr(server.display()));
+    EXPECT_FALSE(desktop.keyboard().canPost(mac::a));
+    EXPECT_FALSE(desktop.pointer().canCreateMouseEvent({0, 0}));
+    desktop.keyboard().post(KeyEvent{.keyCode = mac::a, .down = true, .flags = 0, .marker = {}});
+    desktop.keyboard().post(KeyEvent{.keyCode = mac::a, .down = false, .flags = 0, .marker = {}});
+
+    auto ids = desktop.displays().activeDisplays();
+    ASSERT_EQ(ids.size(), 1u);
+    EXPECT_EQ(desktop.displays().bounds(ids[0]), rect(0, 0, 1280, 800));
+    EXPECT_EQ(desktop.windowSystem().frontmostApplication(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace tarn::x11test
