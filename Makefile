@@ -19,12 +19,17 @@ run: build
 	@scripts/run
 
 # Every test tier: unit, command and X11 tests on the default build, then the
-# ASan+UBSan build of the unit and command tests.
+# ASan+UBSan build of the unit and command tests, then the ThreadSanitizer build of the
+# tests labelled tsan.
 test: build build-asan
 	@echo "== default build =="
 	@ctest --preset default -j $(JOBS)
 	@echo "== asan+ubsan build =="
 	@ctest --preset asan -j $(JOBS)
+	@echo "== tsan build (concurrency tests only) =="
+	@cmake --preset tsan >/dev/null
+	@cmake --build --preset tsan -j $(JOBS) --target wendle_concurrency_tests
+	@ctest --preset tsan -j $(JOBS)
 
 clean:
 	rm -rf build

@@ -1,0 +1,153 @@
+#include "agent/config_store.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <system_error>
+
+#include "core/support/app_support.h"
+#include "core/support/files.h"
+
+namespace tarn::agent {
+namespace {
+
+constexpr const char* kConfigFileName = "wendle-config.json";
+
+std::string describeIssues(const ConfigLoad& load) {
+    if (load.state == ConfigFileState::unreadable) return "it is not a readable configuration";
+    std::string text = std::to_string(load.issues.size()) +
+                       (load.issues.size() == 1 ? " part" : " parts") + " of it could not be kept";
+    if (!load.issues.empty()) {
+        text += ", first " + load.issues.front().where + ": " + load.issues.front().message;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::filesystem::path defaultConfigURL() {
+    return support::getAppSupportDir(support::kAppDirName) / kConfigFileName;
+}
+
+ConfigStore::ConfigStore(Scheduler& scheduler, Logger log,
+                         std::function<std::filesystem::path()> configURL)
+    : log_(log),
+      configURL_(std::move(configURL)),
+      current_(std::make_shared<const RootConfig>()),
+      published_(current_),
+      debouncer_(scheduler, kSaveDelay, [this] { settle(); }) {}
+
+ConfigLoad ConfigStore::loadAtLaunch() {
+    std::filesystem::path path = configURL();
+    ConfigLoad load;
+    RootConfig config;
+    std::error_code error;
+    bool exists = std::filesystem::exists(path, error);
+    if (exists || error) {
+        // When even its existence cannot be checked, treat it as a file that must be kept.
+        load.state = ConfigFileState::unreadable;
+        if (auto text = support::readFile(path)) {
+            if (auto decoded = decodeConfigText(*text)) {
+                load.state =
+                    decoded->readWhole() ? ConfigFileState::read : ConfigFileState::partlyRead;
+                load.issues = std::move(decoded->issues);
+                config = std::move(decoded->config);
+            }
+        }
+    }
+    if (load.state == ConfigFileState::partlyRead || load.state == ConfigFileState::unreadable) {
+        unsavedOriginal_ = load;
+    } else {
+        unsavedOriginal_.reset();
+    }
+    setConfig(std::move(config));
+    return load;
+}
+
+void ConfigStore::setConfig(RootConfig config) {
+    publish(std::make_shared<const RootConfig>(std::move(config)));
+}
+
+void ConfigStore::update(const std::function<void(RootConfig&)>& change) {
+    RootConfig next = *current_;
+    change(next);
+    setConfig(std::move(next));
+}
+
+void ConfigStore::setOnConfigChanged(std::function<void(const RootConfig&)> callback) {
+    onConfigChanged_ = std::move(callback);
+}
+
+void ConfigStore::upsertAppConfig(const std::string& bundleID, const std::string& displayName) {
+    update([&](RootConfig& config) {
+        auto& apps = config.appConfigs;
+        auto existing = std::find_if(apps.begin(), apps.end(), [&](const AppConfig& app) {
+            return app.bundleID == bundleID;
+        });
+        if (existing != apps.end()) {
+            existing->displayName = displayName;
+            return;
+        }
+        apps.push_back(AppConfig{.bundleID = bundleID, .displayName = displayName});
+        // std::string compares as unsigned bytes, and UTF-8 byte order is code point order.
+        std::stable_sort(apps.begin(), apps.end(), [](const AppConfig& a, const AppConfig& b) {
+            return a.displayName < b.displayName;
+        });
+    });
+}
+
+std::shared_ptr<const RootConfig> ConfigStore::snapshot() const {
+    std::lock_guard guard(publishedLock_);
+    return published_;
+}
+
+void ConfigStore::publish(std::shared_ptr<const RootConfig> config) {
+    current_ = config;
+    {
+        std::lock_guard guard(publishedLock_);
+        // The old value is released outside the lock when this was its last holder.
+        published_.swap(config);
+    }
+    debouncer_.poke();
+}
+
+void ConfigStore::settle() {
+    save();
+    if (onConfigChanged_) onConfigChanged_(*current_);
+}
+
+void ConfigStore::save() {
+    std::filesystem::path path = configURL();
+    if (unsavedOriginal_ && !keepUnreadFile(path)) return;
+    std::string text;
+    try {
+        text = configText(*current_);
+    } catch (const std::domain_error&) {
+        // A frame JSON cannot hold: the file keeps its last good content, and the next change
+        // tries again with the whole configuration.
+        return;
+    }
+    // A failed write is retried with the next change; the file is never left half written.
+    support::writeFileAtomically(path, text);
+}
+
+// Copies a file that was not read whole aside before it is replaced. False while the file is
+// still there and no copy of it could be made: it must not be overwritten then.
+bool ConfigStore::keepUnreadFile(const std::filesystem::path& path) {
+    const ConfigLoad& load = *unsavedOriginal_;
+    if (auto copy = support::backupFile(path)) {
+        log_.error(path.filename().string() + " could not be read whole (" + describeIssues(load) +
+                   "); its original is kept as " + copy->string());
+        unsavedOriginal_.reset();
+        return true;
+    }
+    std::error_code error;
+    if (!std::filesystem::exists(path, error) && !error) {
+        unsavedOriginal_.reset();  // gone since launch: nothing left to protect
+        return true;
+    }
+    log_.error("Not saving " + path.string() + ": it could not be read whole (" +
+               describeIssues(load) + ") and no copy of it could be made");
+    return false;
+}
+
+}  // namespace tarn::agent

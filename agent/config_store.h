@@ -1,0 +1,88 @@
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "agent/config.h"
+#include "agent/config_json.h"
+#include "agent/logger.h"
+#include "agent/scheduler.h"
+
+namespace tarn::agent {
+
+// "wendle-config.json" in the Tarn directory the core uses for its own files (created when
+// missing).
+std::filesystem::path defaultConfigURL();
+
+enum class ConfigFileState {
+    missing,     // no file: the agent starts empty and writes one
+    read,        // read whole
+    partlyRead,  // read, but something in it could not be kept (see the issues)
+    unreadable,  // a file is there that could not be read or is not a configuration
+};
+
+struct ConfigLoad {
+    ConfigFileState state = ConfigFileState::missing;
+    std::vector<ConfigIssue> issues;
+};
+
+// Owns the agent's configuration. Every change is published at once (to the snapshot the
+// work queue reads) and, once changes have paused for 150 ms, saved to the file and handed
+// to onConfigChanged. Used on the main thread only, except snapshot().
+//
+// Nothing the user wrote is lost: a file that was there but could not be read whole is
+// copied to "wendle-config.json.bak-<UTC time>" before the first save replaces it, and while
+// no copy can be made the store does not write the file at all.
+class ConfigStore {
+  public:
+    static constexpr std::chrono::milliseconds kSaveDelay{150};
+
+    ConfigStore(Scheduler& scheduler, Logger log,
+                std::function<std::filesystem::path()> configURL = defaultConfigURL);
+    ConfigStore(const ConfigStore&) = delete;
+    ConfigStore& operator=(const ConfigStore&) = delete;
+
+    // Reads the file and publishes what it holds (an empty configuration when there is none
+    // or it cannot be read), so the file is rewritten in the current layout shortly after.
+    ConfigLoad loadAtLaunch();
+
+    const RootConfig& config() const { return *current_; }
+    void setConfig(RootConfig config);
+    void update(const std::function<void(RootConfig&)>& change);
+    // The configuration as last published, safe to hold and read on any thread.
+    std::shared_ptr<const RootConfig> snapshot() const;
+
+    // Called after each settled change with the configuration saved; at most one callback.
+    void setOnConfigChanged(std::function<void(const RootConfig&)> callback);
+
+    // Makes sure an application has an entry. An existing one (the first with this bundle
+    // identifier) only takes the new name and keeps its place; a new one is added and the
+    // list sorted by display name, in code point order, keeping equal names in order.
+    void upsertAppConfig(const std::string& bundleID, const std::string& displayName);
+
+    std::filesystem::path configURL() const { return configURL_(); }
+
+  private:
+    void publish(std::shared_ptr<const RootConfig> config);
+    void settle();
+    void save();
+    bool keepUnreadFile(const std::filesystem::path& path);
+
+    Logger log_;
+    std::function<std::filesystem::path()> configURL_;
+    std::shared_ptr<const RootConfig> current_;
+    // The one value shared with other threads: swapped whole under its lock, never changed.
+    mutable std::mutex publishedLock_;
+    std::shared_ptr<const RootConfig> published_;
+    std::function<void(const RootConfig&)> onConfigChanged_;
+    // Set by a load that could not read the file whole, until a copy of the file exists.
+    std::optional<ConfigLoad> unsavedOriginal_;
+    Debouncer debouncer_;
+};
+
+}  // namespace tarn::agent
