@@ -70,10 +70,9 @@ Pid WindowSystemX11::pidOf(Window window) {
         ErrorTrap trap(x_);
         if (XResQueryClientIds(x_.display(), 1, &query, &count, &values) == Success) {
             Pid found = -1;
+            // Only values of the pid kind give one; every other kind answers -1.
             for (long i = 0; i < count; ++i) {
-                if (values[i].spec.mask & XRES_CLIENT_ID_PID_MASK) {
-                    found = XResGetClientPid(&values[i]);
-                }
+                if (pid_t pid = XResGetClientPid(&values[i]); pid > 0) found = pid;
             }
             XResClientIdsDestroy(count, values);
             if (found > 0) return found;
