@@ -1,7 +1,4 @@
-// Threads meeting in the agent's core: the key tap's thread matching while the main thread
-// rebuilds the rule index, the work queue reading snapshots while the store publishes, and
-// several threads feeding the system log's writer.
-// Built and run under ThreadSanitizer by the tsan preset.
+// Threads meeting in the agent's core; built and run under ThreadSanitizer by the tsan preset.
 
 #include <gtest/gtest.h>
 
@@ -25,8 +22,7 @@ const KeyChord kPressed{124, {6}};
 const StateFilters kFiltersA{.fullWidthOnPrimary = false};
 const StateFilters kFiltersB{.alignLeftOnSecondary = false};
 
-// Two configurations whose rule and override belong together: a match that mixed the rules
-// of one with the overrides of the other would show as a rule without its override.
+// A match mixing one variant's rules with another's overrides shows as a mismatched override.
 RootConfig variant(int rule, const StateFilters& filters, int padding) {
     RootConfig config;
     for (int i = 0; i < padding; ++i) {

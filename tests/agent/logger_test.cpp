@@ -100,18 +100,6 @@ class Pty {
     int terminal = -1;
 };
 
-TEST(SystemLog, EchoesToStandardErrorWhenItIsATerminal) {
-    Pty pty;
-    {
-        RedirectedStderr redirect(pty.terminal);
-        SystemLog log;
-        Logger(log, LogCategory::windowActions).error("moved");
-    }
-    pty.closeTerminal();
-    // The terminal turns the line's "\n" into "\r\n".
-    EXPECT_EQ(drain(pty.master), "WindowActions: moved\r\n");
-}
-
 TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     constexpr int kMessages = 2000;
     const std::string text = "line " + std::string(200, 'x');
@@ -145,7 +133,7 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     EXPECT_EQ(written + dropped, kMessages);
 }
 
-TEST(SystemLog, FlushWaitsForTheWriter) {
+TEST(SystemLog, EchoesToATerminalAndFlushWaitsForTheWriter) {
     Pty pty;
     std::string shown;
     {
@@ -157,6 +145,7 @@ TEST(SystemLog, FlushWaitsForTheWriter) {
         ::fcntl(pty.master, F_SETFL, O_NONBLOCK);
         shown = drain(pty.master);
     }
+    // The terminal turns each line's "\n" into "\r\n".
     EXPECT_EQ(shown, "Permissions: one\r\nPermissions: two\r\n");
 }
 

@@ -58,132 +58,59 @@ RootConfig engineConfig() {
     return config;
 }
 
-struct MatchCase {
-    const char* name;
-    std::optional<std::string> bundleID;
-    KeyChord pressed;
-    std::optional<int> ruleNumber;  // absent: no match
-    std::optional<RuleOverride> override;
-    std::vector<std::string> log;
-};
-
-void PrintTo(const MatchCase& c, std::ostream* out) {
-    *out << c.name;
-}
-
-class RuleEngineMatch : public ::testing::TestWithParam<MatchCase> {};
-
-TEST_P(RuleEngineMatch, FindsTheRuleAndOverrideAndSaysSo) {
-    const MatchCase& c = GetParam();
+TEST(RuleEngine, FindsTheRuleAndOverrideAndSaysSo) {
+    struct Case {
+        const char* bundleID;  // null: no frontmost application
+        std::int64_t keyCode, modifiers;
+        int ruleNumber;  // 0: no match
+        std::optional<RuleOverride> override;
+        const char* log;  // null: nothing logged
+    };
+    const RuleOverride filtered{.enabled = true, .stateFilters = kNoFullWidth};
+    const Case cases[] = {
+        {nullptr, 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
+        {"org.unknown", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
+        {"", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
+        {"ORG.OFF", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},  // case-sensitive
+        {"org.plain", 0, 8, 3, {}, "Matched global rule: ⌘A"},
+        // The earlier rule wins even when disabled; the later one with the chord is not tried.
+        {"org.off", 124, 6, 0, {}, "Rule ⌃⌥→ disabled for org.off"},
+        {"org.on", 124, 6, 1, RuleOverride{.enabled = true},
+         "Matched global rule with app override for org.on: ⌃⌥→"},
+        {"org.on", 0, 8, 3, filtered, "Matched global rule with app override for org.on: ⌘A"},
+        {"org.off", 0, 8, 3, {}, "Matched global rule: ⌘A"},
+        // Two entries for one application: only the second one's overrides count.
+        {"org.dup", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
+        {"org.dup", 0, 8, 0, {}, "Rule ⌘A disabled for org.dup"},
+        {"org.ghost", 2, 0, 5, {}, "Matched global rule: D"},
+        // Modifiers compare on the whole raw value; rule 4's unknown bit is never pressed.
+        {"org.on", 124, 2, 0, {}, nullptr},
+        {"org.on", 124, 7, 0, {}, nullptr},
+        {nullptr, 1, 8, 0, {}, nullptr},
+        {nullptr, 125, 6, 0, {}, nullptr},
+    };
     MemoryLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
+    EXPECT_EQ(engine.match("org.on", {124, {6}}), std::nullopt);  // before the first rebuild
+    EXPECT_THAT(log.entries(), IsEmpty());
     RootConfig config = engineConfig();
     engine.rebuildIndex(config);
     log.takeMessages();
-
-    auto result = engine.match(c.bundleID, c.pressed);
-    if (c.ruleNumber) {
-        ASSERT_TRUE(result);
-        EXPECT_EQ(result->rule, config.globalRules[static_cast<std::size_t>(*c.ruleNumber - 1)]);
-        EXPECT_EQ(result->override, c.override);
-    } else {
-        EXPECT_EQ(result, std::nullopt);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(::testing::Message() << (c.bundleID ? c.bundleID : "(none)") << " "
+                                          << c.keyCode << "/" << c.modifiers);
+        auto bundle = c.bundleID ? std::optional<std::string>(c.bundleID) : std::nullopt;
+        auto result = engine.match(bundle, {c.keyCode, {c.modifiers}});
+        if (c.ruleNumber) {
+            ASSERT_TRUE(result);
+            EXPECT_EQ(result->rule, config.globalRules[static_cast<std::size_t>(c.ruleNumber - 1)]);
+            EXPECT_EQ(result->override, c.override);
+        } else {
+            EXPECT_EQ(result, std::nullopt);
+        }
+        EXPECT_EQ(log.takeMessages(),
+                  c.log ? std::vector<std::string>{c.log} : std::vector<std::string>{});
     }
-    EXPECT_EQ(log.takeMessages(), c.log);
-}
-
-const RuleOverride kEnabled{.enabled = true};
-
-INSTANTIATE_TEST_SUITE_P(
-    EdgeCases, RuleEngineMatch,
-    ::testing::Values(
-        MatchCase{"NoFrontmostApp",
-                  std::nullopt,
-                  {124, {6}},
-                  1,
-                  std::nullopt,
-                  {"Matched global rule: ⌃⌥→"}},
-        MatchCase{"AppWithoutEntry",
-                  "org.unknown",
-                  {124, {6}},
-                  1,
-                  std::nullopt,
-                  {"Matched global rule: ⌃⌥→"}},
-        MatchCase{
-            "EmptyBundleIdentifier", "", {124, {6}}, 1, std::nullopt, {"Matched global rule: ⌃⌥→"}},
-        MatchCase{"AppWithoutOverrides",
-                  "org.plain",
-                  {0, {8}},
-                  3,
-                  std::nullopt,
-                  {"Matched global rule: ⌘A"}},
-        // The earlier rule wins even when disabled; the later one with the chord is not tried.
-        MatchCase{"FirstRuleDisabledLetsTheKeyPass",
-                  "org.off",
-                  {124, {6}},
-                  std::nullopt,
-                  std::nullopt,
-                  {"Rule ⌃⌥→ disabled for org.off"}},
-        MatchCase{"EnabledOverrideWithoutFilters",
-                  "org.on",
-                  {124, {6}},
-                  1,
-                  kEnabled,
-                  {"Matched global rule with app override for org.on: ⌃⌥→"}},
-        MatchCase{"OverrideWithFilters",
-                  "org.on",
-                  {0, {8}},
-                  3,
-                  RuleOverride{.enabled = true, .stateFilters = kNoFullWidth},
-                  {"Matched global rule with app override for org.on: ⌘A"}},
-        MatchCase{"OverrideOfAnotherRuleDoesNotApply",
-                  "org.off",
-                  {0, {8}},
-                  3,
-                  std::nullopt,
-                  {"Matched global rule: ⌘A"}},
-        // Two entries for one application: only the second one's overrides count.
-        MatchCase{"SecondEntryReplacesTheFirst",
-                  "org.dup",
-                  {124, {6}},
-                  1,
-                  std::nullopt,
-                  {"Matched global rule: ⌃⌥→"}},
-        MatchCase{"SecondEntryDisables",
-                  "org.dup",
-                  {0, {8}},
-                  std::nullopt,
-                  std::nullopt,
-                  {"Rule ⌘A disabled for org.dup"}},
-        MatchCase{"OverrideForAMissingRuleIsNeverUsed",
-                  "org.ghost",
-                  {2, {0}},
-                  5,
-                  std::nullopt,
-                  {"Matched global rule: D"}},
-        // Modifiers compare on the whole raw value.
-        MatchCase{"FewerModifiers", "org.on", {124, {2}}, std::nullopt, std::nullopt, {}},
-        MatchCase{"MoreModifiers", "org.on", {124, {7}}, std::nullopt, std::nullopt, {}},
-        MatchCase{"RuleWithUnknownBitsNeverMatchesAPress",
-                  std::nullopt,
-                  {1, {8}},
-                  std::nullopt,
-                  std::nullopt,
-                  {}},
-        MatchCase{"OtherKeyCode", std::nullopt, {125, {6}}, std::nullopt, std::nullopt, {}},
-        MatchCase{"BundleIdentifiersAreCaseSensitive",
-                  "ORG.OFF",
-                  {124, {6}},
-                  1,
-                  std::nullopt,
-                  {"Matched global rule: ⌃⌥→"}}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(RuleEngine, MatchesNothingBeforeTheFirstRebuild) {
-    MemoryLog log;
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    EXPECT_EQ(engine.match("org.on", {124, {6}}), std::nullopt);
-    EXPECT_THAT(log.entries(), IsEmpty());
 }
 
 TEST(RuleEngine, EmptyConfigurationMatchesNothingAndLogsNothing) {
@@ -202,6 +129,8 @@ TEST(RuleEngine, RebuildLogsEveryRuleAndEveryApplication) {
     MemoryLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
     engine.rebuildIndex(engineConfig());
+    engine.match("org.off", {124, {6}});
+    for (const auto& entry : log.entries()) EXPECT_EQ(entry.category, LogCategory::ruleEngine);
     EXPECT_THAT(
         log.takeMessages(),
         ElementsAre(
@@ -211,15 +140,8 @@ TEST(RuleEngine, RebuildLogsEveryRuleAndEveryApplication) {
             "  - ⌘S (mod=24) → moveWindow(up)", "  - D (mod=0) → moveMouse(screen(1), Center)",
             "Loaded 1 rule overrides for org.off", "Loaded 2 rule overrides for org.on",
             "Loaded 1 rule overrides for org.dup", "Loaded 1 rule overrides for org.dup",
-            "Loaded 1 rule overrides for org.ghost", "Loaded 0 rule overrides for org.plain"));
-}
-
-TEST(RuleEngine, EveryLineIsInTheRuleEngineCategory) {
-    MemoryLog log;
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    engine.rebuildIndex(engineConfig());
-    engine.match("org.off", {124, {6}});
-    for (const auto& entry : log.entries()) EXPECT_EQ(entry.category, LogCategory::ruleEngine);
+            "Loaded 1 rule overrides for org.ghost", "Loaded 0 rule overrides for org.plain",
+            "Rule ⌃⌥→ disabled for org.off"));
 }
 
 TEST(RuleEngine, ARebuildReplacesRulesAndOverrides) {
