@@ -233,8 +233,7 @@ TEST(CycleTest, WindowOffEveryScreenIsPlacedOnThePrimary) {
     WindowState left = newState(kHome), right = newState(kHome);
     EXPECT_RECT(press(L, left, offScreen, 0, {}, desktop, diagnostics), (Rect{640, 300, 800, 500}));
     EXPECT_EQ(left.horizontalState, 2);
-    EXPECT_RECT(press(R, right, offScreen, 0, {}, desktop, diagnostics),
-                (Rect{0, 300, 1440, 500}));
+    EXPECT_RECT(press(R, right, offScreen, 0, {}, desktop, diagnostics), (Rect{0, 300, 1440, 500}));
     EXPECT_EQ(right.horizontalState, 1);
 }
 
@@ -360,10 +359,9 @@ using enum StepType;
 
 // Every step of both screens: the filter cases drop from it.
 const std::vector<Step> kAllSteps{
-    step(alignRight, 0, 0), step(original, 0, 1),   step(fullWidth, 0, 2),
-    step(alignLeft, 0, 3),  step(saved, 0, 5, 1),   step(alignRight, 1, 10),
-    step(original, 1, 11),  step(fullWidth, 1, 12), step(alignLeft, 1, 13),
-    step(saved, 1, 14, 0)};
+    step(alignRight, 0, 0), step(original, 0, 1),    step(fullWidth, 0, 2), step(alignLeft, 0, 3),
+    step(saved, 0, 5, 1),   step(alignRight, 1, 10), step(original, 1, 11), step(fullWidth, 1, 12),
+    step(alignLeft, 1, 13), step(saved, 1, 14, 0)};
 
 std::vector<Step> allBut(std::initializer_list<std::size_t> dropped) {
     std::vector<Step> steps;
