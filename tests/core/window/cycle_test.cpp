@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <sstream>
 #include <string>
@@ -27,33 +28,27 @@ using Frame = WindowState::WindowFrame;
 using Saved = WindowState::SavedLocation;
 using Step = WindowState::WindowStep;
 
-// Display sets the cycles run on. Every layout has the same primary screen, a laptop-sized
-// (0, 0, 1440, 900) whose usable area is (0, 25, 1440, 875), so the primary-screen frames of
-// the tables can be checked against each other.
+// Every layout shares the primary (0, 0, 1440, 900), usable (0, 25, 1440, 875).
 const Rect kPrimary{0, 0, 1440, 900};
 const std::vector<Rect> kOneScreen{kPrimary};
-// A twin to the right: usable (1440, 25, 1440, 875).
-const std::vector<Rect> kSideBySide{kPrimary, {1440, 0, 1440, 900}};
-// Twice as large, left of the primary at negative x: usable (-2880, 25, 2880, 1750).
+const std::vector<Rect> kSideBySide{kPrimary, {1440, 0, 1440, 900}};  // usable y 25, h 875
+// Twice as large at negative x: usable (-2880, 25, 2880, 1750).
 const std::vector<Rect> kLeftOfPrimary{kPrimary, {-2880, 0, 2880, 1775}};
-// Above the primary at negative y, 1.5 times as wide and twice as high: usable
-// (-360, -1750, 2160, 1750).
+// Above at negative y, 1.5 times as wide, twice as high: usable (-360, -1750, 2160, 1750).
 const std::vector<Rect> kStacked{kPrimary, {-360, -1775, 2160, 1775}};
-// Half the primary's usable size, right of it and 100 lower: usable (1440, 125, 720, 437.5).
+// Half size, right of the primary and 100 lower: usable (1440, 125, 720, 437.5).
 const std::vector<Rect> kSmallerRight{kPrimary, {1440, 100, 720, 462.5}};
-// The twice-as-large screen right of the primary, and a half-size one left of it.
 const std::vector<Rect> kThreeScreens{kPrimary, {1440, 0, 2880, 1775}, {-720, 0, 720, 462.5}};
 const std::vector<Rect> kNoScreens{};
 
-// The home frame of every cycle: 800 x 500 on the primary screen. From it the primary
-// screen's steps are alignRight (640, y, 800, h), original (320, 212.5, 800, 500) (centred:
-// 25 + (875 - 500) / 2), fullWidth (0, y, 1440, h) and alignLeft (0, y, 800, h).
+// Home 800 x 500: primary steps are alignRight (640, y, 800, h), original (320, 212.5, 800,
+// 500), fullWidth (0, y, 1440, h), alignLeft (0, y, 800, h).
 const Frame kHome{100, 125, 800, 500, 0};
 
 enum class Direction { left, right };
 
 struct Press {
-    Rect frame;
+    double x, y, width, height;
     std::int64_t screen;  // where the frame's origin lies
     std::int64_t horizontalState;
 };
@@ -76,6 +71,12 @@ WindowState newState(const Frame& home, std::vector<Saved> saved = {}) {
     return state;
 }
 
+FakeDesktop desktopWith(const std::vector<Rect>& screens) {
+    FakeDesktop desktop;
+    desktop.screens = screens;
+    return desktop;
+}
+
 Rect press(Direction direction, WindowState& state, const Rect& frame, std::int64_t screen,
            const StateFilters& filters, FakeDesktop& desktop, std::ostream& diagnostics) {
     if (direction == Direction::left) {
@@ -89,324 +90,167 @@ class CycleTest : public ::testing::TestWithParam<CycleCase> {};
 
 TEST_P(CycleTest, EveryPressLandsOnTheNextPlacement) {
     const CycleCase& c = GetParam();
-    FakeDesktop desktop;
-    desktop.screens = c.screens;
+    FakeDesktop desktop = desktopWith(c.screens);
     WindowState state = newState(kHome, c.saved);
     Rect frame = kHome.rect();
     std::int64_t screen = 0;
     std::ostringstream diagnostics;
     for (std::size_t i = 0; i < c.presses.size(); ++i) {
         SCOPED_TRACE("press " + std::to_string(i + 1));
-        const Press& expected = c.presses[i];
+        const Press& p = c.presses[i];
         frame = press(c.direction, state, frame, screen, c.filters, desktop, diagnostics);
-        ASSERT_RECT(frame, expected.frame);
-        EXPECT_EQ(state.horizontalState, expected.horizontalState);
+        ASSERT_RECT(frame, (Rect{p.x, p.y, p.width, p.height}));
+        EXPECT_EQ(state.horizontalState, p.horizontalState);
         EXPECT_EQ(state.verticalState, 0);
         EXPECT_EQ(state.initialFrame, kHome);
         screen = screenIndexForPoint(desktop, frame.origin());
-        ASSERT_EQ(screen, expected.screen);
+        ASSERT_EQ(screen, p.screen);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, CycleTest,
-    ::testing::Values(
-        // The home frame is nearest to alignLeft (100 points off), so every cycle starts there.
-        CycleCase{"OneScreenLeft",
-                  kOneScreen,
-                  {},
-                  Direction::left,
-                  {{{640, 125, 800, 500}, 0, 2},  // wraps to alignRight, keeps y and height
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{640, 212.5, 800, 500}, 0, 2}}},
-        CycleCase{"OneScreenRight",
-                  kOneScreen,
-                  {},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{0, 212.5, 1440, 500}, 0, 1}}},
-        // A saved location on screen 1 is a step of screen 1 only, after its alignLeft.
-        CycleCase{"SideBySideLeft",
-                  kSideBySide,
-                  {{{1600, 100, 900, 600, 1}, true}},
-                  Direction::left,
-                  {{{2080, 125, 800, 500}, 1, 2},  // 2880 - 800; same share of the same height
-                   {{1760, 212.5, 800, 500}, 1, 0},
-                   {{1440, 212.5, 1440, 500}, 1, 1},
-                   {{1440, 212.5, 800, 500}, 1, 3},
-                   {{1600, 100, 900, 600}, 1, 4},  // the saved frame exactly
-                   {{640, 100, 800, 600}, 0, 2},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{2080, 212.5, 800, 500}, 1, 2}}},
-        CycleCase{"SideBySideRight",
-                  kSideBySide,
-                  {{{1600, 100, 900, 600, 1}, true}},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{1600, 100, 900, 600}, 1, 4},  // wraps to the last step of the last screen
-                   {{1440, 100, 800, 600}, 1, 3},
-                   {{1440, 100, 1440, 600}, 1, 1},
-                   {{1760, 212.5, 800, 500}, 1, 0},
-                   {{2080, 212.5, 800, 500}, 1, 2},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{0, 212.5, 1440, 500}, 0, 1}}},
-        // Widths scale by 2880 / 1440 = 2, heights by 1750 / 875 = 2:
-        // y on screen 1 = 25 + (y0 - 25) * 2. original: 1600 x 1000 centred at
-        // (-2880 + 640, 25 + 375).
-        CycleCase{"LeftOfPrimaryLeft",
-                  kLeftOfPrimary,
-                  {},
-                  Direction::left,
-                  {{{-1600, 225, 1600, 1000}, 1, 2},
-                   {{-2240, 400, 1600, 1000}, 1, 0},
-                   {{-2880, 400, 2880, 1000}, 1, 1},
-                   {{-2880, 400, 1600, 1000}, 1, 3},
-                   {{640, 212.5, 800, 500}, 0, 2},  // 25 + 375 / 1750 * 875, 1000 / 2
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{-1600, 400, 1600, 1000}, 1, 2}}},
-        CycleCase{"LeftOfPrimaryRight",
-                  kLeftOfPrimary,
-                  {},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{-2880, 400, 1600, 1000}, 1, 3},
-                   {{-2880, 400, 2880, 1000}, 1, 1},
-                   {{-2240, 400, 1600, 1000}, 1, 0},
-                   {{-1600, 400, 1600, 1000}, 1, 2},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{0, 212.5, 1440, 500}, 0, 1}}},
-        // Widths scale by 1.5 (1200), heights by 2: y on screen 1 = -1750 + (y0 - 25) * 2;
-        // right edge 1800; original centred at (-360 + 480, -1750 + 375).
-        CycleCase{"StackedLeft",
-                  kStacked,
-                  {},
-                  Direction::left,
-                  {{{600, -1550, 1200, 1000}, 1, 2},
-                   {{120, -1375, 1200, 1000}, 1, 0},
-                   {{-360, -1375, 2160, 1000}, 1, 1},
-                   {{-360, -1375, 1200, 1000}, 1, 3},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{600, -1375, 1200, 1000}, 1, 2}}},
-        CycleCase{"StackedRight",
-                  kStacked,
-                  {},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{-360, -1375, 1200, 1000}, 1, 3},
-                   {{-360, -1375, 2160, 1000}, 1, 1},
-                   {{120, -1375, 1200, 1000}, 1, 0},
-                   {{600, -1375, 1200, 1000}, 1, 2},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{0, 212.5, 1440, 500}, 0, 1}}},
-        // Everything halves: width 400, y on screen 1 = 125 + (y0 - 25) / 2; original
-        // 400 x 250 at (1440 + 160, 125 + 93.75).
-        CycleCase{"SmallerRightLeft",
-                  kSmallerRight,
-                  {},
-                  Direction::left,
-                  {{{1760, 175, 400, 250}, 1, 2},
-                   {{1600, 218.75, 400, 250}, 1, 0},
-                   {{1440, 218.75, 720, 250}, 1, 1},
-                   {{1440, 218.75, 400, 250}, 1, 3},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{1760, 218.75, 400, 250}, 1, 2}}},
-        CycleCase{"SmallerRightRight",
-                  kSmallerRight,
-                  {},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{1440, 218.75, 400, 250}, 1, 3},
-                   {{1440, 218.75, 720, 250}, 1, 1},
-                   {{1600, 218.75, 400, 250}, 1, 0},
-                   {{1760, 218.75, 400, 250}, 1, 2},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{0, 212.5, 1440, 500}, 0, 1}}},
-        // Saved location 0 on screen 0, 1 on screen 2, 2 on a screen that is not connected
-        // (no step). Screen 1 scales by 2 (right edge 4320), screen 2 by 0.5 (right edge 0);
-        // from screen 1 to screen 2 heights scale by 437.5 / 1750 = 0.25.
-        CycleCase{"ThreeScreensLeft",
-                  kThreeScreens,
-                  {{{200, 300, 600, 400, 0}, true},
-                   {{-700, 100, 500, 300, 2}, false},
-                   {{5000, 0, 100, 100, 5}, true}},
-                  Direction::left,
-                  {{{200, 300, 600, 400}, 0, 4},
-                   {{2720, 575, 1600, 800}, 1, 2},  // 25 + 275 * 2, 400 * 2
-                   {{2080, 400, 1600, 1000}, 1, 0},
-                   {{1440, 400, 2880, 1000}, 1, 1},
-                   {{1440, 400, 1600, 1000}, 1, 3},
-                   {{-400, 118.75, 400, 250}, 2, 2},  // 25 + 375 / 4, 1000 / 4
-                   {{-560, 118.75, 400, 250}, 2, 0},
-                   {{-720, 118.75, 720, 250}, 2, 1},
-                   {{-720, 118.75, 400, 250}, 2, 3},
-                   {{-700, 100, 500, 300}, 2, 5},
-                   {{640, 175, 800, 600}, 0, 2},  // 25 + 75 * 2, 300 * 2
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1},
-                   {{0, 212.5, 800, 500}, 0, 3},
-                   {{200, 300, 600, 400}, 0, 4}}},
-        CycleCase{"ThreeScreensRight",
-                  kThreeScreens,
-                  {{{200, 300, 600, 400, 0}, true},
-                   {{-700, 100, 500, 300, 2}, false},
-                   {{5000, 0, 100, 100, 5}, true}},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{-700, 100, 500, 300}, 2, 5},
-                   {{-720, 100, 400, 300}, 2, 3},
-                   {{-720, 100, 720, 300}, 2, 1},
-                   {{-560, 118.75, 400, 250}, 2, 0},
-                   {{-400, 118.75, 400, 250}, 2, 2},
-                   {{1440, 400, 1600, 1000}, 1, 3},  // 25 + 93.75 * 4, 250 * 4
-                   {{1440, 400, 2880, 1000}, 1, 1},
-                   {{2080, 400, 1600, 1000}, 1, 0},
-                   {{2720, 400, 1600, 1000}, 1, 2},
-                   {{200, 300, 600, 400}, 0, 4},
-                   {{0, 300, 800, 400}, 0, 3},
-                   {{0, 300, 1440, 400}, 0, 1}}},
-        // With every filter off only the original step is left: both directions stay on it.
-        CycleCase{"NoFiltersLeft",
-                  kOneScreen,
-                  {},
-                  Direction::left,
-                  {{{320, 212.5, 800, 500}, 0, 0}, {{320, 212.5, 800, 500}, 0, 0}},
-                  StateFilters{false, false, false, false, false, false}},
-        CycleCase{"NoFiltersRight",
-                  kOneScreen,
-                  {},
-                  Direction::right,
-                  {{{320, 212.5, 800, 500}, 0, 0}, {{320, 212.5, 800, 500}, 0, 0}},
-                  StateFilters{false, false, false, false, false, false}},
-        // alignRight off on the primary only: screen 0 has original, fullWidth, alignLeft;
-        // screen 1 keeps its alignRight.
-        CycleCase{"AlignRightOffOnPrimaryLeft",
-                  kSideBySide,
-                  {},
-                  Direction::left,
-                  {{{2080, 125, 800, 500}, 1, 2},
-                   {{1760, 212.5, 800, 500}, 1, 0},
-                   {{1440, 212.5, 1440, 500}, 1, 1},
-                   {{1440, 212.5, 800, 500}, 1, 3},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{0, 212.5, 1440, 500}, 0, 1}},
-                  StateFilters{true, true, false, true, true, true}},
-        // fullWidth off on secondaries only: screen 1 goes original -> alignRight directly.
-        CycleCase{"FullWidthOffOnSecondaryRight",
-                  kSideBySide,
-                  {},
-                  Direction::right,
-                  {{{0, 125, 1440, 500}, 0, 1},
-                   {{320, 212.5, 800, 500}, 0, 0},
-                   {{640, 212.5, 800, 500}, 0, 2},
-                   {{1440, 212.5, 800, 500}, 1, 3},
-                   {{1760, 212.5, 800, 500}, 1, 0},
-                   {{2080, 212.5, 800, 500}, 1, 2},
-                   {{0, 212.5, 800, 500}, 0, 3}},
-                  StateFilters{true, false, true, true, true, true}}),
+const std::vector<Saved> kSavedOnSecond{{{1600, 100, 900, 600, 1}, true}};
+// Saved 0 on screen 0, 1 on screen 2, 2 on a screen not connected (no step).
+const std::vector<Saved> kSavedThree{{{200, 300, 600, 400, 0}, true},
+                                     {{-700, 100, 500, 300, 2}, false},
+                                     {{5000, 0, 100, 100, 5}, true}};
+const auto L = Direction::left;
+const auto R = Direction::right;
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Layouts, CycleTest, ::testing::Values(
+    // The home frame is nearest to alignLeft, so every cycle starts there.
+    CycleCase{"OneScreenLeft", kOneScreen, {}, L,  // wraps to alignRight, keeps y and height
+        {{640, 125, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {640, 212.5, 800, 500, 0, 2}}},
+    CycleCase{"OneScreenRight", kOneScreen, {}, R,
+        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
+         {0, 212.5, 800, 500, 0, 3}, {0, 212.5, 1440, 500, 0, 1}}},
+    // A saved location on screen 1 is a step of screen 1 only, after its alignLeft.
+    CycleCase{"SideBySideLeft", kSideBySide, kSavedOnSecond, L,
+        {{2080, 125, 800, 500, 1, 2}, {1760, 212.5, 800, 500, 1, 0},
+         {1440, 212.5, 1440, 500, 1, 1}, {1440, 212.5, 800, 500, 1, 3},
+         {1600, 100, 900, 600, 1, 4},  // the saved frame exactly
+         {640, 100, 800, 600, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {2080, 212.5, 800, 500, 1, 2}}},
+    CycleCase{"SideBySideRight", kSideBySide, kSavedOnSecond, R,
+        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
+         {1600, 100, 900, 600, 1, 4},  // wraps to the last step of the last screen
+         {1440, 100, 800, 600, 1, 3}, {1440, 100, 1440, 600, 1, 1},
+         {1760, 212.5, 800, 500, 1, 0}, {2080, 212.5, 800, 500, 1, 2},
+         {0, 212.5, 800, 500, 0, 3}, {0, 212.5, 1440, 500, 0, 1}}},
+    // Scale 2 both ways: y on screen 1 = 25 + (y0 - 25) * 2; back: 25 + 375 / 2.
+    CycleCase{"LeftOfPrimaryLeft", kLeftOfPrimary, {}, L,
+        {{-1600, 225, 1600, 1000, 1, 2}, {-2240, 400, 1600, 1000, 1, 0},
+         {-2880, 400, 2880, 1000, 1, 1}, {-2880, 400, 1600, 1000, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0},
+         {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {-1600, 400, 1600, 1000, 1, 2}}},
+    CycleCase{"LeftOfPrimaryRight", kLeftOfPrimary, {}, R,
+        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
+         {-2880, 400, 1600, 1000, 1, 3}, {-2880, 400, 2880, 1000, 1, 1},
+         {-2240, 400, 1600, 1000, 1, 0}, {-1600, 400, 1600, 1000, 1, 2},
+         {0, 212.5, 800, 500, 0, 3}, {0, 212.5, 1440, 500, 0, 1}}},
+    // Widths 1.5 (1200), heights 2: y = -1750 + (y0 - 25) * 2; right edge 1800.
+    CycleCase{"StackedLeft", kStacked, {}, L,
+        {{600, -1550, 1200, 1000, 1, 2}, {120, -1375, 1200, 1000, 1, 0},
+         {-360, -1375, 2160, 1000, 1, 1}, {-360, -1375, 1200, 1000, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0},
+         {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {600, -1375, 1200, 1000, 1, 2}}},
+    // Everything halves: y = 125 + (y0 - 25) / 2; original 400 x 250 at (1600, 218.75).
+    CycleCase{"SmallerRightLeft", kSmallerRight, {}, L,
+        {{1760, 175, 400, 250, 1, 2}, {1600, 218.75, 400, 250, 1, 0},
+         {1440, 218.75, 720, 250, 1, 1}, {1440, 218.75, 400, 250, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0},
+         {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {1760, 218.75, 400, 250, 1, 2}}},
+    // Screen 1 scales by 2, screen 2 by 0.5; from screen 1 to screen 2 heights by 0.25.
+    CycleCase{"ThreeScreensLeft", kThreeScreens, kSavedThree, L,
+        {{200, 300, 600, 400, 0, 4},
+         {2720, 575, 1600, 800, 1, 2},  // 25 + 275 * 2, 400 * 2
+         {2080, 400, 1600, 1000, 1, 0}, {1440, 400, 2880, 1000, 1, 1},
+         {1440, 400, 1600, 1000, 1, 3},
+         {-400, 118.75, 400, 250, 2, 2},  // 25 + 375 / 4, 1000 / 4
+         {-560, 118.75, 400, 250, 2, 0}, {-720, 118.75, 720, 250, 2, 1},
+         {-720, 118.75, 400, 250, 2, 3}, {-700, 100, 500, 300, 2, 5},
+         {640, 175, 800, 600, 0, 2},  // 25 + 75 * 2, 300 * 2
+         {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {200, 300, 600, 400, 0, 4}}},
+    CycleCase{"ThreeScreensRight", kThreeScreens, kSavedThree, R,
+        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
+         {-700, 100, 500, 300, 2, 5}, {-720, 100, 400, 300, 2, 3}, {-720, 100, 720, 300, 2, 1},
+         {-560, 118.75, 400, 250, 2, 0}, {-400, 118.75, 400, 250, 2, 2},
+         {1440, 400, 1600, 1000, 1, 3},  // 25 + 93.75 * 4, 250 * 4
+         {1440, 400, 2880, 1000, 1, 1}, {2080, 400, 1600, 1000, 1, 0},
+         {2720, 400, 1600, 1000, 1, 2}, {200, 300, 600, 400, 0, 4}, {0, 300, 800, 400, 0, 3},
+         {0, 300, 1440, 400, 0, 1}}},
+    // Every filter off leaves only the original step: both directions stay on it.
+    CycleCase{"NoFiltersLeft", kOneScreen, {}, L,
+        {{320, 212.5, 800, 500, 0, 0}, {320, 212.5, 800, 500, 0, 0}},
+        StateFilters{false, false, false, false, false, false}},
+    CycleCase{"NoFiltersRight", kOneScreen, {}, R,
+        {{320, 212.5, 800, 500, 0, 0}, {320, 212.5, 800, 500, 0, 0}},
+        StateFilters{false, false, false, false, false, false}},
+    // alignRight off on the primary only; screen 1 keeps its alignRight.
+    CycleCase{"AlignRightOffOnPrimaryLeft", kSideBySide, {}, L,
+        {{2080, 125, 800, 500, 1, 2}, {1760, 212.5, 800, 500, 1, 0},
+         {1440, 212.5, 1440, 500, 1, 1}, {1440, 212.5, 800, 500, 1, 3},
+         {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1}},
+        StateFilters{true, true, false, true, true, true}},
+    // fullWidth off on secondaries only: screen 1 goes original -> alignRight directly.
+    CycleCase{"FullWidthOffOnSecondaryRight", kSideBySide, {}, R,
+        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
+         {1440, 212.5, 800, 500, 1, 3}, {1760, 212.5, 800, 500, 1, 0},
+         {2080, 212.5, 800, 500, 1, 2}, {0, 212.5, 800, 500, 0, 3}},
+        StateFilters{true, false, true, true, true, true}}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST(CycleTest, WithoutScreensLeftAndRightLeaveTheWindowWhereItIs) {
-    FakeDesktop desktop;
-    desktop.screens = kNoScreens;
-    for (Direction direction : {Direction::left, Direction::right}) {
+    FakeDesktop desktop = desktopWith(kNoScreens);
+    for (Direction direction : {L, R}) {
         WindowState state = newState(kHome);
         state.horizontalState = 3;
         std::ostringstream diagnostics;
-        Rect frame = press(direction, state, kHome.rect(), 0, {}, desktop, diagnostics);
-        EXPECT_RECT(frame, kHome.rect());
+        EXPECT_RECT(press(direction, state, kHome.rect(), 0, {}, desktop, diagnostics),
+                    kHome.rect());
         EXPECT_EQ(state.horizontalState, 3);
         EXPECT_TRUE(state.steps.empty());
-        const char* action = direction == Direction::left ? "Left" : "Right";
         EXPECT_EQ(diagnostics.str(),
-                  std::string("DEBUG: ") + action +
+                  std::string("DEBUG: ") + (direction == L ? "Left" : "Right") +
                       " action, current hState=3, isPrimary=true\n"
                       "DEBUG: Built step list with 0 steps:\n"
                       "DEBUG: Could not find current step, staying at current position\n");
     }
 }
 
-// A window whose top-left corner is off every screen counts as on the primary one and is
-// brought back by the next placement.
+// A window off every screen counts as on the primary; nearest step alignLeft (0, 300).
 TEST(CycleTest, WindowOffEveryScreenIsPlacedOnThePrimary) {
-    FakeDesktop desktop;
-    desktop.screens = kOneScreen;
+    FakeDesktop desktop = desktopWith(kOneScreen);
     const Rect offScreen{-500, 300, 800, 500};
     ASSERT_EQ(screenIndexForPoint(desktop, offScreen.origin()), 0);
-    // Nearest: alignLeft (0, 300, 800, 500), 500 points off.
-    WindowState left = newState(kHome);
     std::ostringstream diagnostics;
-    EXPECT_RECT(handleLeftDirection(left, offScreen, 0, true, {}, desktop, diagnostics),
-                (Rect{640, 300, 800, 500}));
+    WindowState left = newState(kHome), right = newState(kHome);
+    EXPECT_RECT(press(L, left, offScreen, 0, {}, desktop, diagnostics), (Rect{640, 300, 800, 500}));
     EXPECT_EQ(left.horizontalState, 2);
-    WindowState right = newState(kHome);
-    EXPECT_RECT(handleRightDirection(right, offScreen, 0, true, {}, desktop, diagnostics),
-                (Rect{0, 300, 1440, 500}));
+    EXPECT_RECT(press(R, right, offScreen, 0, {}, desktop, diagnostics), (Rect{0, 300, 1440, 500}));
     EXPECT_EQ(right.horizontalState, 1);
 }
 
-// Home width equal to the usable width: alignRight, fullWidth and alignLeft share one frame,
-// and the first of them, alignRight, is where the window is.
+// Home as wide as the screen: alignRight, fullWidth and alignLeft share a frame; the earliest,
+// alignRight, is current, so right wraps to alignLeft and stays there.
 TEST(CycleTest, OfIdenticalStepsTheEarliestIsCurrent) {
-    FakeDesktop desktop;
-    desktop.screens = kOneScreen;
+    FakeDesktop desktop = desktopWith(kOneScreen);
     const Frame home{0, 125, 1440, 500, 0};
     std::ostringstream diagnostics;
-
     WindowState state = newState(home);
-    state.buildStepList(desktop, {}, diagnostics);
-    EXPECT_EQ(state.findCurrentStepIndex(desktop, home.rect(), 0), 0u);
-
-    EXPECT_RECT(handleLeftDirection(state, home.rect(), 0, true, {}, desktop, diagnostics),
+    EXPECT_RECT(press(L, state, home.rect(), 0, {}, desktop, diagnostics),
                 (Rect{0, 212.5, 1440, 500}));
     EXPECT_EQ(state.horizontalState, 0);
-
-    // Right from alignRight wraps to alignLeft, whose frame is alignRight's again: the next
-    // press starts from alignRight once more.
     for (int i = 0; i < 2; ++i) {
-        EXPECT_RECT(handleRightDirection(state, home.rect(), 0, true, {}, desktop, diagnostics),
-                    home.rect());
+        EXPECT_RECT(press(R, state, home.rect(), 0, {}, desktop, diagnostics), home.rect());
         EXPECT_EQ(state.horizontalState, 3);
     }
-}
-
-// Half way between alignRight (640) and alignLeft (0), both 320 points off; the original
-// step is 387.5 + 300 off. The earlier step, alignRight, wins, so "left" goes to original
-// (from alignLeft it would have wrapped to alignRight).
-TEST(CycleTest, EqualDistancesKeepTheEarlierStep) {
-    FakeDesktop desktop;
-    desktop.screens = kOneScreen;
-    WindowState state = newState(kHome);
-    std::ostringstream diagnostics;
-    const Rect between{320, 600, 800, 200};
-    state.buildStepList(desktop, {}, diagnostics);
-    EXPECT_EQ(state.findCurrentStepIndex(desktop, between, 0), 0u);
-    EXPECT_RECT(handleLeftDirection(state, between, 0, true, {}, desktop, diagnostics),
-                (Rect{320, 212.5, 800, 500}));
 }
 
 struct CurrentStepCase {
@@ -443,7 +287,9 @@ INSTANTIATE_TEST_SUITE_P(
                       CurrentStepCase{"PenaltyOfExactlyAThousand", {0, 125, 800, 500}, 1, 3},
                       // Far below everything: own-screen alignRight is 9360 off, screen 1's
                       // alignRight (2080, 10000) 7920 + 1000; the nearest is taken however far.
-                      CurrentStepCase{"FarAwayStillFindsOne", {10000, 10000, 800, 500}, 0, 4}),
+                      CurrentStepCase{"FarAwayStillFindsOne", {10000, 10000, 800, 500}, 0, 4},
+                      // alignRight and alignLeft both 320 off: the earlier wins.
+                      CurrentStepCase{"EqualDistancesKeepTheEarlier", {320, 600, 800, 200}, 0, 0}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(CurrentStepTest, NoStepsNoCurrentStep) {
@@ -510,59 +356,41 @@ TEST_P(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
 }
 
 using enum StepType;
-const std::vector<Step> kPrimarySteps{step(alignRight, 0, 0), step(original, 0, 1),
-                                      step(fullWidth, 0, 2), step(alignLeft, 0, 3),
-                                      step(saved, 0, 5, 1)};
 
-INSTANTIATE_TEST_SUITE_P(
-    Filters, StepListTest,
-    ::testing::Values(
-        StepListCase{"AllOn",
-                     kSideBySide,
-                     {},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                      step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(alignRight, 1, 10),
-                      step(original, 1, 11), step(fullWidth, 1, 12), step(alignLeft, 1, 13),
-                      step(saved, 1, 14, 0)}},
-        StepListCase{"FullWidthOffOnPrimary",
-                     kSideBySide,
-                     {false, true, true, true, true, true},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(alignLeft, 0, 3),
-                      step(saved, 0, 5, 1), step(alignRight, 1, 10), step(original, 1, 11),
-                      step(fullWidth, 1, 12), step(alignLeft, 1, 13), step(saved, 1, 14, 0)}},
-        StepListCase{"FullWidthOffOnSecondary",
-                     kThreeScreens,
-                     {true, false, true, true, true, true},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                      step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(alignRight, 1, 10),
-                      step(original, 1, 11), step(alignLeft, 1, 13), step(saved, 1, 14, 0),
-                      step(alignRight, 2, 20), step(original, 2, 21), step(alignLeft, 2, 23)}},
-        StepListCase{"AlignRightOffOnSecondary",
-                     kSideBySide,
-                     {true, true, true, false, true, true},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                      step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(original, 1, 11),
-                      step(fullWidth, 1, 12), step(alignLeft, 1, 13), step(saved, 1, 14, 0)}},
-        StepListCase{"AlignLeftOffOnPrimary",
-                     kSideBySide,
-                     {true, true, true, true, false, true},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                      step(saved, 0, 5, 1), step(alignRight, 1, 10), step(original, 1, 11),
-                      step(fullWidth, 1, 12), step(alignLeft, 1, 13), step(saved, 1, 14, 0)}},
-        StepListCase{"AlignLeftOffOnSecondary",
-                     kSideBySide,
-                     {true, true, true, true, true, false},
-                     {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                      step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(alignRight, 1, 10),
-                      step(original, 1, 11), step(fullWidth, 1, 12), step(saved, 1, 14, 0)}},
-        StepListCase{"AllOff",
-                     kSideBySide,
-                     {false, false, false, false, false, false},
-                     {step(original, 0, 1), step(saved, 0, 5, 1), step(original, 1, 11),
-                      step(saved, 1, 14, 0)}},
-        StepListCase{"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, kPrimarySteps},
-        StepListCase{"NoScreens", kNoScreens, {}, {}}),
+// Every step of both screens: the filter cases drop from it.
+const std::vector<Step> kAllSteps{
+    step(alignRight, 0, 0), step(original, 0, 1),    step(fullWidth, 0, 2), step(alignLeft, 0, 3),
+    step(saved, 0, 5, 1),   step(alignRight, 1, 10), step(original, 1, 11), step(fullWidth, 1, 12),
+    step(alignLeft, 1, 13), step(saved, 1, 14, 0)};
+
+std::vector<Step> allBut(std::initializer_list<std::size_t> dropped) {
+    std::vector<Step> steps;
+    for (std::size_t i = 0; i < kAllSteps.size(); ++i) {
+        if (std::find(dropped.begin(), dropped.end(), i) == dropped.end()) {
+            steps.push_back(kAllSteps[i]);
+        }
+    }
+    return steps;
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Filters, StepListTest, ::testing::Values(
+    StepListCase{"AllOn", kSideBySide, {}, kAllSteps},
+    StepListCase{"FullWidthOffOnPrimary", kSideBySide, {false, true, true, true, true, true}, allBut({2})},
+    StepListCase{"AlignRightOffOnSecondary", kSideBySide, {true, true, true, false, true, true}, allBut({5})},
+    StepListCase{"AlignLeftOffOnPrimary", kSideBySide, {true, true, true, true, false, true}, allBut({3})},
+    StepListCase{"AlignLeftOffOnSecondary", kSideBySide, {true, true, true, true, true, false}, allBut({8})},
+    StepListCase{"AllOff", kSideBySide, {false, false, false, false, false, false}, allBut({0, 2, 3, 5, 7, 8})},
+    // Every secondary screen loses its fullWidth; screen 2 has no saved location.
+    StepListCase{"FullWidthOffOnSecondary", kThreeScreens, {true, false, true, true, true, true},
+                 {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
+                  step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(alignRight, 1, 10),
+                  step(original, 1, 11), step(alignLeft, 1, 13), step(saved, 1, 14, 0),
+                  step(alignRight, 2, 20), step(original, 2, 21), step(alignLeft, 2, 23)}},
+    StepListCase{"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, allBut({5, 6, 7, 8, 9})},
+    StepListCase{"NoScreens", kNoScreens, {}, {}}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST(StepListTest, PrintsEveryStep) {
     FakeDesktop desktop;
@@ -608,88 +436,36 @@ TEST_P(StepFrameTest, FrameOfEachPlacement) {
                 GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Placements, StepFrameTest,
-    ::testing::Values(
-        // Own screen: home size, centred (25 + (1000 - 500) / 2); aligned steps keep y/height.
-        StepFrameCase{"OriginalOnHomeScreen",
-                      step(original, 0, 1),
-                      kWindowHome,
-                      kDoubling,
-                      {300, 275, 400, 500}},
-        StepFrameCase{"FullWidthOwnScreen",
-                      step(fullWidth, 0, 2),
-                      kWindowHome,
-                      kDoubling,
-                      {0, 275, 1000, 500}},
-        StepFrameCase{"AlignRightOwnScreen",
-                      step(alignRight, 0, 0),
-                      kWindowHome,
-                      kDoubling,
-                      {600, 275, 400, 500}},
-        StepFrameCase{"AlignLeftOwnScreen",
-                      step(alignLeft, 0, 3),
-                      kWindowHome,
-                      kDoubling,
-                      {0, 275, 400, 500}},
-        // Twice as large: 250 of 1000 down becomes 500 of 2000, 500 high becomes 1000.
-        StepFrameCase{"FullWidthOtherScreen",
-                      step(fullWidth, 1, 12),
-                      kWindowHome,
-                      kDoubling,
-                      {1000, 525, 2000, 1000}},
-        StepFrameCase{"AlignRightOtherScreen",
-                      step(alignRight, 1, 10),
-                      kWindowHome,
-                      kDoubling,
-                      {2200, 525, 800, 1000}},
-        StepFrameCase{"AlignLeftOtherScreen",
-                      step(alignLeft, 1, 13),
-                      kWindowHome,
-                      kDoubling,
-                      {1000, 525, 800, 1000}},
-        StepFrameCase{"OriginalOtherScreen",
-                      step(original, 1, 11),
-                      kWindowHome,
-                      kDoubling,
-                      {1600, 525, 800, 1000}},
-        // Home measured on the large screen: back on screen 0 it is half as wide.
-        StepFrameCase{"HomeOnOtherScreenScales",
-                      step(alignRight, 0, 0),
-                      {2000, 100, 400, 500, 1},
-                      kDoubling,
-                      {800, 275, 200, 500}},
-        // Home screen 7 is gone: scaled as if measured on the primary.
-        StepFrameCase{"HomeScreenGoneUsesPrimary",
-                      step(alignRight, 1, 10),
-                      {100, 275, 400, 500, 7},
-                      kDoubling,
-                      {2200, 525, 800, 1000}},
-        StepFrameCase{"HomeScreenNegativeUsesPrimary",
-                      step(original, 1, 11),
-                      {100, 275, 400, 500, -1},
-                      kDoubling,
-                      {1600, 525, 800, 1000}},
-        // No screens at all: nothing to scale by, the home size stays; centred in the
-        // (0, 25, 0, -25) non-area.
-        StepFrameCase{"OriginalWithoutScreens",
-                      step(original, 0, 1),
-                      kWindowHome,
-                      {},
-                      {-200, -237.5, 400, 500}},
-        // The window's screen is no taller than the menu-bar band: its vertical placement
-        // is kept instead of divided by a zero height.
-        StepFrameCase{"FlatCurrentScreenKeepsVerticalPlacement",
-                      step(fullWidth, 1, 12),
-                      kWindowHome,
-                      {{0, 0, 1000, 25}, {1000, 0, 2000, 2025}},
-                      {1000, 275, 2000, 500}},
-        StepFrameCase{
-            "SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
-        StepFrameCase{"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
-        StepFrameCase{"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
-        StepFrameCase{"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}}),
+const Frame kBigHome{2000, 100, 400, 500, 1};
+const std::vector<Rect> kFlatFirst{{0, 0, 1000, 25}, {1000, 0, 2000, 2025}};
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Placements, StepFrameTest, ::testing::Values(
+    // Own screen: home size, centred (25 + (1000 - 500) / 2); aligned steps keep y/height.
+    StepFrameCase{"OriginalOnHomeScreen", step(original, 0, 1), kWindowHome, kDoubling, {300, 275, 400, 500}},
+    StepFrameCase{"FullWidthOwnScreen", step(fullWidth, 0, 2), kWindowHome, kDoubling, {0, 275, 1000, 500}},
+    StepFrameCase{"AlignRightOwnScreen", step(alignRight, 0, 0), kWindowHome, kDoubling, {600, 275, 400, 500}},
+    StepFrameCase{"AlignLeftOwnScreen", step(alignLeft, 0, 3), kWindowHome, kDoubling, {0, 275, 400, 500}},
+    // Twice as large: 250 of 1000 down becomes 500 of 2000, 500 high becomes 1000.
+    StepFrameCase{"FullWidthOtherScreen", step(fullWidth, 1, 12), kWindowHome, kDoubling, {1000, 525, 2000, 1000}},
+    StepFrameCase{"AlignRightOtherScreen", step(alignRight, 1, 10), kWindowHome, kDoubling, {2200, 525, 800, 1000}},
+    StepFrameCase{"AlignLeftOtherScreen", step(alignLeft, 1, 13), kWindowHome, kDoubling, {1000, 525, 800, 1000}},
+    StepFrameCase{"OriginalOtherScreen", step(original, 1, 11), kWindowHome, kDoubling, {1600, 525, 800, 1000}},
+    // Home measured on the large screen: back on screen 0 it is half as wide.
+    StepFrameCase{"HomeOnOtherScreenScales", step(alignRight, 0, 0), kBigHome, kDoubling, {800, 275, 200, 500}},
+    // Home screen gone (7) or negative: scaled as if measured on the primary.
+    StepFrameCase{"HomeScreenGoneUsesPrimary", step(alignRight, 1, 10), {100, 275, 400, 500, 7}, kDoubling, {2200, 525, 800, 1000}},
+    StepFrameCase{"HomeScreenNegativeUsesPrimary", step(original, 1, 11), {100, 275, 400, 500, -1}, kDoubling, {1600, 525, 800, 1000}},
+    // No screens: home size kept, centred in the (0, 25, 0, -25) non-area.
+    StepFrameCase{"OriginalWithoutScreens", step(original, 0, 1), kWindowHome, {}, {-200, -237.5, 400, 500}},
+    // A screen no taller than the menu-bar band keeps the vertical placement (no divide by 0).
+    StepFrameCase{"FlatCurrentScreenKeepsVerticalPlacement", step(fullWidth, 1, 12), kWindowHome, kFlatFirst, {1000, 275, 2000, 500}},
+    StepFrameCase{"SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
+    StepFrameCase{"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
+    StepFrameCase{"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
+    StepFrameCase{"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST(HorizontalStateCodeTest, CodesOfEveryStepType) {
     EXPECT_EQ(horizontalStateCode(step(original, 0, 1)), 0);
@@ -779,39 +555,23 @@ TEST_P(UpCycleTest, FullHeightFullScreenHomeAndAgain) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, UpCycleTest,
-    ::testing::Values(
-        UpCase{"OneScreen",
-               {640, 212.5, 800, 500},
-               {0, 25, 1440, 875},
-               {{640, 25, 800, 875}, {5, 30, 1430, 865}, kHome.rect(), {100, 25, 800, 875}}},
-        UpCase{
-            "LeftOfPrimary",
-            {-1600, 225, 1600, 1000},
-            {-2880, 25, 2880, 1750},
-            {{-1600, 25, 1600, 1750}, {-2875, 30, 2870, 1740}, kHome.rect(), {100, 25, 800, 1750}}},
-        UpCase{"Stacked",
-               {600, -1550, 1200, 1000},
-               {-360, -1750, 2160, 1750},
-               {{600, -1750, 1200, 1750},
-                {-355, -1745, 2150, 1740},
-                kHome.rect(),
-                {100, -1750, 800, 1750}}},
-        UpCase{"SmallerRight",
-               {1760, 175, 400, 250},
-               {1440, 125, 720, 437.5},
-               {{1760, 125, 400, 437.5},
-                {1445, 130, 710, 427.5},
-                kHome.rect(),
-                {100, 125, 800, 437.5}}},
-        // No screens: the usable area of a missing screen is (0, 25, 0, -25), and the
-        // formulas apply to it as they stand.
-        UpCase{"NoScreens",
-               kHome.rect(),
-               {0, 25, 0, -25},
-               {{100, 25, 800, -25}, {5, 30, -10, -35}, kHome.rect(), {100, 25, 800, -25}}}),
+const Rect kH = kHome.rect();
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Layouts, UpCycleTest, ::testing::Values(
+    UpCase{"OneScreen", {640, 212.5, 800, 500}, {0, 25, 1440, 875},
+           {{640, 25, 800, 875}, {5, 30, 1430, 865}, kH, {100, 25, 800, 875}}},
+    UpCase{"LeftOfPrimary", {-1600, 225, 1600, 1000}, {-2880, 25, 2880, 1750},
+           {{-1600, 25, 1600, 1750}, {-2875, 30, 2870, 1740}, kH, {100, 25, 800, 1750}}},
+    UpCase{"Stacked", {600, -1550, 1200, 1000}, {-360, -1750, 2160, 1750},
+           {{600, -1750, 1200, 1750}, {-355, -1745, 2150, 1740}, kH, {100, -1750, 800, 1750}}},
+    UpCase{"SmallerRight", {1760, 175, 400, 250}, {1440, 125, 720, 437.5},
+           {{1760, 125, 400, 437.5}, {1445, 130, 710, 427.5}, kH, {100, 125, 800, 437.5}}},
+    // No screens: the formulas apply to the missing screen's (0, 25, 0, -25) as they stand.
+    UpCase{"NoScreens", kH, {0, 25, 0, -25},
+           {{100, 25, 800, -25}, {5, 30, -10, -35}, kH, {100, 25, 800, -25}}}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 struct StoredVerticalCase {
     const char* name;
@@ -832,19 +592,16 @@ TEST_P(StoredVerticalStateTest, UpStepsFromTheStoredValue) {
     EXPECT_EQ(state.verticalState, GetParam().next);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Values, StoredVerticalStateTest,
-    ::testing::Values(
-        // After "down" minimised the window (1), "up" goes to full screen.
-        StoredVerticalCase{"AfterMinimise", 1, 2, {5, 30, 1430, 865}},
-        StoredVerticalCase{"MinusOneGoesHome", -1, 0, kHome.rect()},
-        // -2 + 1 keeps its sign: -1 is no placement, the window stays.
-        StoredVerticalCase{"MinusTwoStays", -2, -1, {640, 212.5, 800, 500}},
-        StoredVerticalCase{"LargeValueWraps", 7, 2, {5, 30, 1430, 865}},
-        // 9223372036854775807 mod 3 is 1: the next value is 2, without overflowing.
-        StoredVerticalCase{
-            "LargestValue", std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Values, StoredVerticalStateTest, ::testing::Values(
+    StoredVerticalCase{"AfterMinimise", 1, 2, {5, 30, 1430, 865}},  // "down" minimised: full screen
+    StoredVerticalCase{"MinusOneGoesHome", -1, 0, kH},
+    StoredVerticalCase{"MinusTwoStays", -2, -1, {640, 212.5, 800, 500}},  // -1: no placement
+    StoredVerticalCase{"LargeValueWraps", 7, 2, {5, 30, 1430, 865}},
+    // INT64_MAX mod 3 is 1: the next value is 2, without overflowing.
+    StoredVerticalCase{"LargestValue", std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST(UpDiagnosticsTest, LinesOfEachPress) {
     WindowState state = newState({100, 212.5, 800, 500.25, 0});
