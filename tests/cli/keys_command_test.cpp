@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/command_runner.h"
@@ -8,173 +7,100 @@ namespace {
 
 using support::Json;
 
-const char* const kInstructions =
+Json sleep(std::uint32_t us) {
+    return Json{{"type", "sleep"}, {"us", us}};
+}
+
+// The recorded events: numbers are typed keys (down, 1 ms, up, 10 ms); arrays are spliced in.
+Json events(std::initializer_list<Json> parts, std::uint64_t flags = 0) {
+    Json all = Json::array();
+    for (const auto& part : parts) {
+        if (part.is_array()) all.insert(all.end(), part.begin(), part.end());
+        if (part.is_object()) all.push_back(part);
+        if (!part.is_number()) continue;
+        for (bool down : {true, false}) {
+            all.push_back(Json{{"type", "key"},
+                               {"code", part},
+                               {"down", down},
+                               {"flags", flags},
+                               {"marker", nullptr}});
+            all.push_back(sleep(down ? 1000 : 10000));
+        }
+    }
+    return all;
+}
+
+const std::string kPermission =
     "\n\u26a0\ufe0f  Accessibility permission required!\n"
     "\nIf the permission dialog did not appear:\n"
     "1. Open System Settings \u2192 Privacy & Security \u2192 Accessibility\n"
     "2. Click the lock icon to make changes\n"
     "3. Click the '+' button and add the Stream Deck plugin's tarn binary\n"
     "4. Enable the checkbox next to tarn\n"
-    "5. Run this command again\n\n";
+    "5. Run this command again\n\n"
+    "ERROR: Accessibility permission required to send keystrokes\n";
+const std::string kUnknown = "\nRun 'tarn help' to see available key names\n";
 
-Json sleep(std::uint32_t us) {
-    return Json{{"type", "sleep"}, {"us", us}};
-}
-
-// The four events of one typed key on a recorded clock, as the command line types it.
-void appendKey(Json& events, int code, std::uint64_t flags = 0) {
-    for (bool down : {true, false}) {
-        events.push_back(Json{{"type", "key"},
-                              {"code", code},
-                              {"down", down},
-                              {"flags", flags},
-                              {"marker", nullptr}});
-        events.push_back(sleep(down ? 1000 : 10000));
-    }
-}
-
-class KeysCommandTest : public CommandTest {
-  protected:
-    void SetUp() override { writeDesktop(basicDesktop()); }
-
-    void patchDesktop(const char* patch) {
-        auto desktop = readDesktop();
-        desktop.merge_patch(Json::parse(patch));
-        writeDesktop(desktop);
-    }
-};
-
-TEST_F(KeysCommandTest, TypesPeriodsAndEnter) {
-    auto result = run({"keys", "cd ..{enter}"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "");
-    Json expected = Json::array();
-    for (int code : {8, 2, 49, 47, 47, 36}) appendKey(expected, code);
-    EXPECT_EQ(events(), expected);
-}
-
-TEST_F(KeysCommandTest, ChordsCarryTheirFlagsAndPausesSleep) {
-    auto result = run({"keys", "{cmd+shift+Z}{pause 250}A{leftbrace}"});
-    EXPECT_EQ(result.status, 0);
-    Json expected = Json::array();
-    appendKey(expected, 6, 0x120000);
-    expected.push_back(sleep(250000));
-    appendKey(expected, 0, 0x20000);
-    appendKey(expected, 33, 0x20000);
-    EXPECT_EQ(events(), expected);
-}
-
-TEST_F(KeysCommandTest, TypesOnlyTheFirstWord) {
-    auto result = run({"keys", "a", "b"});
-    EXPECT_EQ(result.status, 0);
-    Json expected = Json::array();
-    appendKey(expected, 0);
-    EXPECT_EQ(events(), expected);
-}
-
-TEST_F(KeysCommandTest, ClipboardRoundTripThroughTheBuffer) {
-    patchDesktop(R"({"clipboard": "path?q=1"})");
-    auto result = run({"keys", "{grab}{trim after ?}{insert before x:{slash}}{put}"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(readDesktop()["clipboard"], "x:/path");
-    EXPECT_EQ(events(),
-              Json::array({sleep(100000), Json{{"type", "clipboard"}, {"text", "x:/path"}}}));
-}
-
-TEST_F(KeysCommandTest, PastedClipboardTypesLinesWithEnter) {
-    patchDesktop(R"({"clipboard": "a\nb"})");
-    auto result = run({"keys", "{grab}{paste}"});
-    EXPECT_EQ(result.status, 0);
-    Json expected = Json::array({sleep(100000)});
-    for (int code : {0, 36, 11}) appendKey(expected, code);
-    EXPECT_EQ(events(), expected);
-}
-
-TEST_F(KeysCommandTest, PasteErrorIsReportedAndTypingGoesOn) {
-    patchDesktop(R"({"clipboard": "x{"})");
-    auto result = run({"keys", "{grab}{paste}y"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "Error parsing buffer for paste: unclosedBrace\n");
-    Json expected = Json::array({sleep(100000)});
-    appendKey(expected, 16);
-    EXPECT_EQ(events(), expected);
-}
-
-struct ParseFailure {
+struct Case {
     const char* name;
-    const char* keys;
+    std::vector<std::string> args;
+    const char* patch;  // merged into the basic desktop
     int status;
-    const char* err;
+    std::string err;
+    Json events;
 };
 
-class KeysParseFailureTest : public KeysCommandTest,
-                             public ::testing::WithParamInterface<ParseFailure> {};
+class KeysCommandTest : public CommandTest, public ::testing::WithParamInterface<Case> {};
 
-TEST_P(KeysParseFailureTest, ReportsAndTypesNothing) {
-    auto result = run({"keys", GetParam().keys});
-    EXPECT_EQ(result.status, GetParam().status);
+TEST_P(KeysCommandTest, TypesOrReports) {
+    const auto& c = GetParam();
+    auto desktop = basicDesktop();
+    desktop.merge_patch(Json::parse(c.patch));
+    writeDesktop(desktop);
+    std::vector<std::string> args{"keys"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    auto result = run(args);
+    EXPECT_EQ(result.status, c.status);
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, GetParam().err);
-    EXPECT_EQ(events(), Json::array());
+    EXPECT_EQ(result.err, c.err);
+    EXPECT_EQ(this->events(), c.events);
 }
 
+const Json kGrab = sleep(100000);
+const Json kPrompt = Json{{"type", "permissionPrompt"}};
+
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
-    Strings, KeysParseFailureTest,
+    Strings, KeysCommandTest,
     ::testing::Values(
-        ParseFailure{"UnclosedBrace", "abc{grab}x{paste", 2,
-                     "Error: Unclosed brace in keys string\n"},
-        ParseFailure{"UnknownKeyName", "hello{CMD+Foo}", 3,
-                     "Error: Unknown key name: cmd+foo\nRun 'tarn help' to see available key "
-                     "names\n"},
-        ParseFailure{"ModifierWithoutKey", "{ctrl}", 3,
-                     "Error: Unknown key name: ctrl\nRun 'tarn help' to see available key names\n"},
-        ParseFailure{"InvalidPause", "a{pause Soon}", 4, "Error: Invalid pause value: soon\n"},
-        ParseFailure{"EmptyPause", "a{pause  }", 4, "Error: Invalid pause value: \n"},
-        ParseFailure{"NegativePause", "a{pause -1}", 4, "Error: Invalid pause value: -1\n"},
-        ParseFailure{"PauseBeyondTheSleep", "a{pause 4294968}", 4,
-                     "Error: Invalid pause value: 4294968\n"}),
+        Case{"ChordsCarryFlagsAndPausesSleep", {"{cmd+shift+Z}{pause 250}A{leftbrace}"}, "{}", 0,
+             "", events({events({6}, 0x120000), sleep(250000), events({0, 33}, 0x20000)})},
+        Case{"OnlyTheFirstWord", {"a", "b"}, "{}", 0, "", events({0})},
+        Case{"EmptyString", {""}, "{}", 0, "", Json::array()},
+        Case{"UnpostableKeysSkipped", {"ab"}, R"({"unpostableKeys": [0]})", 0, "", events({11})},
+        Case{"ClipboardRoundTrip", {"{grab}{trim after ?}{insert before x:{slash}}{put}"},
+             R"({"clipboard": "path?q=1"})", 0, "",
+             events({kGrab, Json{{"type", "clipboard"}, {"text", "x:/path"}}})},
+        Case{"PastedLinesEndWithEnter", {"{grab}{paste}"}, R"({"clipboard": "a\nb"})", 0, "",
+             events({kGrab, 0, 36, 11})},
+        Case{"PasteErrorAndTypingGoesOn", {"{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
+             "Error parsing buffer for paste: unclosedBrace\n", events({kGrab, 16})},
+        Case{"NoString", {}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
+        Case{"UnclosedBrace", {"abc{grab}x{paste"}, "{}", 2,
+             "Error: Unclosed brace in keys string\n", Json::array()},
+        Case{"UnknownKeyName", {"hello{CMD+Foo}"}, "{}", 3,
+             "Error: Unknown key name: cmd+foo" + kUnknown, Json::array()},
+        Case{"InvalidPause", {"a{pause Soon}"}, "{}", 4, "Error: Invalid pause value: soon\n",
+             Json::array()},
+        Case{"PauseBeyondTheSleep", {"a{pause 4294968}"}, "{}", 4,
+             "Error: Invalid pause value: 4294968\n", Json::array()},
+        // The permission is checked before the string is parsed.
+        Case{"WithoutPermission", {"abc"}, R"({"accessibilityTrusted": false})", 5, kPermission,
+             events({kPrompt})},
+        Case{"WithoutPermissionBrokenString", {"{foo"}, R"({"accessibilityTrusted": false})", 5,
+             kPermission, events({kPrompt})}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(KeysCommandTest, WithoutPermissionPrintsInstructionsAndStatusFive) {
-    patchDesktop(R"({"accessibilityTrusted": false})");
-    // The permission is checked before the string, so even a broken one gives status 5.
-    for (const char* keys : {"abc", "{foo"}) {
-        auto result = run({"keys", keys});
-        EXPECT_EQ(result.status, 5) << keys;
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, std::string(kInstructions) +
-                                  "ERROR: Accessibility permission required to send keystrokes\n");
-    }
-    EXPECT_EQ(events(), Json::array({Json{{"type", "permissionPrompt"}},
-                                     Json{{"type", "permissionPrompt"}}}));
-}
-
-TEST_F(KeysCommandTest, NoStringIsInsufficientArguments) {
-    auto result = run({"keys"});
-    EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "Error: insufficientArguments\n");
-    EXPECT_EQ(events(), Json::array());
-}
-
-TEST_F(KeysCommandTest, EmptyStringTypesNothing) {
-    auto result = run({"keys", ""});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(events(), Json::array());
-}
-
-TEST_F(KeysCommandTest, UnpostableKeysAreSkippedSilently) {
-    patchDesktop(R"({"unpostableKeys": [0]})");
-    auto result = run({"keys", "ab"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.err, "");
-    Json expected = Json::array();
-    appendKey(expected, 11);
-    EXPECT_EQ(events(), expected);
-}
+// clang-format on
 
 }  // namespace
 }  // namespace tarn::testing

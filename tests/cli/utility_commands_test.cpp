@@ -8,67 +8,69 @@ namespace {
 
 using support::Json;
 
-class MoveMouseCommandTest : public CommandTest {
+struct Case {
+    const char* name;
+    const char* patch;  // merged into the basic desktop, which gains a display left of the main
+    std::vector<std::string> args;
+    int status;
+    std::string out, err;
+    const char* events;  // null: not checked
+};
+
+class UtilityCommandTest : public CommandTest, public ::testing::WithParamInterface<Case> {
   protected:
     void SetUp() override {
         auto desktop = basicDesktop();
         desktop["displays"].push_back(
             Json::parse(R"({"id": 2, "x": -1000, "y": -200, "width": 1000, "height": 700})"));
+        desktop.merge_patch(Json::parse(GetParam().patch));
         writeDesktop(desktop);
     }
 };
 
-TEST_F(MoveMouseCommandTest, WarpsAreRecordedAsPointerEvents) {
-    for (auto args : {std::vector<std::string>{"move-mouse"},
-                      {"move-mouse", "screen", "-1", "home"},
-                      {"move-mouse", "screen", "2"}}) {
-        auto result = run(args);
-        EXPECT_EQ(result.status, 0);
-        EXPECT_EQ(result.out + result.err, "");
+TEST_P(UtilityCommandTest, EndsAndRecordsAsExpected) {
+    auto result = run(GetParam().args);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+    if (GetParam().events) {
+        EXPECT_EQ(events(), Json::parse(GetParam().events));
     }
-    EXPECT_EQ(events(), Json::parse(R"([{"type": "pointer", "x": 500, "y": 400},
-                                        {"type": "pointer", "x": -990, "y": -190},
-                                        {"type": "pointer", "x": 960, "y": 540}])"));
-    EXPECT_EQ(readDesktop()["pointer"], Json::parse(R"({"x": 960, "y": 540})"));
 }
 
-TEST_F(MoveMouseCommandTest, ProblemsAreOneLineWithStatusZero) {
-    auto desktop = readDesktop();
-    desktop["frontmost"] = nullptr;
-    writeDesktop(desktop);
-    auto result = run({"move-mouse", "home"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "No frontmost application.\n");
-    result = run({"move-mouse", "window"});
-    EXPECT_EQ(result.out, "Unknown target: window. Use 'app' or 'screen'.\n");
-    EXPECT_EQ(events(), Json::array());
-}
+const std::string kPermission =
+    "\n\u26a0\ufe0f  Accessibility permission required!\n"
+    "\nIf the permission dialog did not appear:\n"
+    "1. Open System Settings \u2192 Privacy & Security \u2192 Accessibility\n"
+    "2. Click the lock icon to make changes\n"
+    "3. Click the '+' button and add the Stream Deck plugin's tarn binary\n"
+    "4. Enable the checkbox next to tarn\n"
+    "5. Run this command again\n\n";
 
-TEST_F(MoveMouseCommandTest, WithoutPermissionAsksAndEndsWithStatusFive) {
-    auto desktop = readDesktop();
-    desktop["accessibilityTrusted"] = false;
-    writeDesktop(desktop);
-    auto result = run({"move-mouse", "screen", "1"});
-    EXPECT_EQ(result.status, 5);
-    EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, ::testing::HasSubstr("5. Run this command again\n"));
-    EXPECT_EQ(events(), Json::parse(R"([{"type": "permissionPrompt"}])"));
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(
+    Commands, UtilityCommandTest,
+    ::testing::Values(
+        Case{"MoveToTheWindow", "{}", {"move-mouse"}, 0, "", "",
+             R"([{"type": "pointer", "x": 500, "y": 400}])"},
+        Case{"MoveToTheLastScreen", "{}", {"move-mouse", "screen", "-1", "home"}, 0, "", "",
+             R"([{"type": "pointer", "x": -990, "y": -190}])"},
+        Case{"MoveWithoutFrontmost", R"({"frontmost": null})", {"move-mouse", "home"}, 0,
+             "No frontmost application.\n", "", "[]"},
+        Case{"MoveWithoutPermission", R"({"accessibilityTrusted": false})",
+             {"move-mouse", "screen", "1"}, 5, "", kPermission, R"([{"type": "permissionPrompt"}])"},
+        Case{"TabWithTooFewWords", "{}", {"browser-tab", "Safari", "example", "Example"}, 4, "",
+             "Usage: tarn browser-tab <browser> <urlPattern> <titlePattern> <url>\n"
+             "Error: insufficientArguments\n", "[]"},
+        Case{"TabScriptRefusedIsSilent", R"({"scriptResult": "refused"})",
+             {"browser-tab", "Arc", "a", "b", "c"}, 0, "", "",
+             nullptr}),
+    [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
-class BrowserTabCommandTest : public CommandTest {};
+class BrowserCommandTest : public CommandTest {};
 
-TEST_F(BrowserTabCommandTest, TooFewWordsEndWithStatusFour) {
-    writeDesktop(basicDesktop());
-    auto result = run({"browser-tab", "Safari", "example", "Example"});
-    EXPECT_EQ(result.status, 4);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err,
-              "Usage: tarn browser-tab <browser> <urlPattern> <titlePattern> <url>\n"
-              "Error: insufficientArguments\n");
-    EXPECT_EQ(events(), Json::array());
-}
-
-TEST_F(BrowserTabCommandTest, ScriptErrorEndsWithStatusFive) {
+TEST_F(BrowserCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFive) {
     auto desktop = basicDesktop();
     desktop["scriptResult"] = Json::parse(R"({"error": "Safari got an error: no window"})");
     writeDesktop(desktop);
@@ -81,50 +83,31 @@ TEST_F(BrowserTabCommandTest, ScriptErrorEndsWithStatusFive) {
                 ::testing::StartsWith("tell application \"Safari\"\n    activate\n"));
 }
 
-TEST_F(BrowserTabCommandTest, RefusedScriptIsSilent) {
+// Only apps that open and declare both schemes are candidates, once each at the usual place.
+TEST_F(BrowserCommandTest, DefaultListsCurrentSetsAndToggles) {
     auto desktop = basicDesktop();
-    desktop["scriptResult"] = "refused";
+    desktop["browsers"] = Json::parse(R"({
+      "apps": [
+        {"bundleID": "org.zeta", "name": "Zeta", "path": "/Users/me/Zeta.app",
+         "opens": ["http", "https"], "declares": ["https"]},
+        {"bundleID": "org.zeta", "name": "Zeta", "path": "/Applications/Zeta.app",
+         "opens": ["http", "https"], "declares": ["https"]},
+        {"bundleID": "org.mute", "name": "Mute", "path": "/Applications/Mute.app",
+         "opens": ["http", "https"], "declares": []},
+        {"bundleID": "org.half", "name": "Half", "path": "/Applications/Half.app",
+         "opens": ["https"], "declares": ["http", "https"]},
+        {"bundleID": "com.example.Stubborn", "name": "alpha", "path": "/Applications/A.app",
+         "opens": ["http", "https"], "declares": ["http"]}],
+      "defaults": {"https": "org.zeta"},
+      "refuse": ["com.example.Stubborn"]})");
     writeDesktop(desktop);
-    auto result = run({"browser-tab", "Arc", "a", "b", "c"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out + result.err, "");
-}
-
-class BrowserDefaultCommandTest : public CommandTest {
-  protected:
-    void SetUp() override {
-        auto desktop = basicDesktop();
-        desktop["browsers"] = Json::parse(R"({
-          "apps": [
-            {"bundleID": "org.zeta", "name": "Zeta", "path": "/Users/me/Zeta.app",
-             "opens": ["http", "https"], "declares": ["https"]},
-            {"bundleID": "org.zeta", "name": "Zeta", "path": "/Applications/Zeta.app",
-             "opens": ["http", "https"], "declares": ["https"]},
-            {"bundleID": "org.mute", "name": "Mute", "path": "/Applications/Mute.app",
-             "opens": ["http", "https"], "declares": []},
-            {"bundleID": "org.half", "name": "Half", "path": "/Applications/Half.app",
-             "opens": ["https"], "declares": ["http", "https"]},
-            {"bundleID": "com.example.Stubborn", "name": "alpha", "path": "/Applications/A.app",
-             "opens": ["http", "https"], "declares": ["http"]}],
-          "defaults": {"https": "org.zeta"},
-          "refuse": ["com.example.Stubborn"]})");
-        writeDesktop(desktop);
-    }
-};
-
-TEST_F(BrowserDefaultCommandTest, ListAndCurrentPrintPrettyJson) {
-    auto list = run({"browser-default", "list"});
-    EXPECT_EQ(list.status, 0);
-    EXPECT_EQ(list.out,
+    EXPECT_EQ(run({"browser-default", "list"}).out,
               "[\n  {\n    \"name\" : \"alpha\",\n    \"bundleID\" : \"com.example.Stubborn\",\n"
               "    \"path\" : \"\\/Applications\\/A.app\"\n  },\n  {\n    \"name\" : \"Zeta\",\n"
               "    \"bundleID\" : \"org.zeta\",\n    \"path\" : \"\\/Applications\\/Zeta.app\"\n"
               "  }\n]\n");
-    auto current = run({"browser-default", "current"});
-    EXPECT_EQ(current.out, "{\n  \"http\" : null,\n  \"https\" : \"org.zeta\"\n}\n");
-}
-
-TEST_F(BrowserDefaultCommandTest, SetChangesTheDefaultsOrSaysItCouldNot) {
+    EXPECT_EQ(run({"browser-default", "current"}).out,
+              "{\n  \"http\" : null,\n  \"https\" : \"org.zeta\"\n}\n");
     auto refused = run({"browser-default", "set", "0"});
     EXPECT_EQ(refused.status, 4);
     EXPECT_EQ(refused.err, "Failed to set default browser to com.example.Stubborn\n");

@@ -17,8 +17,7 @@ using testing::FakeDesktop;
 
 constexpr platform::Pid kSelf = 42;
 
-// Which application is asked decides the verdict: the first regular one with a bundle
-// identifier that is not this process.
+// The first regular application with a bundle identifier, not this process, decides.
 struct HealthCase {
     const char* name;
     void (*setUp)(FakeDesktop&);
@@ -33,57 +32,42 @@ TEST_P(CheckPermissionHealthTest, Verdict) {
     EXPECT_EQ(TarnCoreHealth::checkPermissionHealth(desktop, kSelf), GetParam().verdict);
 }
 
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Cases, CheckPermissionHealthTest,
-    ::testing::Values(HealthCase{"NoApplicationsButFocusedElementReadable", [](FakeDesktop&) {},
-                                 PermissionHealth::healthy},
-                      HealthCase{"NoApplicationsAndNoFocusedElement",
-                                 [](FakeDesktop& d) { d.focusedElement = failure; },
-                                 PermissionHealth::cannotReadPosition},
-                      HealthCase{"OwnProcessIsSkipped",
-                                 [](FakeDesktop& d) {
-                                     d.addApp(kSelf, "me", "Me").windowListError = apiDisabled;
-                                     d.addApp(7, "other", "Other");
-                                 },
-                                 PermissionHealth::healthy},
-                      HealthCase{"ApplicationsWithoutBundleIdAreSkipped",
-                                 [](FakeDesktop& d) {
-                                     d.addApp(6, std::nullopt, "Nameless").windowListError =
-                                         apiDisabled;
-                                     d.addApp(7, "other", "Other");
-                                 },
-                                 PermissionHealth::healthy},
-                      HealthCase{"BackgroundApplicationsAreSkipped",
-                                 [](FakeDesktop& d) {
-                                     auto& app = d.addApp(6, "agent", "Agent");
-                                     app.info.regularActivationPolicy = false;
-                                     app.windowListError = apiDisabled;
-                                 },
-                                 PermissionHealth::healthy},
-                      HealthCase{"DisabledInterfaceIsFinal",
-                                 [](FakeDesktop& d) {
-                                     d.addApp(7, "other", "Other").windowListError = apiDisabled;
-                                     d.addApp(8, "next", "Next");
-                                 },
-                                 PermissionHealth::cannotReadPosition},
-                      HealthCase{"OtherErrorFallsBackToTheFocusedElement",
-                                 [](FakeDesktop& d) {
-                                     d.addApp(7, "other", "Other").windowListError = failure;
-                                     d.focusedElement = failure;
-                                 },
-                                 PermissionHealth::cannotReadPosition},
-                      HealthCase{"OnlyTheFirstCandidateIsAsked",
-                                 [](FakeDesktop& d) {
-                                     d.addApp(7, "other", "Other").windowListError = failure;
-                                     d.addApp(8, "next", "Next");
-                                     d.focusedElement = failure;
-                                 },
-                                 PermissionHealth::cannotReadPosition},
-                      HealthCase{"PointerUnreadable", [](FakeDesktop& d) { d.pointerAt.reset(); },
-                                 PermissionHealth::cannotMoveMouse},
-                      HealthCase{"NoMouseEvents", [](FakeDesktop& d) { d.mouseEvents = false; },
-                                 PermissionHealth::cannotMoveMouse}),
+    ::testing::Values(
+        HealthCase{"NoApplicationsButFocusedElementReadable", [](FakeDesktop&) {}, PermissionHealth::healthy},
+        HealthCase{"NoApplicationsAndNoFocusedElement", [](FakeDesktop& d) { d.focusedElement = failure; },
+                   PermissionHealth::cannotReadPosition},
+        HealthCase{"OwnProcessIsSkipped", [](FakeDesktop& d) {
+                       d.addApp(kSelf, "me", "Me").windowListError = apiDisabled;
+                       d.addApp(7, "other", "Other");
+                   }, PermissionHealth::healthy},
+        HealthCase{"ApplicationsWithoutBundleIdAreSkipped", [](FakeDesktop& d) {
+                       d.addApp(6, std::nullopt, "Nameless").windowListError = apiDisabled;
+                       d.addApp(7, "other", "Other");
+                   }, PermissionHealth::healthy},
+        HealthCase{"BackgroundApplicationsAreSkipped", [](FakeDesktop& d) {
+                       auto& app = d.addApp(6, "agent", "Agent");
+                       app.info.regularActivationPolicy = false;
+                       app.windowListError = apiDisabled;
+                   }, PermissionHealth::healthy},
+        HealthCase{"DisabledInterfaceIsFinal", [](FakeDesktop& d) {
+                       d.addApp(7, "other", "Other").windowListError = apiDisabled;
+                       d.addApp(8, "next", "Next");
+                   }, PermissionHealth::cannotReadPosition},
+        // Only the first candidate is asked; another error falls back to the focused element.
+        HealthCase{"OtherErrorFallsBackToTheFocusedElement", [](FakeDesktop& d) {
+                       d.addApp(7, "other", "Other").windowListError = failure;
+                       d.addApp(8, "next", "Next");
+                       d.focusedElement = failure;
+                   }, PermissionHealth::cannotReadPosition},
+        HealthCase{"PointerUnreadable", [](FakeDesktop& d) { d.pointerAt.reset(); },
+                   PermissionHealth::cannotMoveMouse},
+        HealthCase{"NoMouseEvents", [](FakeDesktop& d) { d.mouseEvents = false; },
+                   PermissionHealth::cannotMoveMouse}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST(PermissionHealthNameTest, PrintsCaseNames) {
     EXPECT_EQ(permissionHealthName(PermissionHealth::healthy), "healthy");
@@ -91,27 +75,22 @@ TEST(PermissionHealthNameTest, PrintsCaseNames) {
     EXPECT_EQ(permissionHealthName(PermissionHealth::cannotReadPosition), "cannotReadPosition");
 }
 
-// A desktop that disappears under a command ends it with one line, not an exception.
-TEST(TarnCliTest, LostDesktopIsOneErrorLine) {
-    std::ostringstream out, err;
-    CommandContext context(out, err, [] {
-        return platform::DesktopChoice{nullptr, "No desktop to work on: test"};
-    });
-    EXPECT_EQ(TarnCLI::main({"tarn", "healthcheck"}, context), 1);
-    EXPECT_EQ(err.str(), "ERROR: No desktop to work on: test\n");
-    EXPECT_EQ(out.str(), "");
-}
-
+// A lost desktop is one error line; commands that need none never open it.
 TEST(TarnCliTest, DesktopIsOpenedOnlyByCommandsThatNeedIt) {
     std::ostringstream out, err;
     int opened = 0;
     CommandContext context(out, err, [&] {
         ++opened;
-        return platform::DesktopChoice{nullptr, "none"};
+        return platform::DesktopChoice{nullptr, "No desktop to work on: test"};
     });
     EXPECT_EQ(TarnCLI::main({"tarn", "version"}, context), 0);
     EXPECT_EQ(TarnCLI::main({"tarn", "help"}, context), 0);
     EXPECT_EQ(opened, 0);
+    out.str("");
+    err.str("");
+    EXPECT_EQ(TarnCLI::main({"tarn", "healthcheck"}, context), 1);
+    EXPECT_EQ(err.str(), "ERROR: No desktop to work on: test\n");
+    EXPECT_EQ(out.str(), "");
 }
 
 }  // namespace

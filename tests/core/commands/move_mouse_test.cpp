@@ -11,8 +11,7 @@ namespace {
 
 using platform::Point;
 
-// The main display, one screen to its right and one to its left (at negative x), so the
-// left-to-right order differs from the desktop's own: main, left (id 3), right (id 2).
+// Main, right (id 2) and left (id 3, negative x) screens: from the left they are 1, 3, 2.
 class MoveMouseTest : public ::testing::Test {
   protected:
     MoveMouseTest() {
@@ -48,6 +47,7 @@ TEST_P(MoveMouseWarpTest, WarpsOnceToTheTargetPoint) {
     EXPECT_EQ(err.str(), "");
 }
 
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Targets, MoveMouseWarpTest,
     ::testing::Values(
@@ -57,15 +57,13 @@ INSTANTIATE_TEST_SUITE_P(
         // Screens from the left: 0 main, 1 the left one, 2 the right one, then around again.
         WarpCase{{"screen"}, {960, 540}}, WarpCase{{"screen", "x"}, {960, 540}},
         WarpCase{{"screen", ""}, {960, 540}}, WarpCase{{"screen", "1"}, {-640, 512}},
-        WarpCase{{"screen", "+1", "home"}, {-1270, 10}},
-        WarpCase{{"screen", "2", "home"}, {1930, 10}}, WarpCase{{"screen", "3"}, {960, 540}},
-        WarpCase{{"screen", "4"}, {-640, 512}},
-        // Negative numbers count from the right-hand end.
+        WarpCase{{"screen", "+1", "home"}, {-1270, 10}}, WarpCase{{"screen", "2", "home"}, {1930, 10}},
+        WarpCase{{"screen", "3"}, {960, 540}}, WarpCase{{"screen", "4"}, {-640, 512}},
+        // Negative numbers count from the right-hand end; -2^63 is 1 modulo 3, without overflow.
         WarpCase{{"screen", "-1"}, {2420, 400}}, WarpCase{{"screen", "-2", "home"}, {-1270, 10}},
-        WarpCase{{"screen", "-3"}, {960, 540}},
-        // -2^63 is 1 modulo 3, with no overflow on the way.
-        WarpCase{{"screen", "-9223372036854775808"}, {-640, 512}},
+        WarpCase{{"screen", "-3"}, {960, 540}}, WarpCase{{"screen", "-9223372036854775808"}, {-640, 512}},
         WarpCase{{"screen", "9223372036854775808"}, {960, 540}}));
+// clang-format on
 
 TEST_F(MoveMouseTest, ScreensWithTheSameLeftEdgeKeepTheDesktopsOrder) {
     desktop.screens = {{0, 0, 100, 100}, {500, 0, 10, 10}, {-50, 0, 10, 10}, {500, 50, 10, 10}};
@@ -96,37 +94,26 @@ TEST_P(MoveMouseMessageTest, PrintsOneLineAndEndsWithStatusZero) {
     EXPECT_TRUE(desktop.warps.empty());
 }
 
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Failures, MoveMouseMessageTest,
-    ::testing::Values(MessageCase{"CapitalsAreUnknown",
-                                  [](auto&) {},
-                                  {"APP"},
-                                  "Unknown target: APP. Use 'app' or 'screen'.\n"},
-                      MessageCase{"OnlyTheLastPositionWordIsThePosition",
-                                  [](auto&) {},
-                                  {"home", "home"},
-                                  "Unknown target: home. Use 'app' or 'screen'.\n"},
-                      MessageCase{"NoFrontmostApplication",
-                                  [](auto& d) { d.frontmost.reset(); },
-                                  {},
-                                  "No frontmost application.\n"},
-                      MessageCase{"FocusedWindowReadFails",
-                                  [](auto& d) { d.apps[0].focusedWindowError = -25204; },
-                                  {"app"},
-                                  "Could not get focused window (AX error -25204).\n"},
-                      MessageCase{"NoFocusedWindow",
-                                  [](auto& d) { d.apps[0].focused.reset(); },
-                                  {},
-                                  "Could not get focused window (AX error -25212).\n"},
-                      MessageCase{"FrameUnreadable",
-                                  [](auto& d) { d.apps[0].windows[0].frameReadable = false; },
-                                  {"home"},
-                                  "Could not get window position.\n"},
-                      MessageCase{"NoDisplays",
-                                  [](auto& d) { d.screens.clear(); },
-                                  {"screen", "1"},
-                                  "No displays found.\n"}),
+    ::testing::Values(
+        MessageCase{"CapitalsAreUnknown", [](auto&) {}, {"APP"},
+                    "Unknown target: APP. Use 'app' or 'screen'.\n"},
+        MessageCase{"OnlyTheLastPositionWordIsThePosition", [](auto&) {}, {"home", "home"},
+                    "Unknown target: home. Use 'app' or 'screen'.\n"},
+        MessageCase{"NoFrontmostApplication", [](auto& d) { d.frontmost.reset(); }, {},
+                    "No frontmost application.\n"},
+        MessageCase{"FocusedWindowReadFails", [](auto& d) { d.apps[0].focusedWindowError = -25204; },
+                    {"app"}, "Could not get focused window (AX error -25204).\n"},
+        MessageCase{"NoFocusedWindow", [](auto& d) { d.apps[0].focused.reset(); }, {},
+                    "Could not get focused window (AX error -25212).\n"},
+        MessageCase{"FrameUnreadable", [](auto& d) { d.apps[0].windows[0].frameReadable = false; },
+                    {"home"}, "Could not get window position.\n"},
+        MessageCase{"NoDisplays", [](auto& d) { d.screens.clear(); }, {"screen", "1"},
+                    "No displays found.\n"}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST_F(MoveMouseTest, WithoutPermissionEndsWithStatusFiveAndDoesNotMove) {
     desktop.trusted = false;

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "tests/support/fake_desktop.h"
@@ -12,20 +13,26 @@ namespace {
 
 using platform::KeyEvent;
 using Actions = std::vector<KeyAction>;
+using Events = std::vector<KeyEvent>;
 using Sleeps = std::vector<std::uint32_t>;
 
 constexpr KeyFlags kShift = 0x20000;
 constexpr KeyFlags kCommand = 0x100000;
 
-std::vector<KeyEvent> press(KeyCode code, KeyFlags flags = 0,
-                            std::optional<std::int64_t> marker = std::nullopt) {
-    return {KeyEvent{code, true, flags, marker}, KeyEvent{code, false, flags, marker}};
+// Down then up of each key, all with the same flags and marker.
+Events press(std::initializer_list<KeyCode> codes, KeyFlags flags = 0,
+             std::optional<std::int64_t> marker = std::nullopt) {
+    Events all;
+    for (KeyCode code : codes) {
+        all.push_back(KeyEvent{code, true, flags, marker});
+        all.push_back(KeyEvent{code, false, flags, marker});
+    }
+    return all;
 }
 
-std::vector<KeyEvent> presses(std::initializer_list<std::vector<KeyEvent>> groups) {
-    std::vector<KeyEvent> all;
-    for (const auto& group : groups) all.insert(all.end(), group.begin(), group.end());
-    return all;
+Events operator+(Events a, const Events& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
 }
 
 class ExecuteKeysActionsTest : public ::testing::Test {
@@ -40,39 +47,31 @@ class ExecuteKeysActionsTest : public ::testing::Test {
     std::string buffer;
 };
 
-TEST_F(ExecuteKeysActionsTest, EachKeyIsDownPauseUpPauseWithExactlyItsFlags) {
-    EXPECT_EQ(execute({TypeKey{0, kShift}, TypeKey{11, 0}, TypeKey{8, kCommand | kShift}}),
+TEST_F(ExecuteKeysActionsTest, EachKeyIsDownPauseUpPauseWithItsFlagsAndTheMarker) {
+    EXPECT_EQ(execute({TypeKey{0, kShift}, TypeKey{11, 0}, TypeKey{8, kCommand | kShift}}, 42),
               KeysRunResult::completed);
     EXPECT_EQ(desktop.keyEvents,
-              presses({press(0, kShift), press(11), press(8, kCommand | kShift)}));
+              press({0}, kShift, 42) + press({11}, 0, 42) + press({8}, kCommand | kShift, 42));
     EXPECT_EQ(desktop.sleeps, (Sleeps{1000, 10000, 1000, 10000, 1000, 10000}));
     EXPECT_EQ(err.str(), "");
-}
-
-TEST_F(ExecuteKeysActionsTest, MarkerTagsEveryEventWhenGiven) {
-    execute({TypeKey{0, 0}}, 42);
-    EXPECT_EQ(desktop.keyEvents, press(0, 0, 42));
 }
 
 TEST_F(ExecuteKeysActionsTest, KeyWithoutAnEventIsSkippedWhole) {
     desktop.unpostable = {11};
     execute({TypeKey{11, 0}, TypeKey{0, 0}});
-    EXPECT_EQ(desktop.keyEvents, press(0));
+    EXPECT_EQ(desktop.keyEvents, press({0}));
     EXPECT_EQ(desktop.sleeps, (Sleeps{1000, 10000}));
 }
 
-TEST_F(ExecuteKeysActionsTest, PausesSleepTheirMilliseconds) {
-    execute({Pause{250}, Pause{0}, Pause{kMaxPauseMilliseconds}});
-    EXPECT_EQ(desktop.sleeps, (Sleeps{250000, 0, 4294967000u}));
-}
-
-TEST_F(ExecuteKeysActionsTest, PausesBeyondTheSleepAreHeldToItsRange) {
-    execute({Pause{-5}, Pause{std::numeric_limits<std::int64_t>::max()}});
-    EXPECT_EQ(desktop.sleeps, (Sleeps{0, 4294967000u}));
+TEST_F(ExecuteKeysActionsTest, PausesSleepTheirMillisecondsHeldToTheSleepsRange) {
+    execute({Pause{250}, Pause{0}, Pause{kMaxPauseMilliseconds}, Pause{-5},
+             Pause{std::numeric_limits<std::int64_t>::max()}});
+    EXPECT_EQ(desktop.sleeps, (Sleeps{250000, 0, 4294967000u, 0, 4294967000u}));
 }
 
 struct BufferCase {
     const char* name;
+    std::optional<std::string> clipboard;
     std::string before;
     Actions actions;
     std::string after;
@@ -81,51 +80,38 @@ struct BufferCase {
 class BufferTest : public ExecuteKeysActionsTest,
                    public ::testing::WithParamInterface<BufferCase> {};
 
+// Each grab first waits 100 ms for the copy; edits neither sleep nor type.
 TEST_P(BufferTest, EditsTheBuffer) {
+    desktop.clipboardText = GetParam().clipboard;
     buffer = GetParam().before;
     execute(GetParam().actions);
     EXPECT_EQ(buffer, GetParam().after);
     EXPECT_TRUE(desktop.keyEvents.empty());
+    auto grabs =
+        std::count_if(GetParam().actions.begin(), GetParam().actions.end(),
+                      [](const auto& a) { return std::holds_alternative<GrabClipboard>(a); });
+    EXPECT_EQ(desktop.sleeps, Sleeps(grabs, 100000));
 }
 
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Edits, BufferTest,
     ::testing::Values(
-        BufferCase{"TrimAfterQuestionMark", "x?y=1", {TrimAfter{"?"}}, "x"},
-        BufferCase{"TrimBeforeQuestionMark", "x?y=1", {TrimBefore{"?"}}, "y=1"},
-        BufferCase{"TrimAfterMissing", "x?y=1", {TrimAfter{"#"}}, "x?y=1"},
-        BufferCase{"TrimBeforeMissing", "x?y=1", {TrimBefore{"z"}}, "x?y=1"},
-        BufferCase{"EmptyTrimTextsChangeNothing", "abc", {TrimBefore{""}, TrimAfter{""}}, "abc"},
-        BufferCase{"FirstOccurrenceOnly", "banana", {TrimBefore{"an"}}, "ana"},
-        BufferCase{"TrimAfterFirstOccurrence", "banana", {TrimAfter{"an"}}, "b"},
-        BufferCase{"TrimIsCaseSensitive", "Foo", {TrimBefore{"f"}, TrimAfter{"O"}}, "Foo"},
-        BufferCase{"InsertBothSides", "b", {InsertBefore{"a"}, InsertAfter{"c"}}, "abc"},
-        BufferCase{"InsertIntoEmpty", "", {InsertAfter{"x"}, InsertBefore{"w"}}, "wx"},
-        BufferCase{"ArchiveExample",
-                   "https://example.com/page?foo=bar",
+        BufferCase{"TrimMissing", {}, "x?y=1", {TrimAfter{"#"}, TrimBefore{"z"}}, "x?y=1"},
+        BufferCase{"EmptyTrimTextsChangeNothing", {}, "abc", {TrimBefore{""}, TrimAfter{""}}, "abc"},
+        BufferCase{"FirstOccurrenceOnly", {}, "banana", {TrimBefore{"an"}}, "ana"},
+        BufferCase{"TrimAfterFirstOccurrence", {}, "banana", {TrimAfter{"an"}}, "b"},
+        BufferCase{"TrimIsCaseSensitive", {}, "Foo", {TrimBefore{"f"}, TrimAfter{"O"}}, "Foo"},
+        BufferCase{"InsertBothSides", {}, "b", {InsertBefore{"a"}, InsertAfter{"c"}}, "abc"},
+        BufferCase{"InsertIntoEmpty", {}, "", {InsertAfter{"x"}, InsertBefore{"w"}}, "wx"},
+        BufferCase{"ArchiveExample", {}, "https://example.com/page?foo=bar",
                    {TrimAfter{"?"}, InsertBefore{"http://web.archive.org/"}},
-                   "http://web.archive.org/https://example.com/page"}),
+                   "http://web.archive.org/https://example.com/page"},
+        BufferCase{"GrabTakesTheClipboard", "copied", "old", {GrabClipboard{}}, "copied"},
+        BufferCase{"GrabOfAnEmptyClipboardEmpties", std::nullopt, "old", {GrabClipboard{}}, ""},
+        BufferCase{"GrabRepairsTextThatIsNotUtf8", "a\xFF", "", {GrabClipboard{}}, "a\uFFFD"}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(ExecuteKeysActionsTest, GrabWaitsForTheCopyThenTakesTheClipboard) {
-    desktop.clipboardText = "copied";
-    execute({GrabClipboard{}});
-    EXPECT_EQ(buffer, "copied");
-    EXPECT_EQ(desktop.sleeps, (Sleeps{100000}));
-}
-
-TEST_F(ExecuteKeysActionsTest, GrabOfAnEmptyClipboardEmptiesTheBuffer) {
-    buffer = "old";
-    desktop.clipboardText.reset();
-    execute({GrabClipboard{}});
-    EXPECT_EQ(buffer, "");
-}
-
-TEST_F(ExecuteKeysActionsTest, GrabRepairsTextThatIsNotUtf8) {
-    desktop.clipboardText = "a\xFF";
-    execute({GrabClipboard{}});
-    EXPECT_EQ(buffer, "a\uFFFD");
-}
+// clang-format on
 
 TEST_F(ExecuteKeysActionsTest, PutReplacesTheClipboardWithTheBuffer) {
     desktop.clipboardText = "before";
@@ -139,54 +125,34 @@ TEST_F(ExecuteKeysActionsTest, PutReplacesTheClipboardWithTheBuffer) {
 TEST_F(ExecuteKeysActionsTest, PasteTypesTheBufferAsKeysTextWithEnterBetweenLines) {
     buffer = "a\nB{tab}";
     execute({PasteBuffer{}}, 7);
-    EXPECT_EQ(desktop.keyEvents,
-              presses({press(0, 0, 7), press(36, 0, 7), press(11, kShift, 7), press(48, 0, 7)}));
+    EXPECT_EQ(desktop.keyEvents, press({0, 36}, 0, 7) + press({11}, kShift, 7) + press({48}, 0, 7));
     EXPECT_EQ(buffer, "a\nB{tab}");
 }
 
 TEST_F(ExecuteKeysActionsTest, PastedBufferCanEditItself) {
     buffer = "x{insert after y}";
     execute({PasteBuffer{}});
-    EXPECT_EQ(desktop.keyEvents, press(7));
+    EXPECT_EQ(desktop.keyEvents, press({7}));
     EXPECT_EQ(buffer, "x{insert after y}y");
 }
 
-struct PasteErrorCase {
-    const char* name;
-    std::string buffer;
-    std::string line;
-};
-
-class PasteErrorTest : public ExecuteKeysActionsTest,
-                       public ::testing::WithParamInterface<PasteErrorCase> {};
-
-TEST_P(PasteErrorTest, IsReportedAndTheRunGoesOn) {
-    buffer = GetParam().buffer;
-    EXPECT_EQ(execute({PasteBuffer{}, TypeKey{0, 0}}), KeysRunResult::completed);
-    EXPECT_EQ(err.str(), "Error parsing buffer for paste: " + GetParam().line + "\n");
-    EXPECT_EQ(desktop.keyEvents, press(0));  // nothing of the buffer is typed
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Buffers, PasteErrorTest,
-    ::testing::Values(PasteErrorCase{"Unclosed", "abc{", "unclosedBrace"},
-                      PasteErrorCase{"UnknownName", "x{Foo}", "unknownKeyName(\"foo\")"},
-                      PasteErrorCase{"LineFeedInsideGroup", "{a\nb}",
-                                     "unknownKeyName(\"a{enter}b\")"},
-                      PasteErrorCase{"BadPause", "{pause soon}", "invalidPauseValue(\"soon\")"},
-                      PasteErrorCase{"PauseOutOfRange", "{pause -1}", "invalidPauseValue(\"-1\")"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(ExecuteKeysActionsTest, PasteInsidePastedBuffersStopsEightDeep) {
-    buffer = "x{paste}";
-    EXPECT_EQ(execute({PasteBuffer{}, TypeKey{11, 0}}), KeysRunResult::completed);
-    std::vector<KeyEvent> expected;
-    for (int i = 0; i < 8; ++i)
-        expected.push_back(KeyEvent{7, true, 0, {}}), expected.push_back(KeyEvent{7, false, 0, {}});
-    expected.push_back(KeyEvent{11, true, 0, {}});
-    expected.push_back(KeyEvent{11, false, 0, {}});
-    EXPECT_EQ(desktop.keyEvents, expected);
-    EXPECT_EQ(err.str(), "Error parsing buffer for paste: {paste} nested more than 8 deep\n");
+TEST_F(ExecuteKeysActionsTest, PasteErrorsAreReportedAndTheRunGoesOn) {
+    const std::tuple<const char*, const char*, Events> cases[] = {
+        {"abc{", "unclosedBrace", press({0})},
+        {"x{Foo}", "unknownKeyName(\"foo\")", press({0})},
+        {"{a\nb}", "unknownKeyName(\"a{enter}b\")", press({0})},
+        {"{pause -1}", "invalidPauseValue(\"-1\")", press({0})},  // held to what a sleep takes
+        // A buffer pasting itself is typed eight times, then the nesting is an error.
+        {"x{paste}", "{paste} nested more than 8 deep", press({7, 7, 7, 7, 7, 7, 7, 7, 0})},
+    };
+    for (const auto& [text, line, typed] : cases) {
+        desktop.keyEvents.clear();
+        err.str("");
+        buffer = text;
+        EXPECT_EQ(execute({PasteBuffer{}, TypeKey{0, 0}}), KeysRunResult::completed);
+        EXPECT_EQ(err.str(), "Error parsing buffer for paste: " + std::string(line) + "\n");
+        EXPECT_EQ(desktop.keyEvents, typed) << text;
+    }
 }
 
 TEST_F(ExecuteKeysActionsTest, WithoutPermissionNothingHappens) {
@@ -194,41 +160,23 @@ TEST_F(ExecuteKeysActionsTest, WithoutPermissionNothingHappens) {
     buffer = "keep";
     EXPECT_EQ(execute({TypeKey{0, 0}, InsertAfter{"x"}, PutToClipboard{}}),
               KeysRunResult::permissionMissing);
+    EXPECT_EQ(execute({}), KeysRunResult::permissionMissing);
     EXPECT_TRUE(desktop.keyEvents.empty());
     EXPECT_TRUE(desktop.clipboardWrites.empty());
     EXPECT_EQ(buffer, "keep");
-    EXPECT_EQ(desktop.trustPrompts, 1);
+    EXPECT_EQ(desktop.trustPrompts, 2);
     EXPECT_THAT(err.str(), ::testing::HasSubstr("Accessibility permission required!"));
 }
 
-TEST_F(ExecuteKeysActionsTest, EmptyListStillChecksThePermission) {
-    desktop.trusted = false;
-    EXPECT_EQ(execute({}), KeysRunResult::permissionMissing);
-    desktop.trusted = true;
-    EXPECT_EQ(execute({}), KeysRunResult::completed);
-}
-
 // Withdraws the permission once the first key is down, as a user could mid-run.
-class WithdrawingKeyboard final : public platform::KeyboardOutput {
-  public:
-    explicit WithdrawingKeyboard(testing::FakeDesktop& desktop) : desktop_(desktop) {}
-    bool canPost(std::uint16_t code) override { return desktop_.canPost(code); }
-    void post(const KeyEvent& event) override {
-        desktop_.post(event);
-        desktop_.trusted = false;
-    }
-
-  private:
-    testing::FakeDesktop& desktop_;
-};
-
-class WithdrawingDesktop final : public platform::Desktop {
+class WithdrawingDesktop final : public platform::Desktop, public platform::KeyboardOutput {
   public:
     testing::FakeDesktop fake;
-    WithdrawingKeyboard keys{fake};
+    bool canPost(std::uint16_t code) override { return fake.canPost(code); }
+    void post(const KeyEvent& event) override { fake.post(event), fake.trusted = false; }
     platform::WindowSystem& windowSystem() override { return fake; }
     platform::Displays& displays() override { return fake; }
-    platform::KeyboardOutput& keyboard() override { return keys; }
+    platform::KeyboardOutput& keyboard() override { return *this; }
     platform::Clipboard& clipboard() override { return fake; }
     platform::Pointer& pointer() override { return fake; }
     platform::Accessibility& accessibility() override { return fake; }
@@ -245,7 +193,7 @@ TEST(ExecuteKeysActionsPermissionTest, LossBeforeAPastedBufferEndsTheWholeRun) {
     EXPECT_EQ(
         executeKeysActions({TypeKey{0, 0}, PasteBuffer{}, TypeKey{8, 0}}, {}, context, buffer),
         KeysRunResult::permissionMissing);
-    EXPECT_EQ(desktop.fake.keyEvents, press(0));
+    EXPECT_EQ(desktop.fake.keyEvents, press({0}));
 }
 
 TEST(KeysBufferTest, LastsFromOneRunToTheNext) {

@@ -22,8 +22,7 @@ std::string entry(const std::string& name, const std::string& extra = "",
            "\n" + extra;
 }
 
-// The browser services of a real XDG tree, every other interface from the fake: the
-// commands run on it as they do on a Linux desktop.
+// The browser services of a real XDG tree, every other interface from the fake.
 class XdgDesktop final : public Desktop {
   public:
     explicit XdgDesktop(Locations where) : browsers_(makeBrowserServices(std::move(where))) {}
@@ -43,9 +42,8 @@ class XdgDesktop final : public Desktop {
     std::unique_ptr<ScriptRunner> scripts_ = makeScriptRunner();
 };
 
-// A user data dir, two system data dirs, a user config dir and a system one, with the
-// trouble a real machine has: a user entry shadowing a system one, a user entry hiding
-// another, hidden handlers, https-only and broken entries, an entry in a vendor subfolder.
+// User and system data and config dirs with shadowed, hidden, https-only, broken and vendor
+// entries.
 class XdgTreeTest : public ::testing::Test {
   protected:
     XdgTreeTest() {
@@ -86,7 +84,6 @@ class XdgTreeTest : public ::testing::Test {
                 .desktops = {}};
     }
 
-    // The command as it runs on this tree: status, standard output, standard error.
     std::tuple<int, std::string, std::string> command(const commands::Args& args) {
         XdgDesktop desktop(locations());
         std::ostringstream out, err;
@@ -119,33 +116,30 @@ class XdgTreeTest : public ::testing::Test {
 };
 
 TEST_F(XdgTreeTest, ListsTheEntriesInEffectThatHandleBothSchemes) {
-    const std::string p = dir.path().string();
-    auto escaped = [](std::string path) {
-        for (std::size_t i = 0; (i = path.find('/', i)) != std::string::npos; i += 2) {
-            path.insert(i, "\\");
-        }
-        return path;
-    };
-    auto item = [&](const char* name, const char* id, const std::string& path) {
-        return std::string("  {\n    \"name\" : \"") + name + "\",\n    \"bundleID\" : \"" + id +
-               "\",\n    \"path\" : \"" + escaped(p + path) + "\"\n  }";
+    std::string p;  // the tree's path as JSON writes it, each slash escaped
+    for (char c : dir.path().string()) p += c == '/' ? std::string("\\/") : std::string(1, c);
+    auto item = [&](const std::string& name, const std::string& id, const std::string& path) {
+        return "  {\n    \"name\" : \"" + name + "\",\n    \"bundleID\" : \"" + id +
+               "\",\n    \"path\" : \"" + p + path + "\"\n  }";
     };
     EXPECT_EQ(
         command({"list"}),
         std::make_tuple(
             0,
-            "[\n" + item("Chromium", "chromium.desktop", "/sys1/applications/chromium.desktop") +
+            "[\n" +
+                item("Chromium", "chromium.desktop", "\\/sys1\\/applications\\/chromium.desktop") +
                 ",\n" +
-                item("Firefox (mine)", "firefox.desktop", "/user/applications/firefox.desktop") +
+                item("Firefox (mine)", "firefox.desktop",
+                     "\\/user\\/applications\\/firefox.desktop") +
                 ",\n" +
                 item("Konqueror", "kde4-konqueror.desktop",
-                     "/sys1/applications/kde4/konqueror.desktop") +
-                ",\n" + item("zen", "zen.desktop", "/sys2/applications/zen.desktop") + "\n]\n",
+                     "\\/sys1\\/applications\\/kde4\\/konqueror.desktop") +
+                ",\n" + item("zen", "zen.desktop", "\\/sys2\\/applications\\/zen.desktop") +
+                "\n]\n",
             std::string()));
 }
 
-// The core prefers system locations when an id comes twice; the backend must therefore
-// give each id once, as the entry in effect, or a system entry would beat the user's.
+// Each id comes once, as the entry in effect: the core would prefer a system entry to the user's.
 TEST_F(XdgTreeTest, EachIdComesOnceAsTheEntryInEffect) {
     std::vector<std::string> seen;
     for (const auto& app : makeBrowserServices(locations())->applicationsForScheme("HTTPS")) {
