@@ -2,20 +2,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/command_runner.h"
+#include "tests/support/permission_text.h"
 
 namespace tarn::testing {
 namespace {
 
 using support::Json;
-
-const char* const kInstructions =
-    "\n\u26a0\ufe0f  Accessibility permission required!\n"
-    "\nIf the permission dialog did not appear:\n"
-    "1. Open System Settings \u2192 Privacy & Security \u2192 Accessibility\n"
-    "2. Click the lock icon to make changes\n"
-    "3. Click the '+' button and add the Stream Deck plugin's tarn binary\n"
-    "4. Enable the checkbox next to tarn\n"
-    "5. Run this command again\n\n";
 
 Json sleep(std::uint32_t us) {
     return Json{{"type", "sleep"}, {"us", us}};
@@ -144,7 +136,7 @@ TEST_F(KeysCommandTest, WithoutPermissionPrintsInstructionsAndStatusFive) {
         auto result = run({"keys", keys});
         EXPECT_EQ(result.status, 5) << keys;
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, std::string(kInstructions) +
+        EXPECT_EQ(result.err, std::string(kPermissionInstructions) +
                                   "ERROR: Accessibility permission required to send keystrokes\n");
     }
     EXPECT_EQ(events(), Json::array({Json{{"type", "permissionPrompt"}},

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/command_runner.h"
+#include "tests/support/permission_text.h"
 #include "tests/support/temp_dir.h"
 #include "tests/x11/harness.h"
 
@@ -13,6 +14,7 @@ namespace tarn::x11test {
 namespace {
 
 using tarn::testing::CommandResult;
+using tarn::testing::kPermissionInstructions;
 using tarn::testing::runTarn;
 using tarn::testing::TempDir;
 using ::testing::ElementsAre;
@@ -106,10 +108,7 @@ const PointerCase kPointerCases[] = {
 
 TEST_F(InputCommandsOnX11, MoveMouseToScreensAndTheFocusedWindow) {
     auto app = startApp(home_, {"--geometry", "798x581+100+100"});
-    ASSERT_TRUE(eventually([&] {
-        auto frame = outerFrame(app.window());
-        return frame && *frame == rect(100, 100, 800, 606);
-    }));
+    ASSERT_EQ(frameOnceAt(app.window(), rect(100, 100, 800, 606)), rect(100, 100, 800, 606));
     for (const auto& c : kPointerCases) {
         std::vector<std::string> args{"move-mouse"};
         args.insert(args.end(), c.words.begin(), c.words.end());
@@ -125,15 +124,6 @@ TEST_F(InputCommandsOnX11, MoveMouseToScreensAndTheFocusedWindow) {
 }
 
 // --- A server without XTEST -----------------------------------------------------------------
-
-const std::string kInstructions =
-    "\n\u26a0\ufe0f  Accessibility permission required!\n"
-    "\nIf the permission dialog did not appear:\n"
-    "1. Open System Settings \u2192 Privacy & Security \u2192 Accessibility\n"
-    "2. Click the lock icon to make changes\n"
-    "3. Click the '+' button and add the Stream Deck plugin's tarn binary\n"
-    "4. Enable the checkbox next to tarn\n"
-    "5. Run this command again\n\n";
 
 struct Refusal {
     std::vector<std::string> args;
@@ -160,7 +150,7 @@ TEST(CommandsWithoutXTest, RefuseWithThePermissionTextTheReasonAndStatusFive) {
             runTarn(refusal.args, home.path(), std::nullopt, {"DISPLAY=" + server.display()});
         EXPECT_EQ(result.status, 5);
         EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, refusal.before + kInstructions + reason + refusal.after);
+        EXPECT_EQ(result.err, refusal.before + kPermissionInstructions + reason + refusal.after);
     }
     EXPECT_FALSE(std::filesystem::exists(home.path() / ".config" / "Tarn" / "state.json"));
 }

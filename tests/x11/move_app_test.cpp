@@ -31,17 +31,6 @@ class MoveAppOnX11 : public ::testing::Test {
                        {"DISPLAY=" + display()});
     }
 
-    // The outer frame once it has settled on `expected` (or what it was when time ran out).
-    Rect frameOnceAt(unsigned long window, const Rect& expected) {
-        Rect seen{};
-        eventually([&] {
-            auto frame = outerFrame(window);
-            if (frame) seen = *frame;
-            return frame && near(*frame, expected);
-        });
-        return seen;
-    }
-
     // The editor's record in $XDG_CONFIG_HOME/Tarn/state.json, decoded from its string.
     Json storedState() {
         auto text = support::readFile(home_.path() / ".config" / "Tarn" / "state.json");
