@@ -71,7 +71,7 @@ TEST_F(InputCommandsOnX11, GrabTypesWhatAnotherClientPutOnTheClipboard) {
 TEST_F(InputCommandsOnX11, PutIsServedAfterTarnExitedAndTarnReturnsAtOnce) {
     const std::string script = "out=$(\"$@\"); echo \"status $? [$out]\"";
     auto result =
-        run({"timeout", "20", "sh", "-c", script, "sh", "env", "HOME=" + home_.path().string(),
+        run({"timeout", "5", "sh", "-c", script, "sh", "env", "HOME=" + home_.path().string(),
              "XDG_CONFIG_HOME=" + (home_.path() / ".config").string(), TARN_BINARY, "keys",
              "{insert after from tarn \u2713}{put}"});
     EXPECT_EQ(result.status, 0);
