@@ -26,6 +26,13 @@ void installHandlers() {
     });
 }
 
+// Waits until the server has answered every request sent so far, so that their errors have
+// reached the handler. Nothing to wait for when the last request's answer is in already
+// (a property read, say): the server answers in order, so every error before it came first.
+void settle(Display* display) {
+    if (LastKnownRequestProcessed(display) != NextRequest(display) - 1) XSync(display, False);
+}
+
 }  // namespace
 
 // --- Connection -------------------------------------------------------------------------
@@ -47,6 +54,24 @@ Connection::Connection(Display* display, std::string name)
       root_(DefaultRootWindow(display)),
       screen_(DefaultScreen(display)) {
     XSetIOErrorExitHandler(display_, &Connection::onConnectionLost, this);
+    // The window atoms nearly every command needs, asked for in one round trip rather than
+    // one each.
+    const char* names[] = {"_NET_SUPPORTING_WM_CHECK",
+                           "_NET_ACTIVE_WINDOW",
+                           "_NET_CLIENT_LIST",
+                           "_NET_WM_PID",
+                           "_NET_FRAME_EXTENTS",
+                           "_NET_WM_STATE",
+                           "_NET_WM_STATE_HIDDEN",
+                           "_NET_WM_STATE_MAXIMIZED_VERT",
+                           "_NET_WM_STATE_MAXIMIZED_HORZ",
+                           "_NET_MOVERESIZE_WINDOW",
+                           "WM_STATE"};
+    constexpr int count = sizeof names / sizeof names[0];
+    Atom atoms[count] = {};
+    if (XInternAtoms(display_, const_cast<char**>(names), count, False, atoms)) {
+        for (int i = 0; i < count; ++i) atoms_.emplace(names[i], atoms[i]);
+    }
 }
 
 Connection::~Connection() {
@@ -105,17 +130,17 @@ Time Connection::serverTime(Window window) {
 // --- ErrorTrap --------------------------------------------------------------------------
 
 ErrorTrap::ErrorTrap(Connection& connection) : connection_(connection), previous_(currentTrap) {
-    XSync(connection_.display(), False);
+    settle(connection_.display());
     currentTrap = this;
 }
 
 ErrorTrap::~ErrorTrap() {
-    XSync(connection_.display(), False);
+    settle(connection_.display());
     currentTrap = previous_;
 }
 
 bool ErrorTrap::failed() {
-    XSync(connection_.display(), False);
+    settle(connection_.display());
     return firstError_ != 0 || connection_.lost();
 }
 

@@ -91,7 +91,8 @@ std::optional<XEvent> Connection::waitForEvent(std::chrono::steady_clock::time_p
 }
 
 // While one lives, errors on its connection are collected here instead of being reported.
-// Construction syncs, so earlier requests' errors are not counted; failed() syncs again.
+// Construction settles earlier requests, so their errors are not counted; failed() waits
+// for the answers to the requests since.
 class ErrorTrap {
   public:
     explicit ErrorTrap(Connection& connection);

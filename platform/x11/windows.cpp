@@ -34,13 +34,23 @@ long rounded(double value) {
 
 // The root names the window manager's check window, and that window names itself while the
 // manager lives. A manager that died leaves the root's properties behind, stale.
+// A window manager names a window of its own on the root, and that window names itself. The
+// window is destroyed with its manager (one that replaces it makes another), so once seen,
+// the window still naming itself is answer enough.
 bool WindowSystemX11::haveWindowManager() {
     ErrorTrap trap(x_);  // the stale window's BadWindow belongs to nobody else's trap
     Atom check = x_.atom("_NET_SUPPORTING_WM_CHECK");
+    auto namesItself = [&](Window window) {
+        auto fromItself = readLongs(x_, window, check, XA_WINDOW);
+        return !fromItself.empty() && static_cast<Window>(fromItself[0]) == window;
+    };
+    if (windowManagerCheck_ != None && namesItself(windowManagerCheck_)) return true;
+    windowManagerCheck_ = None;
     auto fromRoot = readLongs(x_, x_.root(), check, XA_WINDOW);
     if (fromRoot.empty() || fromRoot[0] == 0) return false;
-    auto fromItself = readLongs(x_, static_cast<Window>(fromRoot[0]), check, XA_WINDOW);
-    return !fromItself.empty() && fromItself[0] == fromRoot[0];
+    if (!namesItself(static_cast<Window>(fromRoot[0]))) return false;
+    windowManagerCheck_ = static_cast<Window>(fromRoot[0]);
+    return true;
 }
 
 std::vector<Window> WindowSystemX11::clientList() {

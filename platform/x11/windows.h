@@ -55,6 +55,7 @@ class WindowSystemX11 final : public WindowSystem {
     void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
 
     Connection& x_;
+    Window windowManagerCheck_ = None;  // the window manager's own window, once seen
 };
 
 }  // namespace tarn::platform::x11

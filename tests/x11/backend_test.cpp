@@ -38,17 +38,6 @@ class X11Test : public ::testing::Test {
     }
     platform::WindowSystem& windows() { return desktop().windowSystem(); }
 
-    // What the outer frame is, by the oracle, once it has settled on `expected`.
-    Rect frameOnceAt(unsigned long window, const Rect& expected) {
-        Rect seen;
-        eventually([&] {
-            auto frame = outerFrame(window);
-            if (frame) seen = *frame;
-            return frame && near(*frame, expected);
-        });
-        return seen;
-    }
-
     tarn::testing::TempDir dir_;
     std::unique_ptr<platform::Desktop> desktop_;
 };

@@ -300,6 +300,16 @@ std::optional<platform::Rect> outerFrame(unsigned long window) {
     return platform::Rect{*x - left, *y - top, *width + left + right, *height + top + bottom};
 }
 
+platform::Rect frameOnceAt(unsigned long window, const platform::Rect& expected) {
+    platform::Rect seen{};
+    eventually([&] {
+        auto frame = outerFrame(window);
+        if (frame) seen = *frame;
+        return frame && near(*frame, expected);
+    });
+    return seen;
+}
+
 std::vector<Monitor> monitors() {
     std::vector<Monitor> result;
     static const std::regex line(R"(^\s*\d+: \+?(\*?)(\S+) (\d+)/\d+x(\d+)/\d+\+(-?\d+)\+(-?\d+))");

@@ -91,6 +91,9 @@ bool windowExists(unsigned long window);                    // xwininfo
 // The outer frame: xwininfo's absolute client geometry widened by the frame extents xprop
 // reports (none without a window manager).
 std::optional<platform::Rect> outerFrame(unsigned long window);
+// The outer frame once it has settled within a pixel of `expected`, or the last one seen when
+// time ran out (an empty rect when none could be read).
+platform::Rect frameOnceAt(unsigned long window, const platform::Rect& expected);
 struct Monitor {
     std::string name;
     bool primary = false;

@@ -1,0 +1,159 @@
+// `tarn keys` and `tarn move-mouse` as a user runs them, on the private server of with-x11.sh
+// (LEFT 1920x1080 at 0,0 primary, RIGHT 1920x1080 at 1920,0, openbox). What arrived is read
+// from the test client's log, the pointer and clipboard with xdotool and xclip, and the
+// keyboard with XQueryKeymap.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/command_runner.h"
+#include "tests/support/permission_text.h"
+#include "tests/support/temp_dir.h"
+#include "tests/x11/harness.h"
+
+namespace tarn::x11test {
+namespace {
+
+using tarn::testing::CommandResult;
+using tarn::testing::kPermissionInstructions;
+using tarn::testing::runTarn;
+using tarn::testing::TempDir;
+using ::testing::ElementsAre;
+
+class InputCommandsOnX11 : public ::testing::Test {
+  protected:
+    CommandResult tarn(const std::vector<std::string>& args) {
+        return runTarn(args, home_.path(), std::nullopt, {"DISPLAY=" + display()});
+    }
+
+    // The "key" lines of the client's log once `count` have arrived.
+    static std::vector<std::string> received(const TestApp& app, std::size_t count) {
+        eventually([&] { return app.keys().size() >= count; });
+        return app.keys();
+    }
+
+    TempDir home_;
+};
+
+// --- keys -----------------------------------------------------------------------------------
+
+// State bits as X reports them: Shift 0x1, Control 0x4, Alt (Mod1) 0x8, Super (Mod4) 0x40.
+TEST_F(InputCommandsOnX11, KeysTypesTextSymbolsEnterAndChordsExactly) {
+    auto app = startApp(home_, {});
+    auto result = tarn({"keys", "Hi, Bo! A+b?{enter}{ctrl+alt+t}{cmd+shift+z}"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+
+    EXPECT_THAT(
+        received(app, 15),
+        ElementsAre("key H 0x1", "key i 0x0", "key comma 0x0", "key space 0x0", "key B 0x1",
+                    "key o 0x0", "key exclam 0x1", "key space 0x0", "key A 0x1", "key plus 0x1",
+                    "key b 0x0", "key question 0x1", "key Return 0x0", "key t 0xc", "key Z 0x41"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+}
+
+TEST_F(InputCommandsOnX11, GrabTypesWhatAnotherClientPutOnTheClipboard) {
+    auto app = startApp(home_, {});
+    putOnClipboard("Got 42\n!");
+    ASSERT_EQ(clipboardText(), "Got 42\n!");
+
+    auto result = tarn({"keys", "{grab}{paste}"});
+    ASSERT_EQ(result.status, 0) << result.err;
+
+    // The line feed is typed as Enter.
+    EXPECT_THAT(received(app, 8),
+                ElementsAre("key G 0x1", "key o 0x0", "key t 0x0", "key space 0x0", "key 4 0x0",
+                            "key 2 0x0", "key Return 0x0", "key exclam 0x1"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+}
+
+// `out=$(tarn keys '{put}')` must come back at once: the owner left serving the clipboard
+// holds none of tarn's descriptors. `timeout` ends a shell left waiting (status 124).
+TEST_F(InputCommandsOnX11, PutIsServedAfterTarnExitedAndTarnReturnsAtOnce) {
+    const std::string script = "out=$(\"$@\"); echo \"status $? [$out]\"";
+    auto result =
+        run({"timeout", "5", "sh", "-c", script, "sh", "env", "HOME=" + home_.path().string(),
+             "XDG_CONFIG_HOME=" + (home_.path() / ".config").string(), TARN_BINARY, "keys",
+             "{insert after from tarn \u2713}{put}"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "status 0 []\n");
+
+    EXPECT_EQ(clipboardText(), "from tarn \u2713");
+    EXPECT_EQ(clipboardText(), "from tarn \u2713");  // still served after a first read
+
+    putOnClipboard("someone else's");
+    EXPECT_EQ(clipboardText(), "someone else's");
+}
+
+// --- move-mouse -----------------------------------------------------------------------------
+
+struct PointerCase {
+    std::vector<std::string> words;
+    platform::Point expected;
+};
+
+// Screens count from the primary (0), then the others from the left; negative numbers count
+// from the end. Home is 10 right and down of the corner; center the middle. A window is
+// taken by its outer frame: 100,100 800x606 (client 798x581 plus openbox's 1,1,20,5).
+const PointerCase kPointerCases[] = {
+    {{"screen", "1", "center"}, {2880, 540}},
+    {{"screen", "1", "home"}, {1930, 10}},
+    {{"screen", "0", "home"}, {10, 10}},
+    {{"screen"}, {960, 540}},
+    {{"screen", "-1", "center"}, {2880, 540}},
+    {{"screen", "3", "home"}, {1930, 10}},
+    {{"app", "home"}, {110, 110}},
+    {{"app", "center"}, {500, 403}},
+    {{}, {500, 403}},
+};
+
+TEST_F(InputCommandsOnX11, MoveMouseToScreensAndTheFocusedWindow) {
+    auto app = startApp(home_, {"--geometry", "798x581+100+100"});
+    ASSERT_EQ(frameOnceAt(app.window(), rect(100, 100, 800, 606)), rect(100, 100, 800, 606));
+    for (const auto& c : kPointerCases) {
+        std::vector<std::string> args{"move-mouse"};
+        args.insert(args.end(), c.words.begin(), c.words.end());
+        SCOPED_TRACE(::testing::PrintToString(args));
+        ASSERT_EQ(run({"xdotool", "mousemove", "1234", "567"}).status, 0);
+        ASSERT_TRUE(eventually([] { return pointerLocation() == platform::Point{1234, 567}; }));
+
+        auto result = tarn(args);
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(pointerLocation(), c.expected);
+    }
+}
+
+// --- A server without XTEST -----------------------------------------------------------------
+
+struct Refusal {
+    std::vector<std::string> args;
+    std::string before;  // what the command says before the instructions
+    std::string after;   // and after the reason
+};
+
+TEST(CommandsWithoutXTest, RefuseWithThePermissionTextTheReasonAndStatusFive) {
+    TempDir home;
+    PrivateServer server({"-tst"});
+    const std::string reason = "Reason: the X server on display " + server.display() +
+                               " lacks the XTEST extension, so no keyboard or mouse events can "
+                               "be made\n";
+    const Refusal refusals[] = {
+        {{"keys", "abc"}, "", "ERROR: Accessibility permission required to send keystrokes\n"},
+        {{"move-app", "right"},
+         "DEBUG: handleMoveApp called with direction: right, fromUserRule: false\n",
+         "ERROR: Accessibility not trusted\n"},
+        {{"move-mouse", "screen", "1"}, "", ""},
+    };
+    for (const auto& refusal : refusals) {
+        SCOPED_TRACE(refusal.args[0]);
+        auto result =
+            runTarn(refusal.args, home.path(), std::nullopt, {"DISPLAY=" + server.display()});
+        EXPECT_EQ(result.status, 5);
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, refusal.before + kPermissionInstructions + reason + refusal.after);
+    }
+    EXPECT_FALSE(std::filesystem::exists(home.path() / ".config" / "Tarn" / "state.json"));
+}
+
+}  // namespace
+}  // namespace tarn::x11test
