@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/command_runner.h"
+#include "tests/support/permission_text.h"
 
 namespace tarn::testing {
 namespace {
@@ -38,14 +39,7 @@ TEST_P(UtilityCommandTest, EndsAndRecordsAsExpected) {
     }
 }
 
-const std::string kPermission =
-    "\n\u26a0\ufe0f  Accessibility permission required!\n"
-    "\nIf the permission dialog did not appear:\n"
-    "1. Open System Settings \u2192 Privacy & Security \u2192 Accessibility\n"
-    "2. Click the lock icon to make changes\n"
-    "3. Click the '+' button and add the Stream Deck plugin's tarn binary\n"
-    "4. Enable the checkbox next to tarn\n"
-    "5. Run this command again\n\n";
+const std::string kPermission = kPermissionInstructions;
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(
