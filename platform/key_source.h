@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarn::platform {
+
+// A chord as the agent's rules store it: a macOS virtual key code and the modifier bits
+// shift 1, control 2, option 4, command 8 (the configuration file is shared with macOS).
+struct Chord {
+    std::int64_t keyCode = 0;
+    std::uint32_t modifiers = 0;
+    friend bool operator==(const Chord&, const Chord&) = default;
+    friend auto operator<=>(const Chord&, const Chord&) = default;
+};
+
+// One key-down of an installed chord, as the key source saw it.
+struct KeyDown {
+    std::int64_t keyCode = 0;  // macOS virtual key code
+    std::uint64_t flags = 0;   // the modifiers held, in the bit values of platform::keyflags
+                               // plus whatever else the platform reports (lock keys, ...)
+    // The marker of the synthetic event that caused it, when it is this process's own.
+    std::optional<std::int64_t> marker;
+};
+
+enum class KeyVerdict { pass, swallow };
+
+// Why a chord is or is not live.
+enum class ChordGrab {
+    grabbed,       // installed: its key-downs reach the callback
+    takenByOther,  // another program holds it ("already taken by another program")
+    noKey,         // the key code has no key on the current keyboard mapping
+};
+
+struct ChordStatus {
+    Chord chord;
+    ChordGrab state = ChordGrab::grabbed;
+};
+
+// A system-wide source of key-downs for a set of chords. It runs on a thread of its own
+// and, for each key-down of an installed chord, calls the callback on that thread and
+// applies the answer before it reads the next event: a swallowed key never reaches the
+// focused window, a passed one does. The callback must return quickly and never block on
+// the action it triggers.
+class KeySource {
+  public:
+    using Callback = std::function<KeyVerdict(const KeyDown&)>;
+    // Called once, on the source's thread, when the source can no longer run (the display
+    // went away); the text says why.
+    using LostCallback = std::function<void(const std::string&)>;
+
+    virtual ~KeySource() = default;
+
+    // Starts the thread with the chords installed so far. False, with the reason in `error`,
+    // when it cannot start; a running source is stopped first (never two at once).
+    virtual bool start(Callback onKeyDown, LostCallback onLost, std::string& error) = 0;
+    // Stops the thread and releases every chord; harmless when not running.
+    virtual void stop() = 0;
+    // Replaces the installed set (any thread; applied by the source's own thread promptly).
+    virtual void setChords(std::vector<Chord> chords) = 0;
+    // The state of every chord of the last set, once the source has applied it.
+    virtual std::vector<ChordStatus> chordStatus() = 0;
+};
+
+}  // namespace tarn::platform
