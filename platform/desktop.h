@@ -31,6 +31,13 @@ class Desktop {
     virtual Sleeper& sleeper() = 0;
     virtual BrowserServices& browsers() = 0;
     virtual ScriptRunner& scripts() = 0;
+
+    // Starts a new operation on a desktop that outlives one (the agent's): what the
+    // backends remember of the last one is dropped.
+    void forgetRemembered() {
+        windowSystem().forget();
+        displays().forget();
+    }
 };
 
 struct DesktopChoice {

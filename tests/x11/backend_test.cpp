@@ -80,6 +80,7 @@ TEST_F(Displays, UnpluggedMonitorDisappears) {
     auto before = displays.activeDisplays();
     ASSERT_EQ(before.size(), 2u);
     ASSERT_EQ(run({"xrandr", "--delmonitor", "RIGHT"}).status, 0);
+    desktop().forgetRemembered();  // a new operation reads the monitors again
 
     EXPECT_THAT(displays.activeDisplays(), ElementsAre(before[0]));
     EXPECT_EQ(displays.bounds(before[1]), Rect{});  // an unknown display has no bounds
@@ -413,6 +414,7 @@ TEST_F(Vanished, WindowClosedBetweenStepsGivesAbsentAnswers) {
     ASSERT_TRUE(windows().position(window));
     app.process.kill();
     ASSERT_TRUE(eventually([&] { return !windowExists(window); }));
+    desktop().forgetRemembered();
 
     EXPECT_EQ(windows().position(window), std::nullopt);
     EXPECT_EQ(windows().size(window), std::nullopt);
@@ -457,6 +459,7 @@ TEST_F(Vanished, ServerGoneMidwayIsReportedAsALostDesktop) {
 
     bool reported = eventually([&] {
         try {
+            desktop().forgetRemembered();
             displays.activeDisplays();
             return false;
         } catch (const platform::DesktopError& error) {
