@@ -26,9 +26,7 @@ std::optional<StoreValue> decodeValue(const Json& value) {
             // A number the decoder can hold exactly as an integer is an integer, whatever
             // wrote it ("5.0" reads as 5).
             double d = value.get<double>();
-            if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
-                return StoreValue{static_cast<std::int64_t>(d)};
-            }
+            if (auto whole = exactInt64(d)) return StoreValue{*whole};
             return StoreValue{d};
         }
         case Json::value_t::string:

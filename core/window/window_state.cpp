@@ -1,10 +1,10 @@
 #include "core/window/window_state.h"
 
-#include <cmath>
 #include <exception>
 #include <limits>
 
 #include "support/app_support.h"
+#include "support/number_text.h"
 #include "support/store.h"
 
 namespace tarn::window {
@@ -45,14 +45,7 @@ std::optional<std::int64_t> readInteger(const Json& object, const char* name) {
         }
         return static_cast<std::int64_t>(value);
     }
-    if (found->is_number_float()) {
-        double value = found->get<double>();
-        if (std::trunc(value) != value || value < -9223372036854775808.0 ||
-            value >= 9223372036854775808.0) {
-            return std::nullopt;
-        }
-        return static_cast<std::int64_t>(value);
-    }
+    if (found->is_number_float()) return support::exactInt64(found->get<double>());
     return std::nullopt;
 }
 
