@@ -57,31 +57,34 @@ std::optional<Store> decodeStore(const Json& document) {
     for (auto it = values->begin(); it != values->end(); ++it) {
         auto value = decodeValue(it.value());
         if (!value) return std::nullopt;
-        store.values[it.key()] = std::move(*value);
+        // The writer sorts the names, so they mostly arrive in the map's own order.
+        store.values.emplace_hint(store.values.end(), it.key(), std::move(*value));
     }
     return store;
 }
 
 Json encodeStore(const Store& store) {
     Json values = Json::object();
+    values.get_ref<Json::object_t&>().reserve(store.values.size());
     for (const auto& [name, value] : store.values) {
         // Named capture: clang before 16 cannot capture a structured binding.
-        std::visit(
-            [&values, &name = name](const auto& v) {
+        Json json = std::visit(
+            [&name = name](const auto& v) -> Json {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, Date>) {
-                    values[name] = iso8601Text(v);
+                    return iso8601Text(v);
                 } else if constexpr (std::is_same_v<T, double>) {
                     if (!std::isfinite(v)) {
                         throw std::domain_error("the value of '" + name +
                                                 "' is a number JSON cannot represent");
                     }
-                    values[name] = v;
+                    return v;
                 } else {
-                    values[name] = v;
+                    return v;
                 }
             },
             value);
+        appendMember(values, name, std::move(json));
     }
     Json document = Json::object();
     document["values"] = std::move(values);
