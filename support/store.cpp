@@ -1,6 +1,8 @@
 #include "support/store.h"
 
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <stdexcept>
 
 #include "support/files.h"
@@ -49,18 +51,22 @@ std::string storeValueText(const StoreValue& value) {
     return std::visit(Visitor{}, value);
 }
 
-std::optional<Store> decodeStore(const Json& document) {
-    if (!document.is_object()) return std::nullopt;
-    auto values = document.find("values");
-    if (values == document.end() || !values->is_object()) return std::nullopt;
+StoreDecoding decodeStore(const Json& document) {
+    auto values = document.is_object() ? document.find("values") : document.end();
+    if (!document.is_object() || values == document.end() || !values->is_object()) {
+        return {std::nullopt, "it holds no \"values\" object"};
+    }
     Store store;
     for (auto it = values->begin(); it != values->end(); ++it) {
         auto value = decodeValue(it.value());
-        if (!value) return std::nullopt;
+        if (!value) {
+            return {std::nullopt, "the value of '" + it.key() + "' is of no supported kind (" +
+                                      it.value().type_name() + ")"};
+        }
         // The writer sorts the names, so they mostly arrive in the map's own order.
         store.values.emplace_hint(store.values.end(), it.key(), std::move(*value));
     }
-    return store;
+    return {std::move(store), {}};
 }
 
 Json encodeStore(const Store& store) {
@@ -96,13 +102,24 @@ LoadedStore loadStore(const std::filesystem::path& path) {
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) return loaded;
     loaded.state = StoreFileState::unreadable;
+    errno = 0;
     auto bytes = readFile(path);
-    if (!bytes) return loaded;
+    if (!bytes) {
+        loaded.problem =
+            errno ? std::string("it cannot be read: ") + std::strerror(errno) : "it cannot be read";
+        return loaded;
+    }
     auto document = parseJson(*bytes);
-    if (!document) return loaded;
-    auto store = decodeStore(*document);
-    if (!store) return loaded;
-    loaded.store = std::move(*store);
+    if (!document) {
+        loaded.problem = "it is not JSON";
+        return loaded;
+    }
+    auto decoded = decodeStore(*document);
+    if (!decoded.store) {
+        loaded.problem = std::move(decoded.problem);
+        return loaded;
+    }
+    loaded.store = std::move(*decoded.store);
     loaded.state = StoreFileState::read;
     return loaded;
 }

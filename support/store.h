@@ -28,9 +28,13 @@ struct Store {
 // the ISO 8601 date.
 std::string storeValueText(const StoreValue& value);
 
-// Decoding: absent when the document is not {"values": {...}} or a value is of no supported
-// kind (null, array, object).
-std::optional<Store> decodeStore(const Json& document);
+struct StoreDecoding {
+    // Absent when the document is not {"values": {...}} or a value is of no supported kind
+    // (null, array, object).
+    std::optional<Store> store;
+    std::string problem;  // why there is no store, in words
+};
+StoreDecoding decodeStore(const Json& document);
 // Throws std::domain_error for a double JSON cannot hold.
 Json encodeStore(const Store& store);
 
@@ -43,9 +47,10 @@ enum class StoreFileState {
 struct LoadedStore {
     Store store;
     StoreFileState state = StoreFileState::missing;
+    std::string problem;  // unreadable: why, in words ("it is not JSON")
 };
 
-// Reads the document; a missing or bad file gives an empty store (and says which).
+// Reads the document; a missing or bad file gives an empty store (and says which and why).
 LoadedStore loadStore(const std::filesystem::path& path);
 
 // Pretty-printed, keys sorted, dates as ISO 8601, written atomically. Returns the reason on

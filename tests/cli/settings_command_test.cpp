@@ -134,13 +134,23 @@ INSTANTIATE_TEST_SUITE_P(
             "NamesAreCaseSensitive", {"settings", "Present"}, "Setting 'Present' not found\n"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(SettingsCommandTest, CorruptFileListsEmptyAndIsLeftAlone) {
-    for (const char* corrupt : {"{not json", R"({"values": {"a": null}})", R"({"values": [1]})",
-                                R"({"other": {}})", ""}) {
+// Listing used to print only "No settings configured." while the user's settings sat in a
+// file it could not parse.
+TEST_F(SettingsCommandTest, UnreadableFileIsNamedOnStandardErrorInsteadOfListingSilently) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"{not json", "it is not JSON"},
+        {"", "it is not JSON"},
+        {R"({"values": {"a": 1, "b": null}})", "the value of 'b' is of no supported kind (null)"},
+        {R"({"values": [1]})", "it holds no \"values\" object"},
+        {R"({"other": {}})", "it holds no \"values\" object"},
+    };
+    const std::string path = (configDir() / "config.json").string();
+    for (const auto& [corrupt, why] : cases) {
         writeConfigFile("config.json", corrupt);
         auto result = run({"settings"});
         EXPECT_EQ(result.status, 0) << corrupt;
         EXPECT_EQ(result.out, "No settings configured.\n") << corrupt;
+        EXPECT_EQ(result.err, "ERROR: Could not read " + path + ": " + why + "\n");
         EXPECT_EQ(settingsFile(), corrupt);
     }
 }

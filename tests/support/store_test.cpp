@@ -24,7 +24,7 @@ class DecodeStoreTest : public ::testing::TestWithParam<DecodeCase> {};
 
 TEST_P(DecodeStoreTest, TriesBoolIntDoubleStringInThatOrder) {
     auto document = Json::parse(std::string(R"({"values": {"v": )") + GetParam().json + "}}");
-    auto store = decodeStore(document);
+    auto store = decodeStore(document).store;
     if (!GetParam().value) {
         EXPECT_FALSE(store);
         return;
@@ -52,9 +52,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(DecodeStoreTest, DocumentMustHoldAValuesObject) {
     for (const char* bad : {R"([])", R"({})", R"({"values": []})", R"({"values": 1})"}) {
-        EXPECT_FALSE(decodeStore(Json::parse(bad))) << bad;
+        EXPECT_FALSE(decodeStore(Json::parse(bad)).store) << bad;
     }
-    EXPECT_TRUE(decodeStore(Json::parse(R"({"values": {}, "extra": 1})")));
+    EXPECT_TRUE(decodeStore(Json::parse(R"({"values": {}, "extra": 1})")).store);
 }
 
 TEST(SaveJsonTest, WritesSortedPrettyTextWithIsoDates) {
