@@ -66,7 +66,12 @@ StoreDecoding decodeStore(const Json& document) {
         // The writer sorts the names, so they mostly arrive in the map's own order.
         store.values.emplace_hint(store.values.end(), it.key(), std::move(*value));
     }
-    return {std::move(store), {}};
+    std::string others;
+    for (auto it = document.begin(); it != document.end(); ++it) {
+        if (it.key() != "values") others += (others.empty() ? "'" : ", '") + it.key() + "'";
+    }
+    if (others.empty()) return {std::move(store), {}};
+    return {std::move(store), "it holds more than \"values\": " + others};
 }
 
 Json encodeStore(const Store& store) {
@@ -115,12 +120,10 @@ LoadedStore loadStore(const std::filesystem::path& path) {
         return loaded;
     }
     auto decoded = decodeStore(*document);
-    if (!decoded.store) {
-        loaded.problem = std::move(decoded.problem);
-        return loaded;
-    }
+    loaded.problem = std::move(decoded.problem);
+    if (!decoded.store) return loaded;
     loaded.store = std::move(*decoded.store);
-    loaded.state = StoreFileState::read;
+    loaded.state = loaded.problem.empty() ? StoreFileState::read : StoreFileState::partlyRead;
     return loaded;
 }
 
@@ -147,11 +150,12 @@ std::optional<std::string> saveJSON(const Store& store, const std::filesystem::p
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
                         const std::filesystem::path& path) {
     StoreSave result;
-    if (loadedFrom.state == StoreFileState::unreadable) {
+    if (loadedFrom.state == StoreFileState::unreadable ||
+        loadedFrom.state == StoreFileState::partlyRead) {
         result.backup = backupFile(path);
         if (!result.backup && readFile(path)) {
             // The file can be read but not copied aside: keep it rather than lose it.
-            result.error = "could not keep a copy of the unreadable file before replacing it";
+            result.error = "could not keep a copy of the file before replacing it";
             return result;
         }
     }

@@ -38,8 +38,8 @@ int save(const support::Store& store, const support::LoadedStore& loaded,
         return 1;
     }
     if (result.backup) {
-        context.err << "Note: the unreadable settings file was kept as " << result.backup->string()
-                    << '\n';
+        context.err << "Note: the settings file as it was (" << loaded.problem << ") is kept as "
+                    << result.backup->string() << '\n';
     }
     return 0;
 }

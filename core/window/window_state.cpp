@@ -178,8 +178,10 @@ bool saveWindowState(const WindowState& state, const std::filesystem::path& stat
     loaded.store.values[stateKey(state.appName)] = std::move(record);
     auto saved = support::saveStoreOver(loaded.store, loaded, stateFile);
     if (saved.backup) {
-        diagnostics << "Note: the unreadable state file was kept as " << saved.backup->string()
-                    << '\n';
+        diagnostics << "Note: the "
+                    << (loaded.state == support::StoreFileState::partlyRead ? "partly read"
+                                                                            : "unreadable")
+                    << " state file was kept as " << saved.backup->string() << '\n';
     }
     if (saved.error) {
         diagnostics << "ERROR: Could not save " << stateFile.string() << ": " << *saved.error

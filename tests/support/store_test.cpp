@@ -97,22 +97,27 @@ TEST(LoadStoreTest, SaysWhetherTheFileWasReadMissingOrUnreadable) {
     EXPECT_TRUE(loaded.store.values.empty());
 }
 
-TEST(SaveStoreOverTest, BacksUpOnlyWhatCouldNotBeRead) {
-    TempDir dir;
-    auto path = dir.path() / "config.json";
-    std::ofstream(path) << R"({"values": {"a": 1}})";
-    auto readWhole = loadStore(path);
-    auto result = saveStoreOver(readWhole.store, readWhole, path);
-    EXPECT_FALSE(result.error);
-    EXPECT_FALSE(result.backup);
-
-    std::ofstream(path) << "{broken";
-    auto unreadable = loadStore(path);
-    result = saveStoreOver(unreadable.store, unreadable, path);
-    EXPECT_FALSE(result.error);
-    ASSERT_TRUE(result.backup);
-    EXPECT_EQ(readFile(*result.backup), "{broken");
-    EXPECT_EQ(readFile(path), "{\n  \"values\" : {\n\n  }\n}");
+// Members other than "values" (a newer version's, a hand-added one) used to vanish with the
+// next write, leaving no copy.
+TEST(SaveStoreOverTest, KeepsACopyOfEveryDocumentNotReadWhole) {
+    const std::pair<const char*, bool> cases[] = {
+        {R"({"values": {"a": 1}})", false},
+        {"{broken", true},
+        {R"({"values": {"a": 1}, "version": 2})", true},
+    };
+    for (const auto& [text, copied] : cases) {
+        TempDir dir;
+        auto path = dir.path() / "config.json";
+        std::ofstream(path) << text;
+        auto loaded = loadStore(path);
+        auto result = saveStoreOver(loaded.store, loaded, path);
+        EXPECT_FALSE(result.error) << text;
+        EXPECT_EQ(result.backup.has_value(), copied) << text;
+        if (result.backup) {
+            EXPECT_EQ(readFile(*result.backup), text);
+        }
+        EXPECT_EQ(loadStore(path).state, StoreFileState::read) << text;
+    }
 }
 
 TEST(StoreValueTextTest, PrintsEachKind) {
