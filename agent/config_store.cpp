@@ -117,6 +117,7 @@ void ConfigStore::settle() {
 
 void ConfigStore::save() {
     std::filesystem::path path = configURL();
+    auto lock = support::FileLock::acquire(path);
     if (unsavedOriginal_ && !keepUnreadFile(path)) return;
     std::string text;
     try {

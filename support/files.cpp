@@ -1,6 +1,7 @@
 #include "support/files.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -107,6 +108,23 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
         ::fsync(dir.get());
     }
     return std::nullopt;
+}
+
+std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
+    std::filesystem::path lockPath = path;
+    lockPath += ".lock";
+    int fd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return std::nullopt;
+    FileLock lock(fd);
+    while (::flock(fd, LOCK_EX) != 0) {
+        if (errno != EINTR) return std::nullopt;
+    }
+    return lock;
+}
+
+FileLock::~FileLock() {
+    // Closing the only descriptor of the lock file releases the lock.
+    if (fd_ >= 0) ::close(fd_);
 }
 
 std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <ostream>
 
+#include "support/files.h"
 #include "support/number_text.h"
 #include "support/store.h"
 #include "support/text.h"
@@ -81,6 +82,7 @@ int handleSettings(const Args& args, CommandContext& context) {
             return 1;
         }
         const std::string& name = args[1];
+        auto lock = support::FileLock::acquire(path);
         auto loaded = load(path, context);
         if (!loaded.store.values.contains(name)) return notFound(name, context);
         loaded.store.values.erase(name);
@@ -97,6 +99,9 @@ int handleSettings(const Args& args, CommandContext& context) {
         return 0;
     }
     const std::string& text = args[1];
+    // Read, change and write under the file's lock, so parallel commands each keep their
+    // change.
+    auto lock = support::FileLock::acquire(path);
     auto loaded = load(path, context);
     loaded.store.values[name] = inferValue(text);
     if (int status = save(loaded.store, loaded, path, context)) return status;

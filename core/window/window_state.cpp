@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "support/app_support.h"
+#include "support/files.h"
 #include "support/number_text.h"
 #include "support/store.h"
 
@@ -174,6 +175,8 @@ bool saveWindowState(const WindowState& state, const std::filesystem::path& stat
                     << e.what() << '\n';
         return false;
     }
+    // Other records may change meanwhile (another tarn, the agent): they stay as written.
+    auto lock = support::FileLock::acquire(stateFile);
     auto loaded = support::loadStore(stateFile);
     loaded.store.values[stateKey(state.appName)] = std::move(record);
     auto saved = support::saveStoreOver(loaded.store, loaded, stateFile);

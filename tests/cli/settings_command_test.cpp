@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <future>
 
 #include "tests/common/command_runner.h"
 
@@ -185,6 +186,23 @@ TEST_F(SettingsCommandTest, UnwritableFolderFailsWithoutClaimingSuccess) {
     auto removal = run({"settings", "--remove", "browser"});
     EXPECT_EQ(removal.status, 1);
     EXPECT_EQ(removal.err, "Setting 'browser' not found\n");
+}
+
+// Every writer used to read, change and write the whole file unlocked: 3 of 50 keys survived.
+TEST_F(SettingsCommandTest, FiftyParallelWritersKeepAllFiftyKeys) {
+    std::vector<std::future<int>> writers;
+    for (int i = 0; i < 50; ++i) {
+        writers.push_back(std::async(std::launch::async, [this, i] {
+            auto name = "key" + std::to_string(i);
+            return run({"settings", name, std::to_string(i)}).status;
+        }));
+    }
+    for (auto& writer : writers) EXPECT_EQ(writer.get(), 0);
+    auto listed = run({"settings"}).out;
+    for (int i = 0; i < 50; ++i) {
+        auto line = "  key" + std::to_string(i) + ": " + std::to_string(i) + "\n";
+        EXPECT_THAT(listed, HasSubstr(line));
+    }
 }
 
 TEST_F(SettingsCommandTest, SettingsWorkWithoutAnyDesktop) {
