@@ -29,4 +29,13 @@ DesktopChoice openDesktop() {
 #endif
 }
 
+std::unique_ptr<BrowserServices> openDisplaylessBrowserServices() {
+    if (const char* sim = std::getenv("TARN_SIM_DESKTOP"); sim && *sim) return nullptr;
+#if defined(__linux__)
+    return xdg::makeBrowserServices();
+#else
+    return nullptr;
+#endif
+}
+
 }  // namespace tarn::platform

@@ -49,4 +49,9 @@ struct DesktopChoice {
 // when it can be had; otherwise no desktop and an error naming what is missing.
 DesktopChoice openDesktop();
 
+// Browser services that need no display: on Linux the default browser lives in XDG files,
+// so a text console or an SSH login has them too. Null where they come only with the
+// desktop (a simulated desktop keeps them in its file; macOS).
+std::unique_ptr<BrowserServices> openDisplaylessBrowserServices();
+
 }  // namespace tarn::platform
