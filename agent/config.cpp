@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "agent/overloaded.h"
-#include "core/support/json_text.h"
+#include "support/json_text.h"
 
 namespace tarn::agent {
 namespace {

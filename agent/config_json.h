@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "agent/config.h"
-#include "core/support/json_text.h"
+#include "support/json_text.h"
 
 namespace tarn::agent {
 

@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "core/support/app_support.h"
-#include "core/support/files.h"
+#include "support/app_support.h"
+#include "support/files.h"
 
 namespace tarn::agent {
 namespace {

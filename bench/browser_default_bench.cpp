@@ -7,7 +7,7 @@
 
 #include <unistd.h>
 
-#include "core/commands/handlers.h"
+#include "core/commands/browser_default.h"
 #include "platform/desktop.h"
 #include "platform/xdg/xdg_desktop.h"
 
@@ -75,7 +75,7 @@ void BM_BrowserDefaultList200Entries(benchmark::State& state) {
     BrowsersOnly desktop(tree.locations());
     for (auto _ : state) {
         std::ostringstream out, err;
-        tarn::commands::CommandContext context(out, err, desktop);
+        tarn::CommandContext context(out, err, desktop);
         if (tarn::commands::handleBrowserDefault({"list"}, context) != 0)
             state.SkipWithError("list failed");
         benchmark::DoNotOptimize(out.str());

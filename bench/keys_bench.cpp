@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 #include "core/keys/escapes.h"
 #include "core/keys/executor.h"
 #include "core/keys/parser.h"
@@ -80,7 +80,7 @@ class DiscardingDesktop final : public platform::Desktop,
 void BM_ExecuteThousandKeys(benchmark::State& state) {
     DiscardingDesktop desktop;
     std::ostringstream out, err;
-    commands::CommandContext context(out, err, desktop);
+    CommandContext context(out, err, desktop);
     std::string buffer;
     auto actions = keys::parseKeysString(std::string(500, 'a') + std::string(500, 'B'));
     for (auto _ : state) {
@@ -93,7 +93,7 @@ BENCHMARK(BM_ExecuteThousandKeys);
 void BM_PasteThousandCharacterBuffer(benchmark::State& state) {
     DiscardingDesktop desktop;
     std::ostringstream out, err;
-    commands::CommandContext context(out, err, desktop);
+    CommandContext context(out, err, desktop);
     std::string buffer;
     while (buffer.size() < 1000) buffer += "line of text\n";
     const std::vector<keys::KeyAction> actions = {keys::PasteBuffer{}};

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "core/support/json_text.h"
-#include "core/support/number_text.h"
-#include "core/support/store.h"
+#include "support/json_text.h"
+#include "support/number_text.h"
+#include "support/store.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 int main(int argc, char** argv) {
     std::vector<std::string> args(argv, argv + argc);
-    tarn::commands::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop);
+    tarn::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop);
     int status = tarn::commands::TarnCLI::main(args, context);
     std::cout.flush();
     return status;

@@ -10,7 +10,7 @@
 
 #include "core/keys/escapes.h"
 #include "core/keys/parser.h"
-#include "core/support/unicode_text.h"
+#include "support/unicode_text.h"
 
 namespace {
 

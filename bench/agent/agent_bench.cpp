@@ -16,7 +16,7 @@
 #include "agent/config_json.h"
 #include "agent/logger.h"
 #include "agent/rule_engine.h"
-#include "core/support/files.h"
+#include "support/files.h"
 
 namespace {
 

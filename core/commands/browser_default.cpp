@@ -4,10 +4,9 @@
 #include <map>
 #include <ostream>
 
-#include "core/commands/handlers.h"
-#include "core/support/json_text.h"
-#include "core/support/number_text.h"
-#include "core/support/text.h"
+#include "support/json_text.h"
+#include "support/number_text.h"
+#include "support/text.h"
 
 namespace tarn::commands {
 namespace {

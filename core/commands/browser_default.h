@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 #include "platform/browser.h"
 
 namespace tarn::commands {
@@ -32,5 +32,8 @@ std::vector<BrowserCandidate> browserCandidates(platform::BrowserServices& servi
 // The candidate with exactly this identifier, at its most usual install location.
 std::optional<BrowserCandidate> findBrowserByBundle(const std::vector<BrowserCandidate>& candidates,
                                                     const std::string& bundleID);
+
+// The browser-default command: list, current, set <name>, toggle.
+int handleBrowserDefault(const Args& args, CommandContext& context);
 
 }  // namespace tarn::commands

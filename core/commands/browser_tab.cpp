@@ -2,10 +2,9 @@
 
 #include <ostream>
 
-#include "core/commands/errors.h"
-#include "core/commands/handlers.h"
-#include "core/support/store.h"
-#include "core/support/text.h"
+#include "core/errors.h"
+#include "support/store.h"
+#include "support/text.h"
 
 namespace tarn::commands {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 
 namespace tarn::commands {
 
@@ -24,5 +24,8 @@ std::string composeBrowserTabScript(const std::string& browser, const std::strin
 int switchOrOpenBrowserTab(const std::string& browser, const std::string& urlPattern,
                            const std::string& titlePattern, const std::string& targetUrl,
                            CommandContext& context);
+
+// The browser-tab command; may throw CommandFailure (status 4).
+int handleBrowserTab(const Args& args, CommandContext& context);
 
 }  // namespace tarn::commands

@@ -4,45 +4,22 @@
 
 #include <ostream>
 
-#include "core/commands/errors.h"
-#include "core/commands/handlers.h"
+#include "core/commands/browser_default.h"
+#include "core/commands/browser_tab.h"
 #include "core/commands/health.h"
 #include "core/commands/help_text.h"
+#include "core/commands/mouse.h"
+#include "core/commands/settings.h"
 #include "core/commands/version.h"
+#include "core/errors.h"
+#include "core/keys/keys_command.h"
+#include "core/window/move_app.h"
 
 namespace tarn::commands {
-
-std::string_view helperErrorName(HelperError error) {
-    switch (error) {
-        case HelperError::invalidCommand:
-            return "invalidCommand";
-        case HelperError::insufficientArguments:
-            return "insufficientArguments";
-    }
-    return "invalidCommand";
-}
-
-CommandFailure::CommandFailure(HelperError error)
-    : std::runtime_error(std::string(helperErrorName(error))) {}
-
-std::string TarnVersion::versionString() {
-    return std::to_string(major) + "." + std::to_string(minor) + "." + std::to_string(patch) + "." +
-           std::to_string(build);
-}
-
-std::string TarnVersion::fullVersionString() {
-    return "tarn v" + versionString() + " (built " + buildDate + ")";
-}
 
 void showUsage(CommandContext& context) {
     context.err << TarnVersion::fullVersionString() + usageText();
     context.err.flush();
-}
-
-int handleHealthcheck(CommandContext& context) {
-    auto verdict = TarnCoreHealth::checkPermissionHealth(context.desktop(), ::getpid());
-    context.out << permissionHealthName(verdict) << '\n';
-    return verdict == PermissionHealth::healthy ? 0 : 1;
 }
 
 namespace {
@@ -66,8 +43,9 @@ int dispatch(const Args& argv, CommandContext& context) {
     const std::string& command = argv[1];
     if (command == "healthcheck") return handleHealthcheck(context);
     if (command == "keys") {
-        return runThrowing(
-            context, [&] { return handleKeys(wordsAfterCommand(argv), std::nullopt, context); });
+        return runThrowing(context, [&] {
+            return keys::handleKeys(wordsAfterCommand(argv), std::nullopt, context);
+        });
     }
     if (command == "browser-tab") {
         return runThrowing(context,
@@ -81,7 +59,7 @@ int dispatch(const Args& argv, CommandContext& context) {
             context.err << "Usage: tarn move-app <left|right|up|down>\n";
             return 1;
         }
-        return runMoveAppCommand(argv[2], context);
+        return window::runMoveAppCommand(argv[2], context);
     }
     if (command == "version" || command == "--version" || command == "-v") {
         context.out << TarnVersion::fullVersionString() << '\n';

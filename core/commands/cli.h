@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/commands/context.h"
+#include "core/context.h"
 
 namespace tarn::commands {
 

@@ -1,5 +1,9 @@
 #include "core/commands/health.h"
 
+#include <unistd.h>
+
+#include <ostream>
+
 namespace tarn::commands {
 
 std::string_view permissionHealthName(PermissionHealth health) {
@@ -34,6 +38,12 @@ PermissionHealth TarnCoreHealth::checkPermissionHealth(platform::Desktop& deskto
         return PermissionHealth::cannotMoveMouse;
     }
     return PermissionHealth::healthy;
+}
+
+int handleHealthcheck(CommandContext& context) {
+    auto verdict = TarnCoreHealth::checkPermissionHealth(context.desktop(), ::getpid());
+    context.out << permissionHealthName(verdict) << '\n';
+    return verdict == PermissionHealth::healthy ? 0 : 1;
 }
 
 }  // namespace tarn::commands

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "core/context.h"
 #include "platform/desktop.h"
 
 namespace tarn::commands {
@@ -16,5 +17,8 @@ std::string_view permissionHealthName(PermissionHealth health);
 namespace TarnCoreHealth {
 PermissionHealth checkPermissionHealth(platform::Desktop& desktop, platform::Pid ownPid);
 }
+
+// The healthcheck command: prints the verdict; 0 when healthy, else 1.
+int handleHealthcheck(CommandContext& context);
 
 }  // namespace tarn::commands

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <ostream>
 
-#include "core/commands/handlers.h"
-#include "core/keys/accessibility.h"
-#include "core/support/number_text.h"
+#include "core/permission.h"
+#include "support/number_text.h"
 
 namespace tarn::commands {
 namespace {
@@ -87,7 +86,7 @@ void moveMouseToScreen(std::int64_t screenNumber, bool toHome, CommandContext& c
 }
 
 int moveMouse(const Args& args, CommandContext& context) {
-    if (!keys::ensureAccessibilityTrusted(context)) return 5;
+    if (!ensureAccessibilityTrusted(context)) return 5;
     Args words = args;
     bool toHome = false;
     if (!words.empty() && (words.back() == "home" || words.back() == "center")) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 #include "platform/displays.h"
 
 namespace tarn::commands {
@@ -20,5 +20,8 @@ void moveMouseToScreen(std::int64_t screenNumber, bool toHome, CommandContext& c
 // The main display, then every other active display from left to right (displays with the
 // same left edge keep the order the desktop lists them in).
 std::vector<platform::DisplayId> screensFromLeft(platform::Displays& displays);
+
+// The move-mouse command.
+int moveMouse(const Args& args, CommandContext& context);
 
 }  // namespace tarn::commands

@@ -1,10 +1,11 @@
+#include "core/commands/settings.h"
+
 #include <cmath>
 #include <ostream>
 
-#include "core/commands/handlers.h"
-#include "core/support/number_text.h"
-#include "core/support/text.h"
-#include "core/support/store.h"
+#include "support/number_text.h"
+#include "support/store.h"
+#include "support/text.h"
 
 namespace tarn::commands {
 namespace {

@@ -1,7 +1,7 @@
 #include "core/keys/escapes.h"
 
 #include "core/keys/key_tables.h"
-#include "core/support/unicode_text.h"
+#include "support/unicode_text.h"
 
 namespace tarn::keys {
 namespace {

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <ostream>
 
-#include "core/keys/accessibility.h"
-#include "core/support/unicode_text.h"
+#include "core/permission.h"
+#include "support/unicode_text.h"
 
 namespace tarn::keys {
 namespace {
@@ -16,8 +16,7 @@ constexpr std::uint32_t kGrabMicroseconds = 100000;
 
 class Runner {
   public:
-    Runner(std::optional<std::int64_t> marker, commands::CommandContext& context,
-           std::string& buffer)
+    Runner(std::optional<std::int64_t> marker, CommandContext& context, std::string& buffer)
         : marker_(marker),
           context_(context),
           keyboard_(context.desktop().keyboard()),
@@ -104,7 +103,7 @@ class Runner {
     }
 
     std::optional<std::int64_t> marker_;
-    commands::CommandContext& context_;
+    CommandContext& context_;
     platform::KeyboardOutput& keyboard_;
     platform::Clipboard& clipboard_;
     platform::Sleeper& sleeper_;
@@ -121,8 +120,8 @@ std::string& keysBuffer() {
 }
 
 KeysRunResult executeKeysActions(const std::vector<KeyAction>& actions,
-                                 std::optional<std::int64_t> marker,
-                                 commands::CommandContext& context, std::string& buffer) {
+                                 std::optional<std::int64_t> marker, CommandContext& context,
+                                 std::string& buffer) {
     return Runner(marker, context, buffer).run(actions);
 }
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 #include "core/keys/parser.h"
 
 namespace tarn::keys {
@@ -26,8 +26,7 @@ enum class KeysRunResult { completed, permissionMissing };
 // again for each pasted buffer; without it nothing more happens and the result says so.
 // A pasted buffer that does not parse is reported on standard error and skipped.
 KeysRunResult executeKeysActions(const std::vector<KeyAction>& actions,
-                                 std::optional<std::int64_t> marker,
-                                 commands::CommandContext& context,
+                                 std::optional<std::int64_t> marker, CommandContext& context,
                                  std::string& buffer = keysBuffer());
 
 }  // namespace tarn::keys

@@ -2,12 +2,11 @@
 
 #include <ostream>
 
-#include "core/commands/errors.h"
-#include "core/commands/handlers.h"
-#include "core/keys/accessibility.h"
+#include "core/errors.h"
 #include "core/keys/executor.h"
 #include "core/keys/parser.h"
-#include "core/support/unicode_text.h"
+#include "core/permission.h"
+#include "support/unicode_text.h"
 
 namespace tarn::keys {
 namespace {
@@ -35,10 +34,9 @@ int reportParseError(const KeysParseError& error, std::ostream& err) {
 
 }  // namespace
 
-int handleKeys(const commands::Args& args, std::optional<std::int64_t> marker,
-               commands::CommandContext& context) {
+int handleKeys(const Args& args, std::optional<std::int64_t> marker, CommandContext& context) {
     if (args.empty()) {
-        throw commands::CommandFailure(commands::HelperError::insufficientArguments);
+        throw CommandFailure(HelperError::insufficientArguments);
     }
     if (!ensureAccessibilityTrusted(context)) {
         context.err << "ERROR: Accessibility permission required to send keystrokes\n";
@@ -56,11 +54,3 @@ int handleKeys(const commands::Args& args, std::optional<std::int64_t> marker,
 }
 
 }  // namespace tarn::keys
-
-namespace tarn::commands {
-
-int handleKeys(const Args& args, std::optional<std::int64_t> marker, CommandContext& context) {
-    return keys::handleKeys(args, marker, context);
-}
-
-}  // namespace tarn::commands

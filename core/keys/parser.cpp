@@ -3,9 +3,9 @@
 #include <cstdio>
 
 #include "core/keys/escapes.h"
-#include "core/support/number_text.h"
-#include "core/support/unicode_text.h"
 #include "platform/input.h"
+#include "support/number_text.h"
+#include "support/unicode_text.h"
 
 namespace tarn::keys {
 namespace {

@@ -5,8 +5,8 @@
 #include <limits>
 #include <string>
 
-#include "core/support/number_text.h"
 #include "core/window/screens.h"
+#include "support/number_text.h"
 
 namespace tarn::window {
 namespace {

@@ -3,12 +3,11 @@
 #include <cmath>
 #include <ostream>
 
-#include "core/commands/handlers.h"
-#include "core/keys/accessibility.h"
-#include "core/support/number_text.h"
+#include "core/permission.h"
 #include "core/window/cycle.h"
 #include "core/window/screens.h"
 #include "core/window/windows.h"
+#include "support/number_text.h"
 
 namespace tarn::window {
 namespace {
@@ -20,6 +19,10 @@ constexpr double kManualMoveThreshold = 10;
 constexpr std::uint32_t kRestoreSettleMicroseconds = 200000;
 constexpr std::size_t kPlacedSavedLocations = 3;
 constexpr std::int64_t kFirstSavedState = 4;
+
+bool isHorizontal(std::optional<MoveDirection> direction) {
+    return direction == MoveDirection::left || direction == MoveDirection::right;
+}
 
 const char* boolText(bool value) {
     return value ? "true" : "false";
@@ -37,15 +40,15 @@ double frameDifference(const Rect& a, const WindowState::WindowFrame& b) {
 
 // What the user did by hand since the last press decides where home is now.
 void reconcileManualMove(WindowState& state, const Rect& frame, std::int64_t screenIndex,
-                         const std::string& direction, std::ostream& err) {
+                         std::optional<MoveDirection> direction, std::ostream& err) {
     double difference = frameDifference(frame, state.currentFrame);
     err << "DEBUG: Frame difference: " << doubleText(difference) << '\n';
     if (!(difference > kManualMoveThreshold)) return;
-    if (direction == "left" || direction == "right") {
+    if (isHorizontal(direction)) {
         err << "DEBUG: User manually moved window, resetting initial state\n";
         state.initialFrame = WindowState::WindowFrame::of(frame, screenIndex);
         state.horizontalState = 0;
-    } else if (direction == "up" || direction == "down") {
+    } else if (direction) {
         if (frame.width * frame.height < state.initialFrame.width * state.initialFrame.height) {
             err << "DEBUG: Current window smaller than stored, updating initial frame\n";
             state.initialFrame = WindowState::WindowFrame::of(frame, screenIndex);
@@ -86,13 +89,24 @@ int saveAndReport(const WindowState& state, const std::filesystem::path& stateFi
 
 }  // namespace
 
-int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocation>& savedLocations,
-                  const StateFilters& stateFilters, bool fromUserRule,
-                  commands::CommandContext& context) {
+std::optional<MoveDirection> parseMoveDirection(std::string_view word) {
+    if (word == "left") return MoveDirection::left;
+    if (word == "right") return MoveDirection::right;
+    if (word == "up") return MoveDirection::up;
+    if (word == "down") return MoveDirection::down;
+    return std::nullopt;
+}
+
+int handleMoveApp(const std::string& directionWord,
+                  const std::vector<MoveAppLocation>& savedLocations,
+                  const StateFilters& stateFilters, bool fromUserRule, CommandContext& context) {
+    // The word is read once here. An unknown one still runs the steps that print and load,
+    // and fails where the move would be chosen, so its transcript matches a known word's.
+    const std::optional<MoveDirection> direction = parseMoveDirection(directionWord);
     std::ostream& err = context.err;
-    err << "DEBUG: handleMoveApp called with direction: " << direction
+    err << "DEBUG: handleMoveApp called with direction: " << directionWord
         << ", fromUserRule: " << boolText(fromUserRule) << '\n';
-    if (!keys::ensureAccessibilityTrusted(context)) {
+    if (!ensureAccessibilityTrusted(context)) {
         err << "ERROR: Accessibility not trusted\n";
         return 5;
     }
@@ -106,8 +120,8 @@ int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocatio
     if (!fromUserRule) {
         std::optional<std::string> bundleID;
         if (frontmost) bundleID = frontmost->app.bundleID;
-        if (auto found = checkTarnOverride(direction, bundleID, err)) {
-            err << "DEBUG: Applying Wendle override for direction '" << direction << "'\n";
+        if (auto found = checkTarnOverride(directionWord, bundleID, err)) {
+            err << "DEBUG: Applying Wendle override for direction '" << directionWord << "'\n";
             locations = std::move(found->savedLocations);
             filters = found->stateFilters;
         }
@@ -137,7 +151,7 @@ int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocatio
         appName = minimized->appName;
         wasMinimized = true;
         err << "DEBUG: Found minimized window for: " << appName << '\n';
-        if (direction == "down") {
+        if (direction == MoveDirection::down) {
             handleMinimizedWindowRestore(windows, desktop.sleeper(), stateFile, appName, window,
                                          err);
             return 0;
@@ -175,20 +189,20 @@ int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocatio
         state.currentFrame = state.initialFrame;
     }
 
-    if (direction == "left" || direction == "right") {
+    if (isHorizontal(direction)) {
         adoptSavedLocations(state, locations, filters, displays, err);
     }
 
     Rect target;
-    if (direction == "right") {
+    if (direction == MoveDirection::right) {
         target = handleRightDirection(state, *frame, screenIndex, screenIndex == 0, filters,
                                       displays, err);
-    } else if (direction == "left") {
+    } else if (direction == MoveDirection::left) {
         target = handleLeftDirection(state, *frame, screenIndex, screenIndex == 0, filters,
                                      displays, err);
-    } else if (direction == "up") {
+    } else if (direction == MoveDirection::up) {
         target = handleUpDirection(state, *frame, usableScreenRect(displays, screenIndex), err);
-    } else if (direction == "down") {
+    } else if (direction == MoveDirection::down) {
         if (isWindowMinimized(windows, window)) {
             err << "DEBUG: Restoring window from minimized\n";
             windows.setMinimized(window, false);
@@ -200,7 +214,7 @@ int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocatio
         }
         return saveAndReport(state, stateFile, err);
     } else {
-        err << "Invalid direction: " << direction << '\n';
+        err << "Invalid direction: " << directionWord << '\n';
         return 1;
     }
 
@@ -212,12 +226,8 @@ int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocatio
     return saveAndReport(state, stateFile, err);
 }
 
-}  // namespace tarn::window
-
-namespace tarn::commands {
-
 int runMoveAppCommand(const std::string& direction, CommandContext& context) {
-    return window::handleMoveApp(direction, {}, window::StateFilters{}, false, context);
+    return handleMoveApp(direction, {}, StateFilters{}, false, context);
 }
 
-}  // namespace tarn::commands
+}  // namespace tarn::window

@@ -1,13 +1,20 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-#include "core/commands/context.h"
+#include "core/context.h"
 #include "core/window/override_lookup.h"
 #include "core/window/window_state.h"
 
 namespace tarn::window {
+
+enum class MoveDirection { left, right, up, down };
+
+// "left", "right", "up", "down" exactly (letter case counts); anything else is absent.
+std::optional<MoveDirection> parseMoveDirection(std::string_view word);
 
 // One press of a move-app key: moves, resizes, minimises or restores the focused window of
 // the frontmost application in a direction ("left", "right", "up", "down") and remembers
@@ -16,7 +23,9 @@ namespace tarn::window {
 // frame, bad direction or unsaved state; 5 no permission) instead of ending the process, so
 // the agent can host it.
 int handleMoveApp(const std::string& direction, const std::vector<MoveAppLocation>& savedLocations,
-                  const StateFilters& stateFilters, bool fromUserRule,
-                  commands::CommandContext& context);
+                  const StateFilters& stateFilters, bool fromUserRule, CommandContext& context);
+
+// The command line's move-app: no saved locations, every state filter on, not a user rule.
+int runMoveAppCommand(const std::string& direction, CommandContext& context);
 
 }  // namespace tarn::window

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "core/support/app_support.h"
-#include "core/support/files.h"
+#include "support/app_support.h"
+#include "support/files.h"
 
 namespace tarn::window {
 namespace {

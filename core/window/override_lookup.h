@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "core/support/json_text.h"
 #include "core/window/window_state.h"
+#include "support/json_text.h"
 
 namespace tarn::window {
 

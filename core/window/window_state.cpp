@@ -4,8 +4,8 @@
 #include <exception>
 #include <limits>
 
-#include "core/support/app_support.h"
-#include "core/support/store.h"
+#include "support/app_support.h"
+#include "support/store.h"
 
 namespace tarn::window {
 namespace {

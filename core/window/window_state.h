@@ -9,9 +9,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/support/json_text.h"
 #include "platform/displays.h"
 #include "platform/geometry.h"
+#include "support/json_text.h"
 
 namespace tarn::window {
 

@@ -1,7 +1,7 @@
 #include "core/window/windows.h"
 
-#include "core/support/store.h"
 #include "core/window/window_state.h"
+#include "support/store.h"
 
 namespace tarn::window {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <thread>
 
-#include "core/support/files.h"
-#include "core/support/json_text.h"
+#include "support/files.h"
+#include "support/json_text.h"
 
 namespace tarn::platform::sim {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <system_error>
 
-#include "core/support/app_support.h"
-#include "core/support/files.h"
+#include "support/app_support.h"
+#include "support/files.h"
 #include "platform/xdg/key_file.h"
 
 namespace tarn::platform::xdg {

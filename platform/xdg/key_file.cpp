@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "core/support/text.h"
+#include "support/text.h"
 
 namespace tarn::platform::xdg {
 namespace {

@@ -3,12 +3,13 @@
 #include <optional>
 #include <set>
 
-#include "core/support/app_support.h"
-#include "core/support/files.h"
-#include "core/support/text.h"
+#include "platform/xdg/base_dirs.h"
 #include "platform/xdg/key_file.h"
 #include "platform/xdg/mimeapps.h"
 #include "platform/xdg/xdg_desktop.h"
+#include "support/app_support.h"
+#include "support/files.h"
+#include "support/text.h"
 
 namespace tarn::platform::xdg {
 namespace fs = std::filesystem;
@@ -16,9 +17,9 @@ namespace fs = std::filesystem;
 Locations Locations::fromEnvironment() {
     Locations locations;
     locations.configHome = support::xdgConfigHome().value_or(fs::path());
-    locations.configDirs = support::xdgConfigDirs();
-    locations.dataHome = support::xdgDataHome().value_or(fs::path());
-    locations.dataDirs = support::xdgDataDirs();
+    locations.configDirs = xdg::configDirs();
+    locations.dataHome = xdg::dataHome().value_or(fs::path());
+    locations.dataDirs = xdg::dataDirs();
     if (const char* current = std::getenv("XDG_CURRENT_DESKTOP")) {
         for (auto name : support::splitText(current, ":")) {
             if (!name.empty()) locations.desktops.push_back(support::asciiLowercase(name));

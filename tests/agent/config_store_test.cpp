@@ -6,9 +6,9 @@
 #include <fstream>
 #include <limits>
 
-#include "core/support/files.h"
+#include "support/files.h"
 #include "tests/agent/manual_scheduler.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
 namespace {

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tests/support/command_runner.h"
-#include "tests/support/permission_text.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/permission_text.h"
 
 namespace tarn::testing {
 namespace {

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/support/json_text.h"
-#include "tests/support/command_runner.h"
+#include "support/json_text.h"
+#include "tests/common/command_runner.h"
 
 namespace tarn::testing {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "tests/support/command_runner.h"
+#include "tests/common/command_runner.h"
 
 namespace tarn::testing {
 namespace {

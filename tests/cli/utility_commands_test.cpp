@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/command_runner.h"
-#include "tests/support/permission_text.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/permission_text.h"
 
 namespace tarn::testing {
 namespace {

@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "platform/x11/app_events.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

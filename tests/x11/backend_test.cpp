@@ -11,7 +11,7 @@
 
 #include "platform/desktop.h"
 #include "platform/x11/x11_desktop.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

@@ -4,8 +4,8 @@
 #include <fstream>
 
 #include "platform/desktop.h"
-#include "tests/support/command_runner.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

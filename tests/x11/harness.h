@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "platform/desktop.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::x11test {
 

@@ -5,9 +5,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/command_runner.h"
-#include "tests/support/permission_text.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/permission_text.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

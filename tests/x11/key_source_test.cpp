@@ -10,7 +10,7 @@
 
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

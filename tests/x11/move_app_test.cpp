@@ -4,10 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/support/files.h"
-#include "core/support/json_text.h"
-#include "tests/support/command_runner.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "support/json_text.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {

@@ -3,8 +3,7 @@
 #include <sstream>
 
 #include "core/commands/browser_default.h"
-#include "core/commands/handlers.h"
-#include "tests/support/fake_desktop.h"
+#include "tests/common/fake_desktop.h"
 
 namespace tarn::commands {
 namespace {

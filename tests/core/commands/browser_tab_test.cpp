@@ -3,11 +3,10 @@
 #include <sstream>
 
 #include "core/commands/browser_tab.h"
-#include "core/commands/errors.h"
-#include "core/commands/handlers.h"
-#include "core/support/store.h"
-#include "tests/support/fake_desktop.h"
-#include "tests/support/temp_dir.h"
+#include "core/errors.h"
+#include "support/store.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::commands {
 namespace {

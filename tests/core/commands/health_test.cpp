@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "core/commands/cli.h"
-#include "tests/support/fake_desktop.h"
+#include "tests/common/fake_desktop.h"
 
 namespace tarn::commands {
 namespace {

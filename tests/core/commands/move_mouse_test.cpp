@@ -2,9 +2,8 @@
 
 #include <sstream>
 
-#include "core/commands/handlers.h"
 #include "core/commands/mouse.h"
-#include "tests/support/fake_desktop.h"
+#include "tests/common/fake_desktop.h"
 
 namespace tarn::commands {
 namespace {

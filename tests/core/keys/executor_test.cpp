@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "tests/support/fake_desktop.h"
+#include "tests/common/fake_desktop.h"
 
 namespace tarn::keys {
 namespace {
@@ -43,7 +43,7 @@ class ExecuteKeysActionsTest : public ::testing::Test {
 
     testing::FakeDesktop desktop;
     std::ostringstream out, err;
-    commands::CommandContext context{out, err, desktop};
+    CommandContext context{out, err, desktop};
     std::string buffer;
 };
 
@@ -188,7 +188,7 @@ class WithdrawingDesktop final : public platform::Desktop, public platform::Keyb
 TEST(ExecuteKeysActionsPermissionTest, LossBeforeAPastedBufferEndsTheWholeRun) {
     WithdrawingDesktop desktop;
     std::ostringstream out, err;
-    commands::CommandContext context(out, err, desktop);
+    CommandContext context(out, err, desktop);
     std::string buffer = "b";
     EXPECT_EQ(
         executeKeysActions({TypeKey{0, 0}, PasteBuffer{}, TypeKey{8, 0}}, {}, context, buffer),
@@ -199,7 +199,7 @@ TEST(ExecuteKeysActionsPermissionTest, LossBeforeAPastedBufferEndsTheWholeRun) {
 TEST(KeysBufferTest, LastsFromOneRunToTheNext) {
     testing::FakeDesktop desktop;
     std::ostringstream out, err;
-    commands::CommandContext context(out, err, desktop);
+    CommandContext context(out, err, desktop);
     keysBuffer().clear();
     executeKeysActions({InsertAfter{"one "}}, {}, context);
     executeKeysActions({InsertAfter{"two"}}, {}, context);

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "core/window/screens.h"
-#include "tests/support/fake_desktop.h"
-#include "tests/support/rect_assert.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/rect_assert.h"
 
 namespace tarn::window {
 

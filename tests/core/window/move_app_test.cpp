@@ -5,8 +5,8 @@
 
 #include <sstream>
 
-#include "tests/support/fake_desktop.h"
-#include "tests/support/temp_dir.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::window {
 namespace {
@@ -26,7 +26,7 @@ class HandleMoveAppTest : public ::testing::Test {
     int press(const std::string& direction, const std::vector<MoveAppLocation>& locations,
               bool fromUserRule = true) {
         err_.str("");
-        commands::CommandContext context(out_, err_, desktop_);
+        CommandContext context(out_, err_, desktop_);
         return handleMoveApp(direction, locations, StateFilters{}, fromUserRule, context);
     }
     std::string err() const { return err_.str(); }

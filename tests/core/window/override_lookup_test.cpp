@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "tests/support/temp_dir.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::window {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/fake_desktop.h"
-#include "tests/support/rect_assert.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/rect_assert.h"
 
 namespace tarn::window {
 namespace {

@@ -6,8 +6,8 @@
 #include <sstream>
 #include <string>
 
-#include "core/support/files.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::window {
 namespace {

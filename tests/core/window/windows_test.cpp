@@ -5,10 +5,10 @@
 #include <sstream>
 #include <string>
 
-#include "core/support/files.h"
-#include "tests/support/fake_desktop.h"
-#include "tests/support/rect_assert.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/rect_assert.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::window {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "core/support/files.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::platform::sim {
 namespace {

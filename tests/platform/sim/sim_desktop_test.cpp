@@ -3,9 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "core/support/files.h"
-#include "core/support/json_text.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "support/json_text.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::platform::sim {
 namespace {

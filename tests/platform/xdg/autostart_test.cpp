@@ -3,9 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "core/support/files.h"
-#include "tests/support/command_runner.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "tests/common/command_runner.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::platform::xdg {
 namespace {

@@ -4,11 +4,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/commands/handlers.h"
-#include "core/support/files.h"
+#include "core/commands/browser_default.h"
 #include "platform/xdg/xdg_desktop.h"
-#include "tests/support/fake_desktop.h"
-#include "tests/support/temp_dir.h"
+#include "support/files.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::platform::xdg {
 namespace {
@@ -84,10 +84,10 @@ class XdgTreeTest : public ::testing::Test {
                 .desktops = {}};
     }
 
-    std::tuple<int, std::string, std::string> command(const commands::Args& args) {
+    std::tuple<int, std::string, std::string> command(const Args& args) {
         XdgDesktop desktop(locations());
         std::ostringstream out, err;
-        commands::CommandContext context(out, err, desktop);
+        CommandContext context(out, err, desktop);
         int status = commands::handleBrowserDefault(args, context);
         return {status, out.str(), err.str()};
     }
@@ -194,7 +194,7 @@ TEST_F(XdgTreeTest, SetWritesTheUserListAndXdgMimeAgrees) {
 
 TEST_F(XdgTreeTest, ToggleGoesBackAndForth) {
     using Result = std::tuple<int, std::string, std::string>;
-    const commands::Args toggle{"toggle", "--a", "chromium.desktop", "--b", "zen.desktop"};
+    const Args toggle{"toggle", "--a", "chromium.desktop", "--b", "zen.desktop"};
     EXPECT_EQ(command(toggle), Result(0, "{\"bundleID\":\"zen.desktop\",\"name\":\"zen\"}\n", ""));
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/http"), "zen.desktop\n");
     EXPECT_EQ(command(toggle),

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "platform/desktop.h"
+
+namespace tarn {
+
+using Args = std::vector<std::string>;
+
+// What a command handler is given: its two output streams, the desktop (opened on first
+// use, so commands that never touch it work without one) and the folder of its files.
+// Handlers return their exit status instead of ending the process, so the agent can host
+// them and keep running.
+class CommandContext {
+  public:
+    using DesktopOpener = std::function<platform::DesktopChoice()>;
+
+    CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop);
+    // For tests and the agent: a desktop that is already open and owned elsewhere.
+    CommandContext(std::ostream& out, std::ostream& err, platform::Desktop& desktop);
+
+    std::ostream& out;
+    std::ostream& err;
+
+    // The desktop; throws platform::DesktopError naming what is missing when there is none.
+    platform::Desktop& desktop();
+
+    // The Application Support folder "Tarn", created when missing.
+    std::filesystem::path appSupportDir() const;
+
+  private:
+    DesktopOpener open_;
+    std::unique_ptr<platform::Desktop> owned_;
+    platform::Desktop* desktop_ = nullptr;
+};
+
+}  // namespace tarn

@@ -1,0 +1,112 @@
+#include "support/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "support/time_text.h"
+
+namespace tarn::support {
+namespace {
+
+class FileDescriptor {
+  public:
+    explicit FileDescriptor(int fd) : fd_(fd) {}
+    FileDescriptor(const FileDescriptor&) = delete;
+    FileDescriptor& operator=(const FileDescriptor&) = delete;
+    ~FileDescriptor() { close(); }
+    int get() const { return fd_; }
+    // Closing reports errors that a write may only show at this point (NFS, quotas).
+    bool close() {
+        if (fd_ < 0) return true;
+        int result = ::close(fd_);
+        fd_ = -1;
+        return result == 0;
+    }
+
+  private:
+    int fd_;
+};
+
+std::string errnoText() {
+    return std::strerror(errno);
+}
+
+bool writeAll(int fd, const std::string& bytes) {
+    const char* data = bytes.data();
+    std::size_t left = bytes.size();
+    while (left > 0) {
+        ssize_t written = ::write(fd, data, left);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        left -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+}  // namespace
+
+std::optional<std::string> readFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return std::nullopt;
+    std::ostringstream content;
+    content << in.rdbuf();
+    if (in.bad()) return std::nullopt;
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) return std::nullopt;
+    return content.str();
+}
+
+std::optional<std::string> writeFileAtomically(const std::filesystem::path& path,
+                                               const std::string& bytes) {
+    std::filesystem::path directory = path.parent_path();
+    if (directory.empty()) directory = ".";
+    std::string pattern = (directory / ("." + path.filename().string() + ".tmp-XXXXXX")).string();
+    int fd = ::mkstemp(pattern.data());
+    if (fd < 0) return errnoText();
+    FileDescriptor file(fd);
+    auto fail = [&](std::string reason) -> std::optional<std::string> {
+        file.close();
+        ::unlink(pattern.c_str());
+        return reason;
+    };
+    // mkstemp creates the file 0600; a settings file is as readable as any other file.
+    mode_t mask = ::umask(0);
+    ::umask(mask);
+    ::fchmod(file.get(), 0666 & ~mask);
+    if (!writeAll(file.get(), bytes)) return fail(errnoText());
+    if (::fsync(file.get()) != 0) return fail(errnoText());
+    if (!file.close()) return fail(errnoText());
+    if (::rename(pattern.c_str(), path.c_str()) != 0) return fail(errnoText());
+    // Make the rename itself durable.
+    int dirFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY);
+    if (dirFd >= 0) {
+        FileDescriptor dir(dirFd);
+        ::fsync(dir.get());
+    }
+    return std::nullopt;
+}
+
+std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path) {
+    auto content = readFile(path);
+    if (!content) return std::nullopt;
+    std::filesystem::path backup = path;
+    backup += ".bak-" + fileNameTimestamp();
+    // Two backups in the same second keep both.
+    for (int n = 2; std::filesystem::exists(backup); ++n) {
+        backup = path;
+        backup += ".bak-" + fileNameTimestamp() + "-" + std::to_string(n);
+    }
+    if (writeFileAtomically(backup, *content)) return std::nullopt;
+    return backup;
+}
+
+}  // namespace tarn::support

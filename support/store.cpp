@@ -1,0 +1,144 @@
+#include "support/store.h"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "support/files.h"
+#include "support/number_text.h"
+
+namespace tarn::support {
+namespace {
+
+std::optional<StoreValue> decodeValue(const Json& value) {
+    switch (value.type()) {
+        case Json::value_t::boolean:
+            return StoreValue{value.get<bool>()};
+        case Json::value_t::number_integer:
+            return StoreValue{value.get<std::int64_t>()};
+        case Json::value_t::number_unsigned: {
+            auto u = value.get<std::uint64_t>();
+            if (u <= static_cast<std::uint64_t>(INT64_MAX)) {
+                return StoreValue{static_cast<std::int64_t>(u)};
+            }
+            return StoreValue{static_cast<double>(u)};
+        }
+        case Json::value_t::number_float: {
+            // A number the decoder can hold exactly as an integer is an integer, whatever
+            // wrote it ("5.0" reads as 5).
+            double d = value.get<double>();
+            if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
+                return StoreValue{static_cast<std::int64_t>(d)};
+            }
+            return StoreValue{d};
+        }
+        case Json::value_t::string:
+            return StoreValue{value.get<std::string>()};
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+std::string storeValueText(const StoreValue& value) {
+    struct Visitor {
+        std::string operator()(bool b) const { return b ? "true" : "false"; }
+        std::string operator()(std::int64_t i) const { return std::to_string(i); }
+        std::string operator()(double d) const { return doubleText(d); }
+        std::string operator()(const std::string& s) const { return s; }
+        std::string operator()(Date d) const { return iso8601Text(d); }
+    };
+    return std::visit(Visitor{}, value);
+}
+
+std::optional<Store> decodeStore(const Json& document) {
+    if (!document.is_object()) return std::nullopt;
+    auto values = document.find("values");
+    if (values == document.end() || !values->is_object()) return std::nullopt;
+    Store store;
+    for (auto it = values->begin(); it != values->end(); ++it) {
+        auto value = decodeValue(it.value());
+        if (!value) return std::nullopt;
+        store.values[it.key()] = std::move(*value);
+    }
+    return store;
+}
+
+Json encodeStore(const Store& store) {
+    Json values = Json::object();
+    for (const auto& [name, value] : store.values) {
+        // Named capture: clang before 16 cannot capture a structured binding.
+        std::visit(
+            [&values, &name = name](const auto& v) {
+                using T = std::decay_t<decltype(v)>;
+                if constexpr (std::is_same_v<T, Date>) {
+                    values[name] = iso8601Text(v);
+                } else if constexpr (std::is_same_v<T, double>) {
+                    if (!std::isfinite(v)) {
+                        throw std::domain_error("the value of '" + name +
+                                                "' is a number JSON cannot represent");
+                    }
+                    values[name] = v;
+                } else {
+                    values[name] = v;
+                }
+            },
+            value);
+    }
+    Json document = Json::object();
+    document["values"] = std::move(values);
+    return document;
+}
+
+LoadedStore loadStore(const std::filesystem::path& path) {
+    LoadedStore loaded;
+    std::error_code ec;
+    if (!std::filesystem::exists(path, ec)) return loaded;
+    loaded.state = StoreFileState::unreadable;
+    auto bytes = readFile(path);
+    if (!bytes) return loaded;
+    auto document = parseJson(*bytes);
+    if (!document) return loaded;
+    auto store = decodeStore(*document);
+    if (!store) return loaded;
+    loaded.store = std::move(*store);
+    loaded.state = StoreFileState::read;
+    return loaded;
+}
+
+std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path) {
+    std::string text;
+    try {
+        text = writeJson(document, {.pretty = true, .sortKeys = true});
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return writeFileAtomically(path, text);
+}
+
+std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path) {
+    Json document;
+    try {
+        document = encodeStore(store);
+    } catch (const std::exception& e) {
+        return e.what();
+    }
+    return saveJSON(document, path);
+}
+
+StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
+                        const std::filesystem::path& path) {
+    StoreSave result;
+    if (loadedFrom.state == StoreFileState::unreadable) {
+        result.backup = backupFile(path);
+        if (!result.backup && readFile(path)) {
+            // The file can be read but not copied aside: keep it rather than lose it.
+            result.error = "could not keep a copy of the unreadable file before replacing it";
+            return result;
+        }
+    }
+    result.error = saveJSON(store, path);
+    return result;
+}
+
+}  // namespace tarn::support

@@ -1,0 +1,172 @@
+#include "tests/common/fake_desktop.h"
+
+#include <algorithm>
+
+namespace tarn::testing {
+
+using namespace platform;
+
+FakeApp& FakeDesktop::addApp(Pid pid, std::optional<std::string> bundleID,
+                             std::optional<std::string> name) {
+    FakeApp app;
+    app.info = AppInfo{.pid = pid,
+                       .bundleID = std::move(bundleID),
+                       .localizedName = std::move(name),
+                       .regularActivationPolicy = true};
+    apps.push_back(std::move(app));
+    return apps.back();
+}
+
+FakeApp* FakeDesktop::app(Pid pid) {
+    for (auto& candidate : apps) {
+        if (candidate.info.pid == pid) return &candidate;
+    }
+    return nullptr;
+}
+
+FakeWindow* FakeDesktop::window(WindowId id) {
+    for (auto& candidate : apps) {
+        for (auto& w : candidate.windows) {
+            if (w.id == id) return &w;
+        }
+    }
+    return nullptr;
+}
+
+std::optional<AppInfo> FakeDesktop::frontmostApplication() {
+    if (!frontmost) return std::nullopt;
+    if (FakeApp* found = app(*frontmost)) return found->info;
+    return AppInfo{.pid = *frontmost, .bundleID = {}, .localizedName = {}};
+}
+
+std::vector<AppInfo> FakeDesktop::runningApplications() {
+    std::vector<AppInfo> infos;
+    for (const auto& candidate : apps) infos.push_back(candidate.info);
+    return infos;
+}
+
+FocusedWindow FakeDesktop::focusedWindow(Pid pid) {
+    FakeApp* found = app(pid);
+    if (!found) return {.window = std::nullopt, .error = ax::invalidElement};
+    if (found->focusedWindowError != ax::success) {
+        return {.window = std::nullopt, .error = found->focusedWindowError};
+    }
+    if (!found->focused) return {.window = std::nullopt, .error = ax::noValue};
+    return {.window = found->focused, .error = ax::success};
+}
+
+std::vector<WindowId> FakeDesktop::windows(Pid pid) {
+    std::vector<WindowId> ids;
+    if (FakeApp* found = app(pid)) {
+        for (const auto& w : found->windows) ids.push_back(w.id);
+    }
+    return ids;
+}
+
+std::optional<bool> FakeDesktop::isMinimized(WindowId id) {
+    if (FakeWindow* w = window(id)) return w->minimized;
+    return std::nullopt;
+}
+
+void FakeDesktop::setMinimized(WindowId id, bool minimized) {
+    windowWrites.push_back(WindowWrite::minimizedTo(id, minimized));
+    if (FakeWindow* w = window(id)) w->minimized = minimized;
+}
+
+std::optional<Point> FakeDesktop::position(WindowId id) {
+    FakeWindow* w = window(id);
+    if (!w || !w->frameReadable) return std::nullopt;
+    return w->frame.origin();
+}
+
+std::optional<Size> FakeDesktop::size(WindowId id) {
+    FakeWindow* w = window(id);
+    if (!w || !w->frameReadable) return std::nullopt;
+    return w->frame.size();
+}
+
+void FakeDesktop::setPosition(WindowId id, Point position) {
+    windowWrites.push_back(WindowWrite::movedTo(id, position));
+    if (FakeWindow* w = window(id)) {
+        w->frame.x = position.x;
+        w->frame.y = position.y;
+    }
+}
+
+void FakeDesktop::setSize(WindowId id, Size size) {
+    windowWrites.push_back(WindowWrite::resizedTo(id, size));
+    FakeWindow* w = window(id);
+    if (!w) return;
+    if (w->minSize) {
+        size.width = std::max(size.width, w->minSize->width);
+        size.height = std::max(size.height, w->minSize->height);
+    }
+    if (w->maxSize) {
+        size.width = std::min(size.width, w->maxSize->width);
+        size.height = std::min(size.height, w->maxSize->height);
+    }
+    w->frame.width = size.width;
+    w->frame.height = size.height;
+}
+
+int FakeDesktop::windowListError(Pid pid) {
+    FakeApp* found = app(pid);
+    return found ? found->windowListError : ax::invalidElement;
+}
+
+std::vector<DisplayId> FakeDesktop::activeDisplays() {
+    std::vector<DisplayId> ids;
+    for (std::size_t i = 0; i < screens.size(); ++i) ids.push_back(static_cast<DisplayId>(i + 1));
+    return ids;
+}
+
+Rect FakeDesktop::bounds(DisplayId display) {
+    if (display == 0 || display > screens.size()) return {};
+    return screens[display - 1];
+}
+
+bool FakeDesktop::canPost(std::uint16_t keyCode) {
+    return std::find(unpostable.begin(), unpostable.end(), keyCode) == unpostable.end();
+}
+
+void FakeDesktop::writeText(const std::string& text) {
+    clipboardText = text;
+    clipboardWrites.push_back(text);
+}
+
+void FakeDesktop::warp(Point to) {
+    warps.push_back(to);
+    pointerAt = to;
+}
+
+bool FakeDesktop::isTrusted(bool prompt) {
+    if (prompt && !trusted) ++trustPrompts;
+    return trusted;
+}
+
+std::vector<BrowserApp> FakeDesktop::applicationsForScheme(const std::string& scheme) {
+    std::vector<BrowserApp> found;
+    for (const auto& browser : browserApps) {
+        if ((scheme == "http" && browser.declaresHttp) ||
+            (scheme == "https" && browser.declaresHttps)) {
+            found.push_back(browser);
+        }
+    }
+    return found;
+}
+
+bool FakeDesktop::setDefault(const std::string& bundleID) {
+    if (std::find(refuseDefault.begin(), refuseDefault.end(), bundleID) != refuseDefault.end()) {
+        return false;
+    }
+    defaults.http = bundleID;
+    defaults.https = bundleID;
+    return true;
+}
+
+ScriptResult FakeDesktop::run(const std::string& source) {
+    scriptsRun.push_back(source);
+    return scriptResult;
+}
+
+}  // namespace tarn::testing

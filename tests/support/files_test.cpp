@@ -1,0 +1,84 @@
+#include "support/files.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "support/app_support.h"
+#include "tests/common/temp_dir.h"
+
+namespace tarn::support {
+namespace {
+
+using testing::ScopedEnv;
+using testing::TempDir;
+
+std::vector<std::string> namesIn(const std::filesystem::path& dir) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST(WriteFileAtomicallyTest, ReplacesWholeAndLeavesNoTemporaryFile) {
+    TempDir dir;
+    auto path = dir.path() / "f.json";
+    ASSERT_FALSE(writeFileAtomically(path, "first, longer content"));
+    ASSERT_FALSE(writeFileAtomically(path, "second"));
+    EXPECT_EQ(readFile(path), "second");
+    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{"f.json"});
+}
+
+TEST(WriteFileAtomicallyTest, FailureSaysWhyAndLeavesTargetAndDirectoryAlone) {
+    TempDir dir;
+    auto path = dir.path() / "f.json";
+    std::filesystem::create_directory(path);  // rename over a directory fails
+    auto error = writeFileAtomically(path, "x");
+    ASSERT_TRUE(error);
+    EXPECT_FALSE(error->empty());
+    EXPECT_TRUE(std::filesystem::is_directory(path));
+    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{"f.json"});
+
+    EXPECT_TRUE(writeFileAtomically(dir.path() / "missing" / "f.json", "x"));
+}
+
+TEST(ReadFileTest, AbsentForMissingFilesAndDirectories) {
+    TempDir dir;
+    EXPECT_FALSE(readFile(dir.path() / "nothing"));
+    EXPECT_FALSE(readFile(dir.path()));
+    std::ofstream(dir.path() / "empty");
+    EXPECT_EQ(readFile(dir.path() / "empty"), "");
+}
+
+TEST(BackupFileTest, KeepsEveryCopyBesideTheOriginal) {
+    TempDir dir;
+    auto path = dir.path() / "config.json";
+    std::ofstream(path) << "v1";
+    auto first = backupFile(path);
+    auto second = backupFile(path);
+    ASSERT_TRUE(first && second);
+    EXPECT_NE(*first, *second);
+    EXPECT_EQ(first->parent_path(), dir.path());
+    EXPECT_TRUE(first->filename().string().starts_with("config.json.bak-"));
+    EXPECT_EQ(readFile(*first), "v1");
+    EXPECT_EQ(readFile(*second), "v1");
+    EXPECT_FALSE(backupFile(dir.path() / "absent"));
+}
+
+TEST(AppSupportDirTest, FollowsXdgConfigHomeThenHome) {
+    TempDir dir;
+    {
+        ScopedEnv xdg("XDG_CONFIG_HOME", (dir.path() / "xdg").c_str());
+        EXPECT_EQ(getAppSupportDir("Tarn"), dir.path() / "xdg" / "Tarn");
+        EXPECT_TRUE(std::filesystem::is_directory(dir.path() / "xdg" / "Tarn"));
+    }
+    // A relative XDG_CONFIG_HOME is ignored, as the base directory rules say.
+    ScopedEnv xdg("XDG_CONFIG_HOME", "relative/dir");
+    ScopedEnv home("HOME", dir.path().c_str());
+    EXPECT_EQ(getAppSupportDir("Tarn"), dir.path() / ".config" / "Tarn");
+}
+
+}  // namespace
+}  // namespace tarn::support

@@ -1,0 +1,87 @@
+#include "support/number_text.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+namespace tarn::support {
+namespace {
+
+struct DoubleCase {
+    double value;
+    const char* text;
+    const char* json;
+};
+
+class DoubleTextTest : public ::testing::TestWithParam<DoubleCase> {};
+
+TEST_P(DoubleTextTest, ShortestRoundTripForm) {
+    EXPECT_EQ(doubleText(GetParam().value), GetParam().text);
+    EXPECT_EQ(jsonDoubleText(GetParam().value), GetParam().json);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, DoubleTextTest,
+    ::testing::Values(DoubleCase{1440, "1440.0", "1440"}, DoubleCase{0.5, "0.5", "0.5"},
+                      DoubleCase{-0.25, "-0.25", "-0.25"}, DoubleCase{0, "0.0", "0"},
+                      DoubleCase{0.1 + 0.2, "0.30000000000000004", "0.30000000000000004"},
+                      DoubleCase{1e-4, "0.0001", "0.0001"}, DoubleCase{1e-5, "1e-05", "1e-05"},
+                      DoubleCase{9007199254740991.0, "9007199254740991.0", "9007199254740991"},
+                      DoubleCase{9007199254740992.0, "9.007199254740992e+15",
+                                 "9.007199254740992e+15"},
+                      DoubleCase{1e16, "1e+16", "1e+16"},
+                      DoubleCase{-1.5e300, "-1.5e+300", "-1.5e+300"}));
+
+TEST(DoubleTextTest, NonFiniteValuesHaveWords) {
+    EXPECT_EQ(doubleText(std::numeric_limits<double>::infinity()), "inf");
+    EXPECT_EQ(doubleText(-std::numeric_limits<double>::infinity()), "-inf");
+    EXPECT_EQ(doubleText(std::nan("")), "nan");
+}
+
+TEST(ParseInt64Test, AcceptsOnlySignedDigitsInRange) {
+    struct Case {
+        const char* text;
+        std::optional<std::int64_t> value;
+    };
+    const Case cases[] = {
+        {"0", 0},
+        {"007", 7},
+        {"+12", 12},
+        {"-3", -3},
+        {"9223372036854775807", INT64_MAX},
+        {"-9223372036854775808", INT64_MIN},
+        {"9223372036854775808", std::nullopt},
+        {"-9223372036854775809", std::nullopt},
+        {"", std::nullopt},
+        {"+", std::nullopt},
+        {"-", std::nullopt},
+        {" 1", std::nullopt},
+        {"1 ", std::nullopt},
+        {"1.0", std::nullopt},
+        {"0x10", std::nullopt},
+        {"+-1", std::nullopt},
+        {"１", std::nullopt},  // a full-width digit is not a digit here
+    };
+    for (const auto& c : cases) EXPECT_EQ(parseInt64(c.text), c.value) << '"' << c.text << '"';
+}
+
+TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
+    struct Case {
+        const char* text;
+        std::optional<double> value;
+    };
+    const Case cases[] = {
+        {"1.5", 1.5},           {"1e3", 1000},        {".5", 0.5},
+        {"-0.0", -0.0},         {"0x1p3", 8},         {"1.", 1},
+        {"", std::nullopt},     {" 1", std::nullopt}, {"1 ", std::nullopt},
+        {"1.5x", std::nullopt}, {"e3", std::nullopt}, {"abc", std::nullopt},
+    };
+    for (const auto& c : cases) EXPECT_EQ(parseDouble(c.text), c.value) << '"' << c.text << '"';
+    EXPECT_TRUE(std::isinf(parseDouble("inf").value()));
+    EXPECT_TRUE(std::isinf(parseDouble("1e400").value()));
+    EXPECT_TRUE(std::isnan(parseDouble("nan").value()));
+}
+
+}  // namespace
+}  // namespace tarn::support

@@ -1,0 +1,128 @@
+#include "support/store.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+
+#include "support/files.h"
+#include "tests/common/temp_dir.h"
+
+namespace tarn::support {
+namespace {
+
+using testing::TempDir;
+
+struct DecodeCase {
+    const char* name;
+    const char* json;
+    std::optional<StoreValue> value;  // absent: the whole document fails to decode
+};
+
+class DecodeStoreTest : public ::testing::TestWithParam<DecodeCase> {};
+
+TEST_P(DecodeStoreTest, TriesBoolIntDoubleStringInThatOrder) {
+    auto document = Json::parse(std::string(R"({"values": {"v": )") + GetParam().json + "}}");
+    auto store = decodeStore(document);
+    if (!GetParam().value) {
+        EXPECT_FALSE(store);
+        return;
+    }
+    ASSERT_TRUE(store);
+    EXPECT_EQ(store->values.at("v"), *GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, DecodeStoreTest,
+    ::testing::Values(DecodeCase{"Bool", "true", StoreValue{true}},
+                      DecodeCase{"Int", "-42", StoreValue{std::int64_t{-42}}},
+                      DecodeCase{"WholeDoubleIsInt", "5.0", StoreValue{std::int64_t{5}}},
+                      DecodeCase{"Double", "2.5", StoreValue{2.5}},
+                      DecodeCase{"BeyondInt64StaysDouble", "1e19", StoreValue{1e19}},
+                      DecodeCase{"UnsignedBeyondInt64", "18446744073709551615",
+                                 StoreValue{18446744073709551615.0}},
+                      DecodeCase{"String", R"("x")", StoreValue{std::string("x")}},
+                      DecodeCase{"DateReadsAsString", R"("2026-01-26T09:30:00Z")",
+                                 StoreValue{std::string("2026-01-26T09:30:00Z")}},
+                      DecodeCase{"NullFails", "null", std::nullopt},
+                      DecodeCase{"ArrayFails", "[1]", std::nullopt},
+                      DecodeCase{"ObjectFails", R"({"a": 1})", std::nullopt}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(DecodeStoreTest, DocumentMustHoldAValuesObject) {
+    for (const char* bad : {R"([])", R"({})", R"({"values": []})", R"({"values": 1})"}) {
+        EXPECT_FALSE(decodeStore(Json::parse(bad))) << bad;
+    }
+    EXPECT_TRUE(decodeStore(Json::parse(R"({"values": {}, "extra": 1})")));
+}
+
+TEST(SaveJsonTest, WritesSortedPrettyTextWithIsoDates) {
+    TempDir dir;
+    Store store;
+    store.values["zeta"] = std::int64_t{1};
+    store.values["Alpha"] = 0.5;
+    store.values["when"] = Date{std::chrono::seconds{1769419800}};
+    store.values["path"] = std::string("/tmp/x");
+    store.values["on"] = false;
+    auto path = dir.path() / "config.json";
+    ASSERT_FALSE(saveJSON(store, path));
+    EXPECT_EQ(readFile(path),
+              "{\n  \"values\" : {\n    \"Alpha\" : 0.5,\n    \"on\" : false,\n"
+              "    \"path\" : \"\\/tmp\\/x\",\n    \"when\" : \"2026-01-26T09:30:00Z\",\n"
+              "    \"zeta\" : 1\n  }\n}");
+}
+
+TEST(SaveJsonTest, NonFiniteValueFailsAndLeavesTheOldFile) {
+    TempDir dir;
+    auto path = dir.path() / "config.json";
+    std::ofstream(path) << "old";
+    Store store;
+    store.values["x"] = std::numeric_limits<double>::infinity();
+    EXPECT_TRUE(saveJSON(store, path));
+    EXPECT_EQ(readFile(path), "old");
+}
+
+TEST(LoadStoreTest, SaysWhetherTheFileWasReadMissingOrUnreadable) {
+    TempDir dir;
+    auto path = dir.path() / "config.json";
+    EXPECT_EQ(loadStore(path).state, StoreFileState::missing);
+    std::ofstream(path) << R"({"values": {"a": 1}})";
+    auto loaded = loadStore(path);
+    EXPECT_EQ(loaded.state, StoreFileState::read);
+    EXPECT_EQ(loaded.store.values.size(), 1u);
+    std::ofstream(path) << R"({"values": {"a": null}})";
+    loaded = loadStore(path);
+    EXPECT_EQ(loaded.state, StoreFileState::unreadable);
+    EXPECT_TRUE(loaded.store.values.empty());
+}
+
+TEST(SaveStoreOverTest, BacksUpOnlyWhatCouldNotBeRead) {
+    TempDir dir;
+    auto path = dir.path() / "config.json";
+    std::ofstream(path) << R"({"values": {"a": 1}})";
+    auto readWhole = loadStore(path);
+    auto result = saveStoreOver(readWhole.store, readWhole, path);
+    EXPECT_FALSE(result.error);
+    EXPECT_FALSE(result.backup);
+
+    std::ofstream(path) << "{broken";
+    auto unreadable = loadStore(path);
+    result = saveStoreOver(unreadable.store, unreadable, path);
+    EXPECT_FALSE(result.error);
+    ASSERT_TRUE(result.backup);
+    EXPECT_EQ(readFile(*result.backup), "{broken");
+    EXPECT_EQ(readFile(path), "{\n  \"values\" : {\n\n  }\n}");
+}
+
+TEST(StoreValueTextTest, PrintsEachKind) {
+    EXPECT_EQ(storeValueText(true), "true");
+    EXPECT_EQ(storeValueText(std::int64_t{-7}), "-7");
+    EXPECT_EQ(storeValueText(3.0), "3.0");
+    EXPECT_EQ(storeValueText(0.5), "0.5");
+    EXPECT_EQ(storeValueText(std::string("a b")), "a b");
+    EXPECT_EQ(storeValueText(Date{std::chrono::seconds{0}}), "1970-01-01T00:00:00Z");
+}
+
+}  // namespace
+}  // namespace tarn::support
