@@ -108,6 +108,39 @@ TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
     }
 }
 
+int countOf(const std::string& text, const std::string& line) {
+    int count = 0;
+    for (auto at = text.find(line); at != std::string::npos; at = text.find(line, at + 1)) ++count;
+    return count;
+}
+
+TEST_F(AgentOnX11, TheAgentsOwnTypingNeverTriggersItsRulesWhileAnotherProgramsDoes) {
+    TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
+    const std::string typist = R"({"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B70",)"
+                               R"("chord":{"keyCode":40,"modifiers":6},"action":)"
+                               R"({"sendKeystrokeSequence":{"sequence":"{ctrl+alt+right}"}},)"
+                               R"("swallow":true})";
+    startAgent(kRight + "," + typist);
+    run({"xdotool", "key", "ctrl+alt+k"});
+    ASSERT_TRUE(eventually(
+        [&] { return logged("KeystrokeInterceptor:   Action: sendKeystrokeSequence"); }));
+    // Key events arrive in order: once xdotool's own press is seen, the typed one was too.
+    run({"xdotool", "key", "ctrl+alt+Right"});
+    ASSERT_TRUE(eventually([&] {
+        return logged("KeystrokeInterceptor:   Action: moveWindow(right)");
+    })) << logText();
+    EXPECT_EQ(countOf(logText(), "KeyDown: ⌃⌥→"), 1) << logText();
+}
+
+TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnError) {
+    startAgent(kRight);
+    ::kill(serverPid(), SIGKILL);
+    int status = 0;
+    ASSERT_EQ(::waitpid(agent_->pid(), &status, 0), agent_->pid());
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status << "\n" << logText();
+    EXPECT_THAT(logText(), HasSubstr("The X server went away"));
+}
+
 // Fails today: the X11 key source replays a passed chord, but the client never receives it.
 TEST_F(AgentOnX11, DISABLED_APassedChordReachesTheFocusedApplication) {
     TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
