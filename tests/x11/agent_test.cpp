@@ -141,6 +141,21 @@ TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnError) {
     EXPECT_THAT(logText(), HasSubstr("The X server went away"));
 }
 
+TEST_F(AgentOnX11, AChordAnotherProgramHoldsIsReportedAndTheOthersStillWork) {
+    TestApp holder = startApp(home_, {"--class", "Holder", "--grab", "Right", "0xc"});
+    ASSERT_TRUE(eventually([&] { return holder.logText().find("grabbed") != std::string::npos; }));
+    startAgent(kRight + "," + kUp);
+    EXPECT_TRUE(eventually([&] {
+        return logged(
+            "KeystrokeInterceptor: Hotkey ⌃⌥→ is already taken by another program; it "
+            "stays unbound");
+    })) << logText();
+    run({"xdotool", "key", "ctrl+alt+Up"});
+    EXPECT_TRUE(eventually([&] {
+        return logged("KeystrokeInterceptor:   Action: moveWindow(up)");
+    })) << logText();
+}
+
 // Fails today: the X11 key source replays a passed chord, but the client never receives it.
 TEST_F(AgentOnX11, DISABLED_APassedChordReachesTheFocusedApplication) {
     TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
