@@ -156,6 +156,25 @@ TEST_F(AgentOnX11, AChordAnotherProgramHoldsIsReportedAndTheOthersStillWork) {
     })) << logText();
 }
 
+TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
+    TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
+    const std::string broken = R"({"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B71",)"
+                               R"("chord":{"keyCode":40,"modifiers":6},"action":)"
+                               R"({"sendKeystrokeSequence":{"sequence":"{unclosed"}},)"
+                               R"("swallow":true})";
+    startAgent(kRight + "," + kUp + "," + broken);
+    run({"xdotool", "key", "ctrl+alt+k", "ctrl+alt+Up", "ctrl+alt+Right"});
+    ASSERT_TRUE(eventually([&] {
+        return logged("KeystrokeInterceptor:   Action: moveWindow(right)");
+    })) << logText();
+    std::string text = logText();
+    auto failed = text.find("Keystroke sequence failed with status 2");
+    auto up = text.find("Action: moveWindow(up)");
+    ASSERT_NE(failed, std::string::npos) << text;
+    EXPECT_LT(failed, up);
+    EXPECT_LT(up, text.find("Action: moveWindow(right)"));
+}
+
 // Fails today: the X11 key source replays a passed chord, but the client never receives it.
 TEST_F(AgentOnX11, DISABLED_APassedChordReachesTheFocusedApplication) {
     TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
