@@ -9,8 +9,11 @@
 #endif
 
 namespace tarn::platform {
+namespace {
 
-DesktopChoice openDesktop() {
+enum class DesktopUse { command, agent };
+
+DesktopChoice open(DesktopUse use) {
     if (const char* sim = std::getenv("TARN_SIM_DESKTOP"); sim && *sim) {
         return {sim::openSimDesktop(sim), {}};
     }
@@ -21,12 +24,26 @@ DesktopChoice openDesktop() {
                 "No desktop to work on: DISPLAY is not set (and TARN_SIM_DESKTOP names no "
                 "simulated desktop)"};
     }
-    auto choice = x11::openX11Desktop(display, xdg::makeBrowserServices(), xdg::makeScriptRunner());
+    auto clipboard = use == DesktopUse::agent ? x11::ClipboardOwner::thisProcess
+                                              : x11::ClipboardOwner::forkedProcess;
+    auto choice = x11::openX11Desktop(display, xdg::makeBrowserServices(), xdg::makeScriptRunner(),
+                                      clipboard);
     if (!choice.desktop) choice.error = "No desktop to work on: " + choice.error;
     return choice;
 #else
+    (void)use;
     return {nullptr, "No desktop to work on: no backend for this platform is built"};
 #endif
+}
+
+}  // namespace
+
+DesktopChoice openDesktop() {
+    return open(DesktopUse::command);
+}
+
+DesktopChoice openAgentDesktop() {
+    return open(DesktopUse::agent);
 }
 
 std::unique_ptr<BrowserServices> openDisplaylessBrowserServices() {

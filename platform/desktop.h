@@ -49,6 +49,11 @@ struct DesktopChoice {
 // when it can be had; otherwise no desktop and an error naming what is missing.
 DesktopChoice openDesktop();
 
+// The same desktop for the agent: a long-running process with threads, which a backend
+// must not fork (the X11 clipboard serves its text from a thread of the process instead of
+// a forked owner that outlives a one-shot command).
+DesktopChoice openAgentDesktop();
+
 // Browser services that need no display: on Linux the default browser lives in XDG files,
 // so a text console or an SSH login has them too. Null where they come only with the
 // desktop (a simulated desktop keeps them in its file; macOS).

@@ -38,6 +38,7 @@ enum class ChordGrab {
 struct ChordStatus {
     Chord chord;
     ChordGrab state = ChordGrab::grabbed;
+    friend bool operator==(const ChordStatus&, const ChordStatus&) = default;
 };
 
 // A system-wide source of key-downs for a set of chords. It runs on a thread of its own

@@ -2,11 +2,17 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <future>
+#include <mutex>
+#include <thread>
 
 namespace tarn::platform::x11 {
 namespace {
@@ -72,19 +78,24 @@ class SelectionOwner {
     }
 
     void serve() {
-        const Atom selection = x_.atom(kSelection);
         auto forever = [] { return Clock::now() + std::chrono::hours(24); };
         while (!x_.lost()) {
             auto event = x_.waitForEvent(forever(), [](const XEvent&) { return true; });
-            if (!event) continue;
-            if (event->type == SelectionClear && event->xselectionclear.selection == selection) {
-                return;
-            }
-            if (event->type == SelectionRequest) answer(event->xselectionrequest);
-            if (event->type == PropertyNotify && event->xproperty.state == PropertyDelete) {
-                continueTransfer(event->xproperty.window, event->xproperty.atom);
-            }
+            if (event && !handle(*event)) return;
         }
+    }
+
+    // One event; false once another client has taken the selection.
+    bool handle(const XEvent& event) {
+        if (event.type == SelectionClear && event.xselectionclear.selection == x_.atom(kSelection) &&
+            event.xselectionclear.window == window_) {
+            return false;
+        }
+        if (event.type == SelectionRequest) answer(event.xselectionrequest);
+        if (event.type == PropertyNotify && event.xproperty.state == PropertyDelete) {
+            continueTransfer(event.xproperty.window, event.xproperty.atom);
+        }
+        return true;
     }
 
   private:
@@ -183,6 +194,17 @@ class SelectionOwner {
     std::vector<Transfer> transfers_;
 };
 
+// Takes the selection on the owner's connection; absent when the server gave it to nobody.
+std::unique_ptr<SelectionOwner> takeSelection(Connection& connection, const HiddenWindow& window,
+                                              const std::string& text) {
+    // A real time stamp, not CurrentTime: clients compare them to settle who owns it.
+    Time since = connection.serverTime(window.id());
+    Atom selection = connection.atom(kSelection);
+    XSetSelectionOwner(connection.display(), selection, window.id(), since);
+    if (XGetSelectionOwner(connection.display(), selection) != window.id()) return nullptr;
+    return std::make_unique<SelectionOwner>(connection, window.id(), since, text);
+}
+
 // The owner process: detached from everything it inherited, on its own connection. Tells
 // the writer through `ready` once it owns the selection.
 [[noreturn]] void runOwner(const std::string& displayName, const std::string& text, int ready) {
@@ -202,21 +224,121 @@ class SelectionOwner {
     if (!connection) ::_exit(1);
     {
         HiddenWindow window(*connection, PropertyChangeMask);
-        // A real time stamp, not CurrentTime: clients compare them to settle who owns it.
-        Time since = connection->serverTime(window.id());
-        Atom selection = connection->atom(kSelection);
-        XSetSelectionOwner(connection->display(), selection, window.id(), since);
-        if (XGetSelectionOwner(connection->display(), selection) != window.id()) ::_exit(1);
+        auto owner = takeSelection(*connection, window, text);
+        if (!owner) ::_exit(1);
         char yes = 1;
         if (::write(ready, &yes, 1) != 1) ::_exit(1);
         ::close(ready);
-        SelectionOwner(*connection, window.id(), since, text).serve();
+        owner->serve();
     }
     connection.reset();
     ::_exit(0);
 }
 
 }  // namespace
+
+// --- Serving from a thread of this process ----------------------------------------------
+
+// The owner's connection and window live on the thread, opened at the first write and again
+// after the server dropped them. A write hands the text over and waits until the thread
+// owns the selection (or gave up), so that a read that follows sees the new text.
+class ClipboardX11::InProcessOwner {
+  public:
+    explicit InProcessOwner(std::string displayName) : displayName_(std::move(displayName)) {
+        wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        thread_ = std::thread([this] { run(); });
+    }
+
+    ~InProcessOwner() {
+        {
+            std::lock_guard guard(lock_);
+            stopping_ = true;
+        }
+        wake();
+        thread_.join();
+        ::close(wake_);
+    }
+
+    void write(const std::string& text) {
+        std::promise<void> done;
+        auto served = done.get_future();
+        {
+            std::lock_guard guard(lock_);
+            if (pending_) pending_->done.set_value();  // overtaken before it was served
+            pending_ = Request{text, std::move(done)};
+        }
+        wake();
+        served.wait_for(std::chrono::seconds(2));
+    }
+
+  private:
+    struct Request {
+        std::string text;
+        std::promise<void> done;
+    };
+
+    void wake() {
+        std::uint64_t one = 1;
+        [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
+    }
+
+    void run() {
+        ::pthread_setname_np(::pthread_self(), "Clipboard");
+        std::unique_ptr<Connection> connection;
+        std::unique_ptr<HiddenWindow> window;
+        std::unique_ptr<SelectionOwner> owner;
+        while (true) {
+            if (connection) {
+                while (!connection->lost() && XPending(connection->display()) > 0) {
+                    XEvent event;
+                    XNextEvent(connection->display(), &event);
+                    if (owner && !owner->handle(event)) owner.reset();  // someone else's now
+                }
+                if (connection->lost()) {
+                    owner.reset();
+                    window.reset();
+                    connection.reset();
+                }
+            }
+            pollfd descriptors[2] = {{wake_, POLLIN, 0},
+                                     {connection ? ConnectionNumber(connection->display()) : -1,
+                                      POLLIN, 0}};
+            if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) return;
+            if (!(descriptors[0].revents & POLLIN)) continue;
+            std::uint64_t count = 0;
+            [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+            std::optional<Request> request;
+            {
+                std::lock_guard guard(lock_);
+                if (stopping_) {
+                    if (pending_) pending_->done.set_value();
+                    return;
+                }
+                request.swap(pending_);
+            }
+            if (!request) continue;
+            if (!connection) {
+                std::string error;
+                connection = Connection::open(displayName_, error);
+                if (connection) window = std::make_unique<HiddenWindow>(*connection, PropertyChangeMask);
+            }
+            owner.reset();
+            if (connection) owner = takeSelection(*connection, *window, request->text);
+            request->done.set_value();
+        }
+    }
+
+    std::string displayName_;
+    std::mutex lock_;
+    std::optional<Request> pending_;
+    bool stopping_ = false;
+    int wake_ = -1;
+    std::thread thread_;
+};
+
+ClipboardX11::ClipboardX11(Connection& connection, ClipboardOwner owner,
+                           std::chrono::milliseconds timeout)
+    : x_(connection), ownerKind_(owner), timeout_(timeout) {}
 
 ClipboardX11::~ClipboardX11() = default;
 
@@ -288,6 +410,12 @@ std::optional<std::string> ClipboardX11::readText() {
 }
 
 void ClipboardX11::writeText(const std::string& text) {
+    if (ownerKind_ == ClipboardOwner::thisProcess) {
+        if (!inProcess_) inProcess_ = std::make_unique<InProcessOwner>(x_.name());
+        inProcess_->write(text);
+        x_.check();
+        return;
+    }
     int ready[2];
     if (::pipe2(ready, O_CLOEXEC) != 0) return;
     pid_t child = ::fork();

@@ -18,9 +18,13 @@ int quietIoError(Display*) {
     return 0;
 }
 
+// XInitThreads comes first, before any other Xlib call of the process: the agent runs
+// connections on several threads (each connection on one thread only), and Xlib's own
+// global state needs its locks for that.
 void installHandlers() {
     static std::once_flag once;
     std::call_once(once, [] {
+        XInitThreads();
         XSetErrorHandler(&ErrorTrap::handleError);
         XSetIOErrorHandler(&quietIoError);
     });
@@ -84,6 +88,13 @@ void Connection::onConnectionLost(Display*, void* self) {
 
 void Connection::check() const {
     if (lost_) throw DesktopError("lost the connection to the X server on display " + name_);
+}
+
+void Connection::refreshKeymap() {
+    XEvent event;
+    while (!lost_ && XCheckTypedEvent(display_, MappingNotify, &event)) {
+        XRefreshKeyboardMapping(&event.xmapping);
+    }
 }
 
 Atom Connection::atom(const char* name) {
@@ -150,6 +161,7 @@ int ErrorTrap::handleError(Display* display, XErrorEvent* event) {
     for (ErrorTrap* trap = currentTrap; trap; trap = trap->previous_) {
         if (trap->connection_.display() == display) {
             if (trap->firstError_ == 0) trap->firstError_ = event->error_code;
+            trap->failures_.push_back({event->serial, event->error_code});
             break;
         }
     }

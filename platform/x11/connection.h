@@ -49,6 +49,11 @@ class Connection {
 
     // Throws DesktopError when the connection to the server broke.
     void check() const;
+    // Takes in the keyboard mapping changes the server announced (MappingNotify) since the
+    // last call, so that key symbols and key codes translate by the current keymap. Xlib
+    // caches the keymap for the life of the connection; a long-lived process sees layout
+    // changes only through this.
+    void refreshKeymap();
     bool lost() const { return lost_; }
 
     // A server time stamp, got by touching a property of `window` (which must select
@@ -83,6 +88,7 @@ std::optional<XEvent> Connection::waitForEvent(std::chrono::steady_clock::time_p
         while (XPending(display_) > 0) {
             XEvent event;
             XNextEvent(display_, &event);
+            if (event.type == MappingNotify) XRefreshKeyboardMapping(&event.xmapping);
             if (match(event)) return event;
         }
         if (lost_ || !waitReadable(deadline)) return std::nullopt;
@@ -93,6 +99,11 @@ std::optional<XEvent> Connection::waitForEvent(std::chrono::steady_clock::time_p
 // While one lives, errors on its connection are collected here instead of being reported.
 // Construction settles earlier requests, so their errors are not counted; failed() waits
 // for the answers to the requests since.
+//
+// Xlib's error handler is one for the whole process, but traps are per thread and per
+// connection: the handler runs on the thread that reads the connection's replies, and each
+// connection is used by one thread only, so the trap it finds is that thread's own for that
+// connection. Any number of connections on any number of threads trap independently.
 class ErrorTrap {
   public:
     explicit ErrorTrap(Connection& connection);
@@ -104,6 +115,13 @@ class ErrorTrap {
     bool failed();
     // The first failure's error code (BadWindow, ...), 0 when none.
     int firstError() const { return firstError_; }
+    // Every failure so far: the failed request's sequence number (NextRequest() before it
+    // was made) and the error code. Call failed() first to have them all.
+    struct Failure {
+        unsigned long serial;
+        int code;
+    };
+    const std::vector<Failure>& failures() const { return failures_; }
 
     static int handleError(Display* display, XErrorEvent* event);
 
@@ -111,6 +129,7 @@ class ErrorTrap {
     Connection& connection_;
     ErrorTrap* previous_;
     int firstError_ = 0;
+    std::vector<Failure> failures_;
 };
 
 // A window of our own, destroyed with the object: an unmapped, input-only window that

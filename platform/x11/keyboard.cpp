@@ -9,14 +9,27 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <utility>
+
+#include "platform/x11/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 namespace {
 
-// The key symbol each macOS virtual key code (ANSI layout) stands for: the unshifted
-// symbol of the key at that place on a US keyboard.
-KeySym keySymFor(std::uint16_t macKeyCode) {
+struct ModifierMapDeleter {
+    void operator()(XModifierKeymap* map) const {
+        if (map) XFreeModifiermap(map);
+    }
+};
+using ModifierMap = std::unique_ptr<XModifierKeymap, ModifierMapDeleter>;
+
+constexpr std::uint64_t kChordFlags =
+    keyflags::shift | keyflags::control | keyflags::option | keyflags::command;
+
+}  // namespace
+
+KeySym keySymForMacKey(std::uint16_t macKeyCode) {
     static constexpr std::pair<std::uint16_t, KeySym> table[] = {
         // Letters
         {0, XK_a},
@@ -144,17 +157,13 @@ KeySym keySymFor(std::uint16_t macKeyCode) {
     return it == std::end(table) ? NoSymbol : it->second;
 }
 
+namespace {
+
 // Keys whose press toggles a lock: releasing and pressing them again would flip it.
 bool isLockKey(KeySym symbol) {
     return symbol == XK_Num_Lock || symbol == XK_Caps_Lock || symbol == XK_Shift_Lock ||
            symbol == XK_Scroll_Lock;
 }
-
-struct ModifierMapDeleter {
-    void operator()(XModifierKeymap* map) const {
-        if (map) XFreeModifiermap(map);
-    }
-};
 
 bool isDown(const char* keys, KeyCode key) {
     return keys[key / 8] & (1 << (key % 8));
@@ -178,8 +187,54 @@ bool isXTestDevice(Display* display, int device) {
 
 }  // namespace
 
+ModifierMasks ModifierMasks::read(Display* display) {
+    ModifierMasks masks;
+    ModifierMap map(XGetModifierMapping(display));
+    if (!map) return masks;
+    // The modifier that holds the first key with the symbol; 0 when none does.
+    auto holding = [&](KeySym symbol) -> unsigned {
+        for (int modifier = 0; modifier < 8; ++modifier) {
+            for (int i = 0; i < map->max_keypermod; ++i) {
+                KeyCode key = map->modifiermap[modifier * map->max_keypermod + i];
+                if (key != 0 && XkbKeycodeToKeysym(display, key, 0, 0) == symbol) {
+                    return 1u << modifier;
+                }
+            }
+        }
+        return 0;
+    };
+    auto either = [&](KeySym left, KeySym right) {
+        unsigned mask = holding(left);
+        return mask ? mask : holding(right);
+    };
+    if (unsigned alt = either(XK_Alt_L, XK_Alt_R)) masks.option = alt;
+    if (unsigned super = either(XK_Super_L, XK_Super_R)) masks.command = super;
+    masks.numLock = holding(XK_Num_Lock);
+    masks.scrollLock = holding(XK_Scroll_Lock);
+    return masks;
+}
+
+unsigned ModifierMasks::toX(std::uint64_t flags) const {
+    unsigned state = 0;
+    if (flags & keyflags::shift) state |= shift;
+    if (flags & keyflags::control) state |= control;
+    if (flags & keyflags::option) state |= option;
+    if (flags & keyflags::command) state |= command;
+    return state;
+}
+
+std::uint64_t ModifierMasks::fromX(unsigned state) const {
+    std::uint64_t flags = 0;
+    if (state & shift) flags |= keyflags::shift;
+    if (state & control) flags |= keyflags::control;
+    if (state & option) flags |= keyflags::option;
+    if (state & command) flags |= keyflags::command;
+    return flags;
+}
+
 KeyCode KeyboardX11::keyCodeFor(std::uint16_t macKeyCode) {
-    KeySym symbol = keySymFor(macKeyCode);
+    x_.refreshKeymap();
+    KeySym symbol = keySymForMacKey(macKeyCode);
     return symbol == NoSymbol ? 0 : XKeysymToKeycode(x_.display(), symbol);
 }
 
@@ -210,7 +265,7 @@ std::vector<KeyCode> KeyboardX11::heldModifiers() {
     std::vector<KeyCode> held;
     char keys[32] = {};
     XQueryKeymap(x_.display(), keys);
-    std::unique_ptr<XModifierKeymap, ModifierMapDeleter> map(XGetModifierMapping(x_.display()));
+    ModifierMap map(XGetModifierMapping(x_.display()));
     if (!map) return held;
     for (int modifier = 0; modifier < 8; ++modifier) {
         if (modifier == LockMapIndex) continue;
@@ -293,6 +348,10 @@ void KeyboardX11::post(const KeyEvent& event) {
             beginTyping();
             pressed_ = chordModifiers(event.flags);
             for (KeyCode modifier : pressed_) fake(modifier, true);
+        }
+        if (event.marker) {
+            MarkerLedger::instance().expect(x_.name(), {key, event.flags & kChordFlags},
+                                            *event.marker);
         }
         fake(key, true);
     } else {

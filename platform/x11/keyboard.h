@@ -7,6 +7,30 @@
 
 namespace tarn::platform::x11 {
 
+// The key symbol a macOS virtual key code (ANSI layout) stands for: the unshifted symbol of
+// the key at that place on a US keyboard; NoSymbol for codes without one. The key source
+// maps chords through the same table, so a chord and the keys typed for it agree.
+KeySym keySymForMacKey(std::uint16_t macKeyCode);
+
+// The X modifier masks of the four chord modifiers and of the lock keys, as the current
+// modifier mapping has them: option is the modifier that holds Alt (Mod1 on common
+// keymaps), command the one that holds Super (Mod4); a lock without a key is 0.
+struct ModifierMasks {
+    unsigned shift = ShiftMask;
+    unsigned control = ControlMask;
+    unsigned option = Mod1Mask;
+    unsigned command = Mod4Mask;
+    unsigned capsLock = LockMask;
+    unsigned numLock = 0;
+    unsigned scrollLock = 0;
+
+    static ModifierMasks read(Display* display);
+    // The chord modifiers (platform::keyflags bits) as an X modifier mask, and back; other
+    // bits of the state are left out.
+    unsigned toX(std::uint64_t flags) const;
+    std::uint64_t fromX(unsigned state) const;
+};
+
 // Keys through XTest. A macOS virtual key code (ANSI layout) names a key symbol, which the
 // server's keymap turns into a key code; a key the keymap lacks cannot be posted.
 //
@@ -15,7 +39,12 @@ namespace tarn::platform::x11 {
 // holds; each key's down event presses the chord's own modifier keys (command: Super,
 // option: Alt, control, shift) and then the key, its up event releases them in reverse; the
 // run ends by pressing again those of the user's modifiers that are still physically down
-// (a key the user let go of meanwhile stays up). The marker has no X equivalent.
+// (a key the user let go of meanwhile stays up). The marker has no X equivalent: a
+// key-down that carries one is entered in the process's MarkerLedger (marker_ledger.h)
+// right before it is sent, so this process's key source knows it for its own.
+//
+// Key symbols translate by the keymap of the moment: mapping changes the server announced
+// are taken in before each key.
 class KeyboardX11 final : public KeyboardOutput {
   public:
     KeyboardX11(Connection& connection, bool haveXTest) : x_(connection), xtest_(haveXTest) {}

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace tarn::platform::x11 {
 namespace {
@@ -132,15 +133,38 @@ std::optional<AppInfo> WindowSystemX11::frontmostApplication() {
 }
 
 std::vector<AppInfo> WindowSystemX11::runningApplications() {
+    return applications(false);
+}
+
+std::vector<AppInfo> WindowSystemX11::applicationsWithPolicy() {
+    return applications(true);
+}
+
+std::vector<AppInfo> WindowSystemX11::applications(bool readPolicy) {
     std::vector<AppInfo> apps;
     for (Window client : clientList()) {
         Pid pid = pidOf(client);
-        bool known = std::any_of(apps.begin(), apps.end(),
-                                 [&](const AppInfo& app) { return app.pid == pid; });
-        if (!known) apps.push_back(appInfo(pid, client));
+        auto known = std::find_if(apps.begin(), apps.end(),
+                                  [&](const AppInfo& app) { return app.pid == pid; });
+        if (known == apps.end()) {
+            apps.push_back(appInfo(pid, client));
+            known = std::prev(apps.end());
+            if (readPolicy) known->regularActivationPolicy = false;
+        }
+        if (readPolicy && !known->regularActivationPolicy) {
+            known->regularActivationPolicy = onTaskBar(client);
+        }
     }
     x_.check();
     return apps;
+}
+
+bool WindowSystemX11::onTaskBar(Window window) {
+    ErrorTrap trap(x_);  // a window that has just gone
+    auto types = readLongs(x_, window, x_.atom("_NET_WM_WINDOW_TYPE"), XA_ATOM);
+    const long normal = static_cast<long>(x_.atom("_NET_WM_WINDOW_TYPE_NORMAL"));
+    bool normalType = types.empty() || std::find(types.begin(), types.end(), normal) != types.end();
+    return normalType && !hasState(window, "_NET_WM_STATE_SKIP_TASKBAR") && !trap.failed();
 }
 
 FocusedWindow WindowSystemX11::focusedWindow(Pid pid) {

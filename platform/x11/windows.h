@@ -35,7 +35,15 @@ class WindowSystemX11 final : public WindowSystem {
     int focusedElementError() override;
     void forget() override;
 
+    // runningApplications(), with regularActivationPolicy read from the windows: an
+    // application is an ordinary one when one of its windows is a normal window (of type
+    // _NET_WM_WINDOW_TYPE_NORMAL, or of no type) that the task bar shows (no
+    // _NET_WM_STATE_SKIP_TASKBAR).
+    std::vector<AppInfo> applicationsWithPolicy();
+
   private:
+    std::vector<AppInfo> applications(bool readPolicy);
+    bool onTaskBar(Window window);
     struct Extents {
         long left = 0, right = 0, top = 0, bottom = 0;
     };

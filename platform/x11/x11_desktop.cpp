@@ -72,13 +72,13 @@ class SleeperX11 final : public Sleeper {
 class X11Desktop final : public Desktop {
   public:
     X11Desktop(std::unique_ptr<Connection> connection, std::unique_ptr<BrowserServices> browsers,
-               std::unique_ptr<ScriptRunner> scripts)
+               std::unique_ptr<ScriptRunner> scripts, ClipboardOwner clipboard)
         : connection_(std::move(connection)),
           xtest_(connection_->hasExtension("XTEST")),
           windows_(*connection_),
           displays_(*connection_),
           keyboard_(*connection_, xtest_),
-          clipboard_(*connection_),
+          clipboard_(*connection_, clipboard),
           pointer_(*connection_, xtest_),
           accessibility_(*connection_, xtest_),
           browsers_(std::move(browsers)),
@@ -113,14 +113,15 @@ class X11Desktop final : public Desktop {
 
 DesktopChoice openX11Desktop(const std::string& displayName,
                              std::unique_ptr<BrowserServices> browsers,
-                             std::unique_ptr<ScriptRunner> scripts) {
+                             std::unique_ptr<ScriptRunner> scripts,
+                             ClipboardOwner clipboard) {
     std::string error;
     auto connection = Connection::open(displayName, error);
     if (!connection) return {nullptr, error};
     if (!browsers) browsers = xdg::makeBrowserServices();
     if (!scripts) scripts = xdg::makeScriptRunner();
     return {std::make_unique<X11Desktop>(std::move(connection), std::move(browsers),
-                                         std::move(scripts)),
+                                         std::move(scripts), clipboard),
             {}};
 }
 

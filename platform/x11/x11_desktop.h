@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/desktop.h"
+#include "platform/x11/clipboard.h"
 
 namespace tarn::platform::x11 {
 
@@ -14,8 +15,11 @@ namespace tarn::platform::x11 {
 //
 // No desktop (and the reason) when the display cannot be opened. The desktop counts as
 // trusted when the server has the XTEST extension; without it, untrustedReason says so.
+// `clipboard` says who serves the text the desktop puts on the clipboard (clipboard.h): a
+// forked owner for the one-shot command, this process for the long-running agent.
 DesktopChoice openX11Desktop(const std::string& displayName,
                              std::unique_ptr<BrowserServices> browsers,
-                             std::unique_ptr<ScriptRunner> scripts);
+                             std::unique_ptr<ScriptRunner> scripts,
+                             ClipboardOwner clipboard = ClipboardOwner::forkedProcess);
 
 }  // namespace tarn::platform::x11

@@ -4,6 +4,11 @@
 //
 // usage: tarn_x11_test_app --log FILE [--class NAME] [--geometry WxH+X+Y] [--windows N]
 //                          [--min WxH] [--no-pid] [--hold-clipboard] [--serve-string BYTES]
+//                          [--skip-taskbar] [--grab KEYSYM MASK]
+//
+// --skip-taskbar asks the window manager to leave its windows off the task bar; --grab
+// holds a passive grab of the key with the modifier mask (hex) on the root, as another
+// hotkey program would, and logs "grabbed".
 //
 // Log lines: "window <id>" per window once created; "focus <id>" when one gets the focus;
 // "key <keysym> <state>" for each key press that is not a modifier, "mod <keysym> <state>"
@@ -34,13 +39,17 @@ struct Options {
     bool holdClipboard = false;
     bool serveString = false;
     std::string string;
+    bool skipTaskbar = false;
+    std::string grabKey;
+    unsigned grabMask = 0;
 };
 
 [[noreturn]] void usage() {
     std::fprintf(stderr,
                  "usage: tarn_x11_test_app --log FILE [--class NAME] "
                  "[--geometry WxH+X+Y] [--windows N] [--min WxH] [--no-pid] "
-                 "[--hold-clipboard] [--serve-string BYTES]\n");
+                 "[--hold-clipboard] [--serve-string BYTES] [--skip-taskbar] "
+                 "[--grab KEYSYM MASK]\n");
     std::exit(2);
 }
 
@@ -72,6 +81,11 @@ Options parse(int argc, char** argv) {
         } else if (word == "--serve-string") {
             options.serveString = true;
             options.string = value();
+        } else if (word == "--skip-taskbar") {
+            options.skipTaskbar = true;
+        } else if (word == "--grab") {
+            options.grabKey = value();
+            options.grabMask = static_cast<unsigned>(std::strtoul(value(), nullptr, 16));
         } else {
             usage();
         }
@@ -130,6 +144,12 @@ int main(int argc, char** argv) {
         XSetWMHints(display, window, hints);
         XFree(hints);
         XSetWMProtocols(display, window, &deleteWindow, 1);
+        if (options.skipTaskbar) {
+            Atom skip = XInternAtom(display, "_NET_WM_STATE_SKIP_TASKBAR", False);
+            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False),
+                            XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip),
+                            1);
+        }
         if (options.setPid) {
             long pid = ::getpid();
             XChangeProperty(display, window, pidAtom, XA_CARDINAL, 32, PropModeReplace,
@@ -140,6 +160,14 @@ int main(int argc, char** argv) {
         std::fprintf(log, "window %lu\n", window);
     }
     XFlush(display);
+
+    if (!options.grabKey.empty()) {
+        KeyCode key = XKeysymToKeycode(display, XStringToKeysym(options.grabKey.c_str()));
+        XGrabKey(display, key, options.grabMask, DefaultRootWindow(display), True, GrabModeAsync,
+                 GrabModeAsync);
+        XSync(display, False);
+        std::fprintf(log, "grabbed\n");
+    }
 
     if (options.holdClipboard || options.serveString) {
         XSetSelectionOwner(display, XInternAtom(display, "CLIPBOARD", False), windows[0],

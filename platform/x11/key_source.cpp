@@ -1,0 +1,462 @@
+#include "platform/x11/key_source.h"
+
+#include <X11/extensions/XInput2.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+
+#include "platform/x11/connection.h"
+#include "platform/x11/keyboard.h"
+#include "platform/x11/marker_ledger.h"
+
+namespace tarn::platform::x11 {
+namespace {
+
+// One chord as the server holds it.
+struct Grab {
+    Chord chord;
+    ChordGrab state = ChordGrab::noKey;
+    KeyCode key = 0;
+    unsigned modifiers = 0;  // the chord's X modifier mask
+};
+
+// Everything the thread owns: the connection and what it grabbed on it. Only the key
+// source's thread touches it.
+class Session {
+  public:
+    Session(std::unique_ptr<Connection> connection, int xiOpcode, KeySource::Callback onKeyDown)
+        : connection_(std::move(connection)),
+          x_(*connection_),
+          xiOpcode_(xiOpcode),
+          onKeyDown_(std::move(onKeyDown)) {
+        readKeyboard();
+    }
+
+    // Closing the connection releases every grab.
+    ~Session() { MarkerLedger::instance().setGrabbed(x_.name(), {}); }
+
+    Connection& connection() { return x_; }
+
+    // Makes the grabbed set the given one: chords no longer wanted are released, new ones
+    // grabbed, and ones another program held before are tried again.
+    std::vector<ChordStatus> apply(std::vector<Chord> chords) {
+        std::sort(chords.begin(), chords.end());
+        chords.erase(std::unique(chords.begin(), chords.end()), chords.end());
+        std::vector<Grab> kept;
+        std::vector<Grab> fresh;
+        for (Grab& grab : grabs_) {
+            bool wanted = std::binary_search(chords.begin(), chords.end(), grab.chord);
+            if (wanted && grab.state == ChordGrab::grabbed) {
+                kept.push_back(grab);
+            } else {
+                ungrab(grab);
+            }
+        }
+        for (const Chord& chord : chords) {
+            bool held = std::any_of(kept.begin(), kept.end(),
+                                    [&](const Grab& grab) { return grab.chord == chord; });
+            if (!held) fresh.push_back(Grab{.chord = chord});
+        }
+        grabAll(fresh);
+        kept.insert(kept.end(), fresh.begin(), fresh.end());
+        grabs_ = std::move(kept);
+        std::sort(grabs_.begin(), grabs_.end(),
+                  [](const Grab& a, const Grab& b) { return a.chord < b.chord; });
+        return published();
+    }
+
+    // After a keyboard mapping change: everything again by the new keymap.
+    std::vector<ChordStatus> regrab() {
+        std::vector<Chord> chords;
+        for (const Grab& grab : grabs_) {
+            ungrab(grab);
+            chords.push_back(grab.chord);
+        }
+        grabs_.clear();
+        readKeyboard();
+        return apply(std::move(chords));
+    }
+
+    // One event. Returns true when the keyboard mapping changed (the caller regrabs once
+    // the events at hand are read).
+    bool handle(XEvent& event) {
+        if (event.type == MappingNotify) {
+            XRefreshKeyboardMapping(&event.xmapping);
+            return event.xmapping.request != MappingPointer;
+        }
+        if (event.type == KeyPress) {
+            // Only between a chord's core grab and its XInput2 twin being made.
+            const XKeyEvent& key = event.xkey;
+            auto verdict = decide(key.keycode, key.state, std::nullopt);
+            XAllowEvents(x_.display(),
+                         verdict == KeyVerdict::swallow ? AsyncKeyboard : ReplayKeyboard,
+                         key.time);
+            XFlush(x_.display());
+            return false;
+        }
+        if (event.type == GenericEvent && event.xcookie.extension == xiOpcode_ &&
+            XGetEventData(x_.display(), &event.xcookie)) {
+            if (event.xcookie.evtype == XI_KeyPress) {
+                auto* key = static_cast<XIDeviceEvent*>(event.xcookie.data);
+                auto verdict = decide(static_cast<unsigned>(key->detail),
+                                      static_cast<unsigned>(key->mods.effective), key->sourceid);
+                // Frozen by this key-down: the answer lets the keyboard go on. Arriving
+                // through a grab that is active already (an auto-repeat of a swallowed
+                // chord): there is nothing to release and the server ignores it.
+                XIAllowEvents(x_.display(), key->deviceid,
+                              verdict == KeyVerdict::swallow ? XIAsyncDevice : XIReplayDevice,
+                              key->time);
+                XFlush(x_.display());
+            }
+            XFreeEventData(x_.display(), &event.xcookie);
+        }
+        return false;
+    }
+
+  private:
+    static std::uint32_t lookupKey(unsigned key, unsigned modifiers) {
+        return (key << 8) | (modifiers & 0xFF);
+    }
+
+    void readKeyboard() {
+        masks_ = ModifierMasks::read(x_.display());
+        chordMask_ = masks_.shift | masks_.control | masks_.option | masks_.command;
+        // Every combination of the lock modifiers that are on keys and are not chord
+        // modifiers themselves.
+        lockCombos_ = {0};
+        for (unsigned lock : {masks_.capsLock, masks_.numLock, masks_.scrollLock}) {
+            if (lock == 0 || (lock & chordMask_)) continue;
+            bool seen = std::any_of(lockCombos_.begin(), lockCombos_.end(),
+                                    [&](unsigned combo) { return combo & lock; });
+            if (seen) continue;
+            for (std::size_t i = 0, n = lockCombos_.size(); i < n; ++i) {
+                lockCombos_.push_back(lockCombos_[i] | lock);
+            }
+        }
+        readXTestDevices();
+    }
+
+    // The slave keyboards that XTest requests go through.
+    void readXTestDevices() {
+        xtestDevices_.clear();
+        Atom property = XInternAtom(x_.display(), "XTEST Device", True);
+        int count = 0;
+        XIDeviceInfo* devices = XIQueryDevice(x_.display(), XIAllDevices, &count);
+        for (int i = 0; i < count; ++i) {
+            const XIDeviceInfo& device = devices[i];
+            if (device.use != XISlaveKeyboard && device.use != XIFloatingSlave) continue;
+            bool xtest = false;
+            if (property != None) {
+                Atom type = None;
+                int format = 0;
+                unsigned long items = 0, after = 0;
+                unsigned char* data = nullptr;
+                if (XIGetProperty(x_.display(), device.deviceid, property, 0, 1, False,
+                                  AnyPropertyType, &type, &format, &items, &after,
+                                  &data) == Success) {
+                    xtest = type != None;
+                    XFree(data);
+                }
+            } else {
+                std::string name = device.name ? device.name : "";
+                xtest = name.ends_with("XTEST keyboard");
+            }
+            if (xtest) xtestDevices_.push_back(device.deviceid);
+        }
+        XIFreeDeviceInfo(devices);
+    }
+
+    KeyVerdict decide(unsigned key, unsigned state, std::optional<int> sourceDevice) {
+        auto found = byKey_.find(lookupKey(key, state & chordMask_));
+        if (found == byKey_.end()) return KeyVerdict::pass;  // not one of ours: let it go on
+        KeyDown down;
+        down.keyCode = found->second.keyCode;
+        down.flags = masks_.fromX(state);
+        if (state & masks_.capsLock) down.flags |= kCapsLockFlag;
+        if (masks_.numLock && (state & masks_.numLock)) down.flags |= kNumLockFlag;
+        bool synthetic = sourceDevice && std::find(xtestDevices_.begin(), xtestDevices_.end(),
+                                                   *sourceDevice) != xtestDevices_.end();
+        if (synthetic) {
+            down.marker = MarkerLedger::instance().take(
+                x_.name(), {key, masks_.fromX(state & chordMask_)});
+        }
+        try {
+            return onKeyDown_(down);
+        } catch (...) {
+            return KeyVerdict::pass;  // never leave the keyboard waiting
+        }
+    }
+
+    // Core grabs first (one round trip for all, failures told apart by sequence number),
+    // then the XInput2 twins of those that held (one round trip each); a chord refused on
+    // either side lets go of whatever it got.
+    void grabAll(std::vector<Grab>& grabs) {
+        Display* display = x_.display();
+        struct Span {
+            unsigned long first, last;
+        };
+        std::vector<Span> spans(grabs.size(), Span{0, 0});
+        {
+            ErrorTrap trap(x_);
+            for (std::size_t i = 0; i < grabs.size(); ++i) {
+                Grab& grab = grabs[i];
+                grab.state = ChordGrab::noKey;
+                KeySym symbol = grab.chord.keyCode >= 0 && grab.chord.keyCode <= 0xFFFF
+                                    ? keySymForMacKey(static_cast<std::uint16_t>(grab.chord.keyCode))
+                                    : NoSymbol;
+                grab.key = symbol == NoSymbol ? 0 : XKeysymToKeycode(display, symbol);
+                if (grab.key == 0) continue;
+                grab.modifiers = masks_.toX(static_cast<std::uint64_t>(chordFlags(grab.chord)));
+                grab.state = ChordGrab::grabbed;
+                spans[i].first = NextRequest(display);
+                for (unsigned combo : lockCombos_) {
+                    XGrabKey(display, grab.key, grab.modifiers | combo, x_.root(), False,
+                             GrabModeAsync, GrabModeSync);
+                }
+                spans[i].last = NextRequest(display) - 1;
+            }
+            trap.failed();
+            for (const auto& failure : trap.failures()) {
+                for (std::size_t i = 0; i < grabs.size(); ++i) {
+                    if (grabs[i].state == ChordGrab::grabbed && failure.serial >= spans[i].first &&
+                        failure.serial <= spans[i].last) {
+                        grabs[i].state = ChordGrab::takenByOther;
+                    }
+                }
+            }
+        }
+
+        unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+        XISetMask(bits, XI_KeyPress);
+        XISetMask(bits, XI_KeyRelease);
+        XIEventMask mask{XIAllMasterDevices, static_cast<int>(sizeof bits), bits};
+        for (Grab& grab : grabs) {
+            if (grab.state != ChordGrab::grabbed) {
+                if (grab.state == ChordGrab::takenByOther) ungrab(grab);
+                continue;
+            }
+            auto modifiers = xiModifiers(grab);
+            int failed = XIGrabKeycode(display, XIAllMasterDevices, grab.key, x_.root(),
+                                       XIGrabModeSync, XIGrabModeAsync, False, &mask,
+                                       static_cast<int>(modifiers.size()), modifiers.data());
+            if (failed != 0) {
+                grab.state = ChordGrab::takenByOther;
+                ungrab(grab);
+            }
+        }
+        XFlush(display);
+    }
+
+    std::vector<XIGrabModifiers> xiModifiers(const Grab& grab) const {
+        std::vector<XIGrabModifiers> modifiers;
+        for (unsigned combo : lockCombos_) {
+            modifiers.push_back({static_cast<int>(grab.modifiers | combo), 0});
+        }
+        return modifiers;
+    }
+
+    // Releasing what this client does not hold is harmless: the server only ever removes
+    // the caller's own grabs.
+    void ungrab(const Grab& grab) {
+        if (grab.key == 0) return;
+        auto modifiers = xiModifiers(grab);
+        XIUngrabKeycode(x_.display(), XIAllMasterDevices, grab.key, x_.root(),
+                        static_cast<int>(modifiers.size()), modifiers.data());
+        for (unsigned combo : lockCombos_) {
+            XUngrabKey(x_.display(), grab.key, grab.modifiers | combo, x_.root());
+        }
+    }
+
+    static std::uint64_t chordFlags(const Chord& chord) {
+        std::uint64_t flags = 0;
+        if (chord.modifiers & 1) flags |= keyflags::shift;
+        if (chord.modifiers & 2) flags |= keyflags::control;
+        if (chord.modifiers & 4) flags |= keyflags::option;
+        if (chord.modifiers & 8) flags |= keyflags::command;
+        return flags;
+    }
+
+    // The lookup table of the grabbed chords, and the same for the marker ledger.
+    std::vector<ChordStatus> published() {
+        byKey_.clear();
+        std::vector<MarkerLedger::Key> ledger;
+        std::vector<ChordStatus> status;
+        for (const Grab& grab : grabs_) {
+            status.push_back({grab.chord, grab.state});
+            if (grab.state != ChordGrab::grabbed) continue;
+            byKey_.emplace(lookupKey(grab.key, grab.modifiers), grab.chord);
+            ledger.push_back({grab.key, chordFlags(grab.chord)});
+        }
+        MarkerLedger::instance().setGrabbed(x_.name(), std::move(ledger));
+        return status;
+    }
+
+    std::unique_ptr<Connection> connection_;
+    Connection& x_;
+    int xiOpcode_;
+    KeySource::Callback onKeyDown_;
+    ModifierMasks masks_;
+    unsigned chordMask_ = 0;
+    std::vector<unsigned> lockCombos_;
+    std::vector<int> xtestDevices_;
+    std::vector<Grab> grabs_;  // sorted by chord
+    std::unordered_map<std::uint32_t, Chord> byKey_;
+};
+
+class KeySourceX11 final : public KeySource {
+  public:
+    explicit KeySourceX11(std::string displayName) : displayName_(std::move(displayName)) {}
+    ~KeySourceX11() override { stop(); }
+
+    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
+        stop();
+        wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+        if (wake_ < 0) {
+            error = "cannot make the key source's wake-up descriptor";
+            return false;
+        }
+        {
+            std::lock_guard guard(lock_);
+            stopping_ = false;
+            changed_ = false;
+        }
+        std::promise<std::string> started;
+        auto result = started.get_future();
+        thread_ = std::thread([this, onKeyDown = std::move(onKeyDown), onLost = std::move(onLost),
+                               started = std::move(started)]() mutable {
+            run(std::move(onKeyDown), std::move(onLost), started);
+        });
+        error = result.get();
+        if (error.empty()) return true;
+        thread_.join();
+        ::close(wake_);
+        wake_ = -1;
+        return false;
+    }
+
+    void stop() override {
+        if (!thread_.joinable()) return;
+        {
+            std::lock_guard guard(lock_);
+            stopping_ = true;
+        }
+        wake();
+        if (std::this_thread::get_id() == thread_.get_id()) return;  // from a callback
+        thread_.join();
+        ::close(wake_);
+        wake_ = -1;
+    }
+
+    void setChords(std::vector<Chord> chords) override {
+        {
+            std::lock_guard guard(lock_);
+            wanted_ = std::move(chords);
+            changed_ = true;
+        }
+        wake();
+    }
+
+    std::vector<ChordStatus> chordStatus() override {
+        std::lock_guard guard(lock_);
+        return status_;
+    }
+
+  private:
+    void wake() {
+        if (wake_ < 0) return;
+        std::uint64_t one = 1;
+        [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
+    }
+
+    void run(Callback onKeyDown, LostCallback onLost, std::promise<std::string>& started) {
+        std::string osName = std::string(kKeySourceThreadName).substr(0, 15);
+        ::pthread_setname_np(::pthread_self(), osName.c_str());
+
+        std::string error;
+        auto connection = Connection::open(displayName_, error);
+        if (!connection) {
+            started.set_value(error);
+            return;
+        }
+        int xiOpcode = 0, eventBase = 0, errorBase = 0;
+        int major = 2, minor = 0;
+        if (!XQueryExtension(connection->display(), "XInputExtension", &xiOpcode, &eventBase,
+                             &errorBase) ||
+            XIQueryVersion(connection->display(), &major, &minor) != Success) {
+            started.set_value("the X server on display " + connection->name() +
+                              " lacks XInputExtension 2.0, which global hotkeys need");
+            return;
+        }
+        Session session(std::move(connection), xiOpcode, std::move(onKeyDown));
+        Connection& x = session.connection();
+        publish(session.apply(takeWanted()));
+        started.set_value(x.lost() ? "lost the connection to the X server on display " + x.name()
+                                   : "");
+        if (x.lost()) return;
+
+        while (true) {
+            bool remap = false;
+            while (!x.lost() && XPending(x.display()) > 0) {
+                XEvent event;
+                XNextEvent(x.display(), &event);
+                remap |= session.handle(event);
+            }
+            if (remap && !x.lost()) publish(session.regrab());
+            if (x.lost()) break;
+
+            pollfd descriptors[2] = {{ConnectionNumber(x.display()), POLLIN, 0},
+                                     {wake_, POLLIN, 0}};
+            if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) break;
+            if (descriptors[1].revents & POLLIN) {
+                std::uint64_t count = 0;
+                [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+                std::optional<std::vector<Chord>> chords;
+                {
+                    std::lock_guard guard(lock_);
+                    if (stopping_) return;
+                    if (changed_) chords = takeWantedLocked();
+                }
+                if (chords) publish(session.apply(std::move(*chords)));
+            }
+        }
+        if (onLost) onLost("lost the connection to the X server on display " + x.name());
+    }
+
+    std::vector<Chord> takeWanted() {
+        std::lock_guard guard(lock_);
+        return takeWantedLocked();
+    }
+    std::vector<Chord> takeWantedLocked() {
+        changed_ = false;
+        return wanted_;
+    }
+    void publish(std::vector<ChordStatus> status) {
+        std::lock_guard guard(lock_);
+        status_ = std::move(status);
+    }
+
+    std::string displayName_;
+    std::mutex lock_;
+    std::vector<Chord> wanted_;  // the last set given
+    bool changed_ = false;
+    bool stopping_ = false;
+    std::vector<ChordStatus> status_;
+    int wake_ = -1;
+    std::thread thread_;
+};
+
+}  // namespace
+
+std::unique_ptr<KeySource> makeKeySource(std::string displayName) {
+    return std::make_unique<KeySourceX11>(std::move(displayName));
+}
+
+}  // namespace tarn::platform::x11

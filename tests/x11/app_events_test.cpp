@@ -1,0 +1,72 @@
+// The X11 application events on the private server of with-x11.sh, the desktop changed with
+// the test client and xdotool.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <tuple>
+
+#include "platform/x11/app_events.h"
+#include "tests/common/temp_dir.h"
+#include "tests/x11/harness.h"
+
+namespace tarn::x11test {
+namespace {
+
+using platform::AppInfo;
+
+class AppEventsTest : public ::testing::Test {
+  protected:
+    void start() {
+        std::string error;
+        ASSERT_TRUE(events_->start([this] { ++activations_; }, [this] { ++changes_; }, error))
+            << error;
+    }
+    std::optional<std::string> frontmost() {
+        auto app = events_->frontmostApplication();
+        return app ? app->bundleID : std::nullopt;
+    }
+
+    tarn::testing::TempDir dir_;
+    std::unique_ptr<platform::AppEvents> events_ = platform::x11::makeAppEvents(display());
+    std::atomic<int> activations_{0};
+    std::atomic<int> changes_{0};
+};
+
+TEST_F(AppEventsTest, LaunchesAndActivationsAreReportedAndReadBack) {
+    EXPECT_EQ(events_->frontmostApplication(), std::nullopt);  // read while not running
+    start();
+
+    auto alpha = startApp(dir_, {"--class", "Alpha"});
+    EXPECT_TRUE(eventually([&] { return changes_ > 0 && activations_ > 0; }));
+    EXPECT_EQ(frontmost(), "Alpha");
+
+    int changes = changes_;
+    auto beta = startApp(dir_, {"--class", "Beta", "--skip-taskbar"});
+    EXPECT_TRUE(eventually([&] { return changes_ > changes; }));
+    EXPECT_TRUE(eventually([&] { return frontmost() == "Beta"; }));
+
+    // In the desktop's order; the one off the task bar is no ordinary application.
+    auto apps = events_->runningApplications();
+    ASSERT_EQ(apps.size(), 2u);
+    auto facts = [](const AppInfo& app) {
+        return std::tuple(app.pid, app.bundleID, app.localizedName, app.regularActivationPolicy);
+    };
+    using Facts = std::tuple<platform::Pid, std::optional<std::string>, std::optional<std::string>, bool>;
+    EXPECT_EQ(facts(apps[0]), Facts(alpha.pid(), "Alpha", "Alpha", true));
+    EXPECT_EQ(facts(apps[1]), Facts(beta.pid(), "Beta", "Beta", false));
+
+    int activations = activations_;
+    ASSERT_EQ(run({"xdotool", "windowactivate", std::to_string(alpha.window())}).status, 0);
+    EXPECT_TRUE(eventually([&] { return activations_ > activations; }));
+    EXPECT_EQ(frontmost(), "Alpha");
+
+    changes = changes_;
+    beta.process.kill();
+    EXPECT_TRUE(eventually([&] { return changes_ > changes; }));
+    EXPECT_EQ(events_->runningApplications().size(), 1u);
+    events_->stop();
+}
+
+}  // namespace
+}  // namespace tarn::x11test
