@@ -29,6 +29,7 @@ struct ModifierMasks {
     // bits of the state are left out.
     unsigned toX(std::uint64_t flags) const;
     std::uint64_t fromX(unsigned state) const;
+    friend bool operator==(const ModifierMasks&, const ModifierMasks&) = default;
 };
 
 // Keys through XTest. A macOS virtual key code (ANSI layout) names a key symbol, which the
