@@ -1,10 +1,10 @@
 #include "agent/config_json.h"
 
-#include <cmath>
 #include <initializer_list>
 #include <utility>
 
 #include "agent/overloaded.h"
+#include "support/number_text.h"
 
 namespace tarn::agent {
 namespace {
@@ -175,10 +175,7 @@ class Decoder {
         if (value.is_number_integer()) return value.get<std::int64_t>();
         if (value.is_number_float()) {
             // A whole number written with a fraction ("124.0") is still that integer.
-            double number = value.get<double>();
-            if (number == std::trunc(number) && number >= -0x1p63 && number < 0x1p63) {
-                return static_cast<std::int64_t>(number);
-            }
+            if (auto whole = support::exactInt64(value.get<double>())) return *whole;
         }
         fail(path, "expected an integer");
     }

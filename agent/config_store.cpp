@@ -77,6 +77,10 @@ void ConfigStore::setOnConfigChanged(std::function<void(const RootConfig&)> call
     onConfigChanged_ = std::move(callback);
 }
 
+void ConfigStore::setOnSaveFailed(std::function<void(const std::string&)> callback) {
+    onSaveFailed_ = std::move(callback);
+}
+
 void ConfigStore::upsertAppConfig(const std::string& bundleID, const std::string& displayName) {
     update([&](RootConfig& config) {
         auto& apps = config.appConfigs;
@@ -117,17 +121,25 @@ void ConfigStore::settle() {
 
 void ConfigStore::save() {
     std::filesystem::path path = configURL();
+    auto lock = support::FileLock::acquire(path);
     if (unsavedOriginal_ && !keepUnreadFile(path)) return;
     std::string text;
     try {
         text = configText(*current_);
-    } catch (const std::domain_error&) {
+    } catch (const std::domain_error& error) {
         // A frame JSON cannot hold: the file keeps its last good content, and the next change
         // tries again with the whole configuration.
-        return;
+        return saveFailed("Could not save " + path.string() + ": " + error.what());
     }
     // A failed write is retried with the next change; the file is never left half written.
-    support::writeFileAtomically(path, text);
+    if (auto error = support::writeFileAtomically(path, text)) {
+        saveFailed("Could not save " + path.string() + ": " + *error);
+    }
+}
+
+void ConfigStore::saveFailed(const std::string& reason) {
+    log_.error(reason);
+    if (onSaveFailed_) onSaveFailed_(reason);
 }
 
 // Copies a file that was not read whole aside before it is replaced. False while the file is
@@ -145,7 +157,7 @@ bool ConfigStore::keepUnreadFile(const std::filesystem::path& path) {
         unsavedOriginal_.reset();  // gone since launch: nothing left to protect
         return true;
     }
-    log_.error("Not saving " + path.string() + ": it could not be read whole (" +
+    saveFailed("Not saving " + path.string() + ": it could not be read whole (" +
                describeIssues(load) + ") and no copy of it could be made");
     return false;
 }

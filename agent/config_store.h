@@ -59,6 +59,9 @@ class ConfigStore {
 
     // Called after each settled change with the configuration saved; at most one callback.
     void setOnConfigChanged(std::function<void(const RootConfig&)> callback);
+    // Called with the reason, in words, when a save fails (it is also logged as an error).
+    // The file keeps its last content and the next change tries again; at most one callback.
+    void setOnSaveFailed(std::function<void(const std::string&)> callback);
 
     // Makes sure an application has an entry. An existing one (the first with this bundle
     // identifier) only takes the new name and keeps its place; a new one is added and the
@@ -72,6 +75,7 @@ class ConfigStore {
     void settle();
     void save();
     bool keepUnreadFile(const std::filesystem::path& path);
+    void saveFailed(const std::string& reason);
 
     Logger log_;
     std::function<std::filesystem::path()> configURL_;
@@ -80,6 +84,7 @@ class ConfigStore {
     mutable std::mutex publishedLock_;
     std::shared_ptr<const RootConfig> published_;
     std::function<void(const RootConfig&)> onConfigChanged_;
+    std::function<void(const std::string&)> onSaveFailed_;
     // Set by a load that could not read the file whole, until a copy of the file exists.
     std::optional<ConfigLoad> unsavedOriginal_;
     Debouncer debouncer_;

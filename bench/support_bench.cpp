@@ -1,7 +1,9 @@
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
 #include <string>
 
+#include "support/files.h"
 #include "support/json_text.h"
 #include "support/number_text.h"
 #include "support/store.h"
@@ -41,7 +43,7 @@ void BM_EncodeStorePretty(benchmark::State& state) {
         benchmark::DoNotOptimize(text);
     }
 }
-BENCHMARK(BM_EncodeStorePretty)->Arg(10)->Arg(1000);
+BENCHMARK(BM_EncodeStorePretty)->Arg(10)->Arg(1000)->Arg(100000);
 
 void BM_ParseAndDecodeStore(benchmark::State& state) {
     auto text = tarn::support::writeJson(
@@ -52,7 +54,54 @@ void BM_ParseAndDecodeStore(benchmark::State& state) {
         benchmark::DoNotOptimize(store);
     }
 }
-BENCHMARK(BM_ParseAndDecodeStore)->Arg(10)->Arg(1000);
+BENCHMARK(BM_ParseAndDecodeStore)->Arg(10)->Arg(1000)->Arg(100000);
+
+// `tarn settings <name>` and `tarn settings <name> <value>` on a file of n settings: the
+// whole file is read, and for a set written back whole.
+class SettingsFile {
+  public:
+    explicit SettingsFile(int entries)
+        : path_(std::filesystem::temp_directory_path() /
+                ("tarn_bench_settings_" + std::to_string(entries) + ".json")) {
+        tarn::support::saveJSON(sampleStore(entries), path_);
+    }
+    SettingsFile(const SettingsFile&) = delete;
+    SettingsFile& operator=(const SettingsFile&) = delete;
+    ~SettingsFile() { std::filesystem::remove(path_); }
+    const std::filesystem::path& path() const { return path_; }
+
+  private:
+    std::filesystem::path path_;
+};
+
+void BM_SettingsReadOne(benchmark::State& state) {
+    SettingsFile file(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        auto loaded = tarn::support::loadStore(file.path());
+        benchmark::DoNotOptimize(loaded.store.values.find("setting5"));
+    }
+}
+BENCHMARK(BM_SettingsReadOne)
+    ->Arg(10000)
+    ->Arg(20000)
+    ->Arg(40000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
+
+void BM_SettingsSetOne(benchmark::State& state) {
+    SettingsFile file(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        auto loaded = tarn::support::loadStore(file.path());
+        loaded.store.values["setting5"] = std::int64_t{5};
+        benchmark::DoNotOptimize(tarn::support::saveStoreOver(loaded.store, loaded, file.path()));
+    }
+}
+BENCHMARK(BM_SettingsSetOne)
+    ->Arg(10000)
+    ->Arg(20000)
+    ->Arg(40000)
+    ->Arg(100000)
+    ->Unit(benchmark::kMillisecond);
 
 void BM_DoubleText(benchmark::State& state) {
     double value = 0.1;

@@ -4,8 +4,9 @@
 
 namespace tarn {
 
-CommandContext::CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop)
-    : out(out), err(err), open_(std::move(openDesktop)) {}
+CommandContext::CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop,
+                               BrowsersOpener openBrowsers)
+    : out(out), err(err), open_(std::move(openDesktop)), openBrowsers_(std::move(openBrowsers)) {}
 
 CommandContext::CommandContext(std::ostream& out, std::ostream& err, platform::Desktop& desktop)
     : out(out), err(err), desktop_(&desktop) {}
@@ -18,6 +19,13 @@ platform::Desktop& CommandContext::desktop() {
     owned_ = std::move(choice.desktop);
     desktop_ = owned_.get();
     return *desktop_;
+}
+
+platform::BrowserServices& CommandContext::browsers() {
+    if (desktop_) return desktop_->browsers();
+    if (!browsers_ && openBrowsers_) browsers_ = openBrowsers_();
+    if (browsers_) return *browsers_;
+    return desktop().browsers();
 }
 
 std::filesystem::path CommandContext::appSupportDir() const {

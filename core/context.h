@@ -20,8 +20,11 @@ using Args = std::vector<std::string>;
 class CommandContext {
   public:
     using DesktopOpener = std::function<platform::DesktopChoice()>;
+    // Browser services to use while no desktop is open; null: the desktop's.
+    using BrowsersOpener = std::function<std::unique_ptr<platform::BrowserServices>()>;
 
-    CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop);
+    CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop,
+                   BrowsersOpener openBrowsers = {});
     // For tests and the agent: a desktop that is already open and owned elsewhere.
     CommandContext(std::ostream& out, std::ostream& err, platform::Desktop& desktop);
 
@@ -31,11 +34,17 @@ class CommandContext {
     // The desktop; throws platform::DesktopError naming what is missing when there is none.
     platform::Desktop& desktop();
 
+    // The browser services. They open no desktop when the platform has them without one,
+    // so the default-browser commands work where there is no display.
+    platform::BrowserServices& browsers();
+
     // The Application Support folder "Tarn", created when missing.
     std::filesystem::path appSupportDir() const;
 
   private:
     DesktopOpener open_;
+    BrowsersOpener openBrowsers_;
+    std::unique_ptr<platform::BrowserServices> browsers_;
     std::unique_ptr<platform::Desktop> owned_;
     platform::Desktop* desktop_ = nullptr;
 };

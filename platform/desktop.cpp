@@ -46,4 +46,13 @@ DesktopChoice openAgentDesktop() {
     return open(DesktopUse::agent);
 }
 
+std::unique_ptr<BrowserServices> openDisplaylessBrowserServices() {
+    if (const char* sim = std::getenv("TARN_SIM_DESKTOP"); sim && *sim) return nullptr;
+#if defined(__linux__)
+    return xdg::makeBrowserServices();
+#else
+    return nullptr;
+#endif
+}
+
 }  // namespace tarn::platform

@@ -31,6 +31,13 @@ class Desktop {
     virtual Sleeper& sleeper() = 0;
     virtual BrowserServices& browsers() = 0;
     virtual ScriptRunner& scripts() = 0;
+
+    // Starts a new operation on a desktop that outlives one (the agent's): what the
+    // backends remember of the last one is dropped.
+    void forgetRemembered() {
+        windowSystem().forget();
+        displays().forget();
+    }
 };
 
 struct DesktopChoice {
@@ -46,5 +53,10 @@ DesktopChoice openDesktop();
 // must not fork (the X11 clipboard serves its text from a thread of the process instead of
 // a forked owner that outlives a one-shot command).
 DesktopChoice openAgentDesktop();
+
+// Browser services that need no display: on Linux the default browser lives in XDG files,
+// so a text console or an SSH login has them too. Null where they come only with the
+// desktop (a simulated desktop keeps them in its file; macOS).
+std::unique_ptr<BrowserServices> openDisplaylessBrowserServices();
 
 }  // namespace tarn::platform

@@ -19,6 +19,9 @@ class Displays {
     virtual Rect bounds(DisplayId display) = 0;
     // The main display (index 0 of the active list when there is one).
     virtual DisplayId mainDisplay() = 0;
+    // Backends may remember the display list for the length of one operation (a command, or
+    // one agent action); this drops it, so the next read asks the desktop again.
+    virtual void forget() {}
 };
 
 }  // namespace tarn::platform

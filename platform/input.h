@@ -31,6 +31,12 @@ class KeyboardOutput {
     // False when no event can be made for this key here (the key is then skipped whole).
     virtual bool canPost(std::uint16_t keyCode) = 0;
     virtual void post(const KeyEvent& event) = 0;
+    // Around a run of keys typed one after another. Where the system derives modifiers from
+    // the keys that are down (X11), the user's held modifiers are lifted once at the start
+    // and given back at the end, not around every key. A key posted outside a run is a run
+    // of its own.
+    virtual void beginTyping() {}
+    virtual void endTyping() {}
 };
 
 class Clipboard {

@@ -68,6 +68,10 @@ class WindowSystem {
     // system-wide focused element.
     virtual int windowListError(Pid pid) = 0;
     virtual int focusedElementError() = 0;
+
+    // Backends may remember what they read for the length of one operation (a command, or
+    // one agent action); this drops it, so the next read asks the desktop again.
+    virtual void forget() {}
 };
 
 }  // namespace tarn::platform

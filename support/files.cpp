@@ -1,9 +1,10 @@
 #include "support/files.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -52,6 +53,24 @@ bool writeAll(int fd, const std::string& bytes) {
     return true;
 }
 
+// Creates a file of a fresh name beside the target. The kernel gives it 0666 less the
+// process umask, as any new file gets: reading the umask would mean setting it, which races
+// with every other thread that creates a file meanwhile.
+int createAside(const std::filesystem::path& directory, const std::filesystem::path& target,
+                std::string& created) {
+    // Unique among this process's threads; a name left behind by a dead process of the same
+    // id only moves on to the next number.
+    static std::atomic<unsigned> counter{0};
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        created = (directory / ("." + target.filename().string() + ".tmp-" +
+                                std::to_string(::getpid()) + "-" + std::to_string(counter++)))
+                      .string();
+        int fd = ::open(created.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+    return -1;
+}
+
 }  // namespace
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
@@ -69,8 +88,8 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
                                                const std::string& bytes) {
     std::filesystem::path directory = path.parent_path();
     if (directory.empty()) directory = ".";
-    std::string pattern = (directory / ("." + path.filename().string() + ".tmp-XXXXXX")).string();
-    int fd = ::mkstemp(pattern.data());
+    std::string pattern;
+    int fd = createAside(directory, path, pattern);
     if (fd < 0) return errnoText();
     FileDescriptor file(fd);
     auto fail = [&](std::string reason) -> std::optional<std::string> {
@@ -78,10 +97,6 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
         ::unlink(pattern.c_str());
         return reason;
     };
-    // mkstemp creates the file 0600; a settings file is as readable as any other file.
-    mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(file.get(), 0666 & ~mask);
     if (!writeAll(file.get(), bytes)) return fail(errnoText());
     if (::fsync(file.get()) != 0) return fail(errnoText());
     if (!file.close()) return fail(errnoText());
@@ -93,6 +108,23 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
         ::fsync(dir.get());
     }
     return std::nullopt;
+}
+
+std::optional<FileLock> FileLock::acquire(const std::filesystem::path& path) {
+    std::filesystem::path lockPath = path;
+    lockPath += ".lock";
+    int fd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0) return std::nullopt;
+    FileLock lock(fd);
+    while (::flock(fd, LOCK_EX) != 0) {
+        if (errno != EINTR) return std::nullopt;
+    }
+    return lock;
+}
+
+FileLock::~FileLock() {
+    // Closing the only descriptor of the lock file releases the lock.
+    if (fd_ >= 0) ::close(fd_);
 }
 
 std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path) {

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace tarn::support {
 
@@ -18,5 +19,26 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
 // Copies the file to "<name>.bak-<UTC timestamp>" beside it, before it is replaced by a
 // writer that could not read it whole. Returns the copy's path, or absent on failure.
 std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path);
+
+// An advisory lock (flock) on "<name>.lock" beside a file, held for the object's life. A
+// read-change-write of a file that other processes change too runs under it, so parallel
+// writers each keep their change. The lock file is left in place: removing it would let a
+// writer waiting on it lock a file the next writer no longer sees.
+class FileLock {
+  public:
+    // Waits for the lock. Absent when no lock file can be made there (a folder that cannot
+    // be written, where the write that follows fails anyway).
+    static std::optional<FileLock> acquire(const std::filesystem::path& path);
+
+    FileLock(FileLock&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    FileLock& operator=(FileLock&&) = delete;
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+    ~FileLock();
+
+  private:
+    explicit FileLock(int fd) : fd_(fd) {}
+    int fd_;
+};
 
 }  // namespace tarn::support

@@ -139,25 +139,126 @@ class Writer {
     }
 
     void writeObject(const Json& value, int depth) {
-        std::vector<const std::string*> keys;
-        for (auto it = value.begin(); it != value.end(); ++it) keys.push_back(&it.key());
+        // Members by pointer, so sorting and writing never look a name up again: an ordered
+        // object finds a name by scanning, which would make a large object quadratic.
+        std::vector<const Json::object_t::value_type*> members;
+        members.reserve(value.size());
+        for (const auto& member : value.get_ref<const Json::object_t&>())
+            members.push_back(&member);
         if (style_.sortKeys) {
-            std::stable_sort(keys.begin(), keys.end(), [](auto* a, auto* b) { return *a < *b; });
+            std::stable_sort(members.begin(), members.end(),
+                             [](auto* a, auto* b) { return a->first < b->first; });
         }
-        if (keys.empty()) return empty("{}", depth);
+        if (members.empty()) return empty("{}", depth);
         open('{', depth);
         bool first = true;
-        for (const std::string* key : keys) {
+        for (const auto* member : members) {
             if (!first) separator(depth);
             first = false;
-            writeString(out, *key);
+            writeString(out, member->first);
             out += style_.pretty ? " : " : ":";
-            write(value.at(*key), depth + 1);
+            write(member->second, depth + 1);
         }
         close('}', depth);
     }
 
     JsonStyle style_;
+};
+
+// Builds what the library's own parser builds, in time linear in the text: the library
+// files each member by looking its name up in an ordered object, a scan per member. Here
+// members are appended, and repeated names are merged once the object is complete.
+class Builder final : public nlohmann::json_sax<Json> {
+  public:
+    explicit Builder(Json& root) : root_(root) {}
+
+    bool null() override { return add(nullptr); }
+    bool boolean(bool value) override { return add(value); }
+    bool number_integer(number_integer_t value) override { return add(value); }
+    bool number_unsigned(number_unsigned_t value) override { return add(value); }
+    bool number_float(number_float_t value, const string_t&) override { return add(value); }
+    bool string(string_t& value) override { return add(std::move(value)); }
+    bool binary(binary_t&) override { return false; }
+    bool start_object(std::size_t) override { return open(Json::object()); }
+    bool start_array(std::size_t) override { return open(Json::array()); }
+    bool key(string_t& name) override {
+        Json::object_t::Container& members = open_.back()->get_ref<Json::object_t&>();
+        members.emplace_back(std::move(name), nullptr);
+        member_ = &members.back().second;
+        return true;
+    }
+    bool end_object() override {
+        mergeRepeatedNames(open_.back()->get_ref<Json::object_t&>());
+        open_.pop_back();
+        return true;
+    }
+    bool end_array() override {
+        open_.pop_back();
+        return true;
+    }
+    bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
+        return false;
+    }
+
+  private:
+    // Where a value goes: the root, the end of the open array, or the member just named.
+    // Only the innermost open container grows, so pointers to the outer ones stay valid.
+    Json* place(Json value) {
+        if (open_.empty()) {
+            root_ = std::move(value);
+            return &root_;
+        }
+        if (open_.back()->is_array()) {
+            auto& elements = open_.back()->get_ref<Json::array_t&>();
+            elements.push_back(std::move(value));
+            return &elements.back();
+        }
+        *member_ = std::move(value);
+        return member_;
+    }
+
+    bool add(Json value) {
+        place(std::move(value));
+        return true;
+    }
+
+    bool open(Json container) {
+        open_.push_back(place(std::move(container)));
+        return true;
+    }
+
+    // As the library does: a repeated name keeps its first place and takes its last value.
+    static void mergeRepeatedNames(Json::object_t::Container& members) {
+        if (members.size() < 2) return;
+        std::vector<std::size_t> order(members.size());
+        for (std::size_t i = 0; i < order.size(); ++i) order[i] = i;
+        std::stable_sort(order.begin(), order.end(), [&](std::size_t a, std::size_t b) {
+            return members[a].first < members[b].first;
+        });
+        std::vector<bool> repeat(members.size(), false);
+        bool any = false;
+        for (std::size_t run = 0; run < order.size();) {
+            std::size_t end = run + 1;
+            while (end < order.size() && members[order[end]].first == members[order[run]].first) {
+                repeat[order[end++]] = true;
+            }
+            if (end - run > 1) {
+                members[order[run]].second = std::move(members[order[end - 1]].second);
+                any = true;
+            }
+            run = end;
+        }
+        if (!any) return;
+        Json::object_t::Container kept;
+        for (std::size_t i = 0; i < members.size(); ++i) {
+            if (!repeat[i]) kept.emplace_back(members[i].first, std::move(members[i].second));
+        }
+        members.swap(kept);
+    }
+
+    Json& root_;
+    std::vector<Json*> open_;
+    Json* member_ = nullptr;
 };
 
 }  // namespace
@@ -169,9 +270,15 @@ std::string writeJson(const Json& value, JsonStyle style) {
 }
 
 std::optional<Json> parseJson(std::string_view text) {
-    Json value = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
-    if (value.is_discarded()) return std::nullopt;
+    Json value;
+    Builder builder(value);
+    if (!Json::sax_parse(text.begin(), text.end(), &builder)) return std::nullopt;
     return value;
+}
+
+void appendMember(Json& object, std::string name, Json value) {
+    Json::object_t::Container& members = object.get_ref<Json::object_t&>();
+    members.emplace_back(std::move(name), std::move(value));
 }
 
 }  // namespace tarn::support

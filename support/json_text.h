@@ -24,7 +24,13 @@ struct JsonStyle {
 // Throws std::domain_error for a double that JSON cannot hold (infinite or NaN).
 std::string writeJson(const Json& value, JsonStyle style = {});
 
-// Parses a whole JSON text; absent when it is not JSON.
+// Parses a whole JSON text; absent when it is not JSON. Time grows linearly with the text,
+// however many members an object has; a repeated name keeps its first place and last value.
 std::optional<Json> parseJson(std::string_view text);
+
+// Adds a member to an object without looking for one of the same name, for writers whose
+// names are unique already (a std::map's keys): a name lookup in an ordered object is a
+// scan, so filling a large one member by member with operator[] is quadratic.
+void appendMember(Json& object, std::string name, Json value);
 
 }  // namespace tarn::support

@@ -92,4 +92,9 @@ std::optional<double> parseDouble(std::string_view text) {
     return value;
 }
 
+std::optional<std::int64_t> exactInt64(double value) {
+    if (!(value >= -0x1p63 && value < 0x1p63) || std::trunc(value) != value) return std::nullopt;
+    return static_cast<std::int64_t>(value);
+}
+
 }  // namespace tarn::support

@@ -24,4 +24,9 @@ std::optional<std::int64_t> parseInt64(std::string_view text);
 // leading or trailing white space; absent when any of the text is left over.
 std::optional<double> parseDouble(std::string_view text);
 
+// The integer a double stands for when it is whole and a signed 64-bit integer holds it:
+// -2^63 <= value < 2^63, both bounds exact as doubles. Absent for fractions, infinities,
+// NaN and whole values beyond that range.
+std::optional<std::int64_t> exactInt64(double value);
+
 }  // namespace tarn::support

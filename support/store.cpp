@@ -1,6 +1,8 @@
 #include "support/store.h"
 
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <stdexcept>
 
 #include "support/files.h"
@@ -26,9 +28,7 @@ std::optional<StoreValue> decodeValue(const Json& value) {
             // A number the decoder can hold exactly as an integer is an integer, whatever
             // wrote it ("5.0" reads as 5).
             double d = value.get<double>();
-            if (std::trunc(d) == d && d >= -9223372036854775808.0 && d < 9223372036854775808.0) {
-                return StoreValue{static_cast<std::int64_t>(d)};
-            }
+            if (auto whole = exactInt64(d)) return StoreValue{*whole};
             return StoreValue{d};
         }
         case Json::value_t::string:
@@ -51,39 +51,51 @@ std::string storeValueText(const StoreValue& value) {
     return std::visit(Visitor{}, value);
 }
 
-std::optional<Store> decodeStore(const Json& document) {
-    if (!document.is_object()) return std::nullopt;
-    auto values = document.find("values");
-    if (values == document.end() || !values->is_object()) return std::nullopt;
+StoreDecoding decodeStore(const Json& document) {
+    auto values = document.is_object() ? document.find("values") : document.end();
+    if (!document.is_object() || values == document.end() || !values->is_object()) {
+        return {std::nullopt, "it holds no \"values\" object"};
+    }
     Store store;
     for (auto it = values->begin(); it != values->end(); ++it) {
         auto value = decodeValue(it.value());
-        if (!value) return std::nullopt;
-        store.values[it.key()] = std::move(*value);
+        if (!value) {
+            return {std::nullopt, "the value of '" + it.key() + "' is of no supported kind (" +
+                                      it.value().type_name() + ")"};
+        }
+        // The writer sorts the names, so they mostly arrive in the map's own order.
+        store.values.emplace_hint(store.values.end(), it.key(), std::move(*value));
     }
-    return store;
+    std::string others;
+    for (auto it = document.begin(); it != document.end(); ++it) {
+        if (it.key() != "values") others += (others.empty() ? "'" : ", '") + it.key() + "'";
+    }
+    if (others.empty()) return {std::move(store), {}};
+    return {std::move(store), "it holds more than \"values\": " + others};
 }
 
 Json encodeStore(const Store& store) {
     Json values = Json::object();
+    values.get_ref<Json::object_t&>().reserve(store.values.size());
     for (const auto& [name, value] : store.values) {
         // Named capture: clang before 16 cannot capture a structured binding.
-        std::visit(
-            [&values, &name = name](const auto& v) {
+        Json json = std::visit(
+            [&name = name](const auto& v) -> Json {
                 using T = std::decay_t<decltype(v)>;
                 if constexpr (std::is_same_v<T, Date>) {
-                    values[name] = iso8601Text(v);
+                    return iso8601Text(v);
                 } else if constexpr (std::is_same_v<T, double>) {
                     if (!std::isfinite(v)) {
                         throw std::domain_error("the value of '" + name +
                                                 "' is a number JSON cannot represent");
                     }
-                    values[name] = v;
+                    return v;
                 } else {
-                    values[name] = v;
+                    return v;
                 }
             },
             value);
+        appendMember(values, name, std::move(json));
     }
     Json document = Json::object();
     document["values"] = std::move(values);
@@ -95,14 +107,23 @@ LoadedStore loadStore(const std::filesystem::path& path) {
     std::error_code ec;
     if (!std::filesystem::exists(path, ec)) return loaded;
     loaded.state = StoreFileState::unreadable;
+    errno = 0;
     auto bytes = readFile(path);
-    if (!bytes) return loaded;
+    if (!bytes) {
+        loaded.problem =
+            errno ? std::string("it cannot be read: ") + std::strerror(errno) : "it cannot be read";
+        return loaded;
+    }
     auto document = parseJson(*bytes);
-    if (!document) return loaded;
-    auto store = decodeStore(*document);
-    if (!store) return loaded;
-    loaded.store = std::move(*store);
-    loaded.state = StoreFileState::read;
+    if (!document) {
+        loaded.problem = "it is not JSON";
+        return loaded;
+    }
+    auto decoded = decodeStore(*document);
+    loaded.problem = std::move(decoded.problem);
+    if (!decoded.store) return loaded;
+    loaded.store = std::move(*decoded.store);
+    loaded.state = loaded.problem.empty() ? StoreFileState::read : StoreFileState::partlyRead;
     return loaded;
 }
 
@@ -129,11 +150,12 @@ std::optional<std::string> saveJSON(const Store& store, const std::filesystem::p
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
                         const std::filesystem::path& path) {
     StoreSave result;
-    if (loadedFrom.state == StoreFileState::unreadable) {
+    if (loadedFrom.state == StoreFileState::unreadable ||
+        loadedFrom.state == StoreFileState::partlyRead) {
         result.backup = backupFile(path);
         if (!result.backup && readFile(path)) {
             // The file can be read but not copied aside: keep it rather than lose it.
-            result.error = "could not keep a copy of the unreadable file before replacing it";
+            result.error = "could not keep a copy of the file before replacing it";
             return result;
         }
     }

@@ -28,24 +28,32 @@ struct Store {
 // the ISO 8601 date.
 std::string storeValueText(const StoreValue& value);
 
-// Decoding: absent when the document is not {"values": {...}} or a value is of no supported
-// kind (null, array, object).
-std::optional<Store> decodeStore(const Json& document);
+struct StoreDecoding {
+    // Absent when the document is not {"values": {...}} or a value is of no supported kind
+    // (null, array, object).
+    std::optional<Store> store;
+    // Why there is no store, or what of the document the store leaves out (members other
+    // than "values"); empty when the document is a store and nothing more.
+    std::string problem;
+};
+StoreDecoding decodeStore(const Json& document);
 // Throws std::domain_error for a double JSON cannot hold.
 Json encodeStore(const Store& store);
 
 enum class StoreFileState {
     read,        // the file was read whole
     missing,     // there was no file
+    partlyRead,  // its values were read, but it holds more than a rewrite keeps
     unreadable,  // a file was there but could not be read or decoded
 };
 
 struct LoadedStore {
     Store store;
     StoreFileState state = StoreFileState::missing;
+    std::string problem;  // partlyRead or unreadable: why, in words ("it is not JSON")
 };
 
-// Reads the document; a missing or bad file gives an empty store (and says which).
+// Reads the document; a missing or bad file gives an empty store (and says which and why).
 LoadedStore loadStore(const std::filesystem::path& path);
 
 // Pretty-printed, keys sorted, dates as ISO 8601, written atomically. Returns the reason on
@@ -59,8 +67,9 @@ struct StoreSave {
     std::optional<std::filesystem::path> backup;  // where an unreadable original was kept
 };
 
-// Saves a store that was loaded from this path. When the file was there but unreadable, its
-// bytes are first copied aside (backupFile), so a rewrite never destroys what the user had.
+// Saves a store that was loaded from this path. When the file was there but not read whole
+// (unreadable, or holding more than its values), its bytes are first copied aside
+// (backupFile), so a rewrite never destroys what the user had.
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
                         const std::filesystem::path& path);
 

@@ -84,7 +84,7 @@ support::Json optionalText(const std::optional<std::string>& text) {
 }
 
 int list(CommandContext& context) {
-    auto candidates = browserCandidates(context.desktop().browsers());
+    auto candidates = browserCandidates(context.browsers());
     if (candidates.empty()) {
         context.out << kNoBrowsers << '\n';
         return 2;
@@ -102,7 +102,7 @@ int list(CommandContext& context) {
 }
 
 int current(CommandContext& context) {
-    auto defaults = context.desktop().browsers().currentDefaults();
+    auto defaults = context.browsers().currentDefaults();
     support::Json object = support::Json::object();
     object["http"] = optionalText(defaults.http);
     object["https"] = optionalText(defaults.https);
@@ -111,7 +111,7 @@ int current(CommandContext& context) {
 }
 
 int set(const Args& rest, CommandContext& context) {
-    auto& services = context.desktop().browsers();
+    auto& services = context.browsers();
     auto candidates = browserCandidates(services);
     if (candidates.empty()) {
         context.err << kNoBrowsers << '\n';
@@ -154,7 +154,7 @@ int toggle(const Args& rest, CommandContext& context) {
         context.err << kToggleUsage;
         return 1;
     }
-    auto& services = context.desktop().browsers();
+    auto& services = context.browsers();
     auto defaults = services.currentDefaults();
     auto now = defaults.http ? defaults.http : defaults.https;
     const std::string& target = now == *a ? *b : *a;

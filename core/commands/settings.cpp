@@ -3,6 +3,7 @@
 #include <cmath>
 #include <ostream>
 
+#include "support/files.h"
 #include "support/number_text.h"
 #include "support/store.h"
 #include "support/text.h"
@@ -38,10 +39,20 @@ int save(const support::Store& store, const support::LoadedStore& loaded,
         return 1;
     }
     if (result.backup) {
-        context.err << "Note: the unreadable settings file was kept as " << result.backup->string()
-                    << '\n';
+        context.err << "Note: the settings file as it was (" << loaded.problem << ") is kept as "
+                    << result.backup->string() << '\n';
     }
     return 0;
+}
+
+// Loads the store. A file that is there but cannot be read is named on standard error; the
+// command then goes on with an empty store, as its outputs define.
+support::LoadedStore load(const std::filesystem::path& path, CommandContext& context) {
+    auto loaded = support::loadStore(path);
+    if (loaded.state == support::StoreFileState::unreadable) {
+        context.err << "ERROR: Could not read " << path.string() << ": " << loaded.problem << '\n';
+    }
+    return loaded;
 }
 
 int notFound(const std::string& name, CommandContext& context) {
@@ -54,7 +65,7 @@ int notFound(const std::string& name, CommandContext& context) {
 int handleSettings(const Args& args, CommandContext& context) {
     const auto path = settingsPath(context);
     if (args.empty()) {
-        auto loaded = support::loadStore(path);
+        auto loaded = load(path, context);
         if (loaded.store.values.empty()) {
             context.out << "No settings configured.\n";
             return 0;
@@ -71,7 +82,8 @@ int handleSettings(const Args& args, CommandContext& context) {
             return 1;
         }
         const std::string& name = args[1];
-        auto loaded = support::loadStore(path);
+        auto lock = support::FileLock::acquire(path);
+        auto loaded = load(path, context);
         if (!loaded.store.values.contains(name)) return notFound(name, context);
         loaded.store.values.erase(name);
         if (int status = save(loaded.store, loaded, path, context)) return status;
@@ -80,14 +92,17 @@ int handleSettings(const Args& args, CommandContext& context) {
     }
     const std::string& name = args[0];
     if (args.size() == 1) {
-        auto loaded = support::loadStore(path);
+        auto loaded = load(path, context);
         auto found = loaded.store.values.find(name);
         if (found == loaded.store.values.end()) return notFound(name, context);
         context.out << support::storeValueText(found->second) << '\n';
         return 0;
     }
     const std::string& text = args[1];
-    auto loaded = support::loadStore(path);
+    // Read, change and write under the file's lock, so parallel commands each keep their
+    // change.
+    auto lock = support::FileLock::acquire(path);
+    auto loaded = load(path, context);
     loaded.store.values[name] = inferValue(text);
     if (int status = save(loaded.store, loaded, path, context)) return status;
     context.out << "Set " << name << " = " << text << '\n';

@@ -27,14 +27,20 @@ class Runner {
     KeysRunResult run(const std::vector<KeyAction>& actions) {
         if (!ensureAccessibilityTrusted(context_)) return KeysRunResult::permissionMissing;
         for (const auto& action : actions) {
+            // Keys typed one after another form a run; anything else (a pause, the
+            // clipboard) ends it, so the user's modifiers are back while it lasts.
+            if (!std::holds_alternative<TypeKey>(action)) endTyping();
             std::visit(*this, action);
-            if (permissionLost_) return KeysRunResult::permissionMissing;
+            if (permissionLost_) break;
         }
-        return KeysRunResult::completed;
+        endTyping();
+        return permissionLost_ ? KeysRunResult::permissionMissing : KeysRunResult::completed;
     }
 
     void operator()(const TypeKey& key) {
         if (!keyboard_.canPost(key.code)) return;
+        if (!typing_) keyboard_.beginTyping();
+        typing_ = true;
         keyboard_.post({key.code, true, key.flags, marker_});
         sleeper_.sleepMicroseconds(kKeyDownMicroseconds);
         keyboard_.post({key.code, false, key.flags, marker_});
@@ -94,6 +100,11 @@ class Runner {
     }
 
   private:
+    void endTyping() {
+        if (typing_) keyboard_.endTyping();
+        typing_ = false;
+    }
+
     // The first occurrence, byte for byte; an empty text occurs nowhere.
     std::optional<std::size_t> find(const std::string& text) const {
         if (text.empty()) return std::nullopt;
@@ -110,6 +121,7 @@ class Runner {
     std::string& buffer_;
     int pasteDepth_ = 0;  // how many pasted buffers the current action lies within
     bool permissionLost_ = false;
+    bool typing_ = false;  // between the keyboard's beginTyping and endTyping
 };
 
 }  // namespace

@@ -1,9 +1,8 @@
 #include "core/window/override_lookup.h"
 
-#include <cmath>
-
 #include "support/app_support.h"
 #include "support/files.h"
+#include "support/number_text.h"
 
 namespace tarn::window {
 namespace {
@@ -55,10 +54,7 @@ std::optional<double> number(const Json& value) {
 
 std::optional<std::int64_t> integer(const Json& value) {
     if (value.is_number_integer()) return value.get<std::int64_t>();
-    if (value.is_number_float()) {
-        double d = value.get<double>();
-        if (std::trunc(d) == d && std::fabs(d) < 9.2e18) return static_cast<std::int64_t>(d);
-    }
+    if (value.is_number_float()) return support::exactInt64(value.get<double>());
     return std::nullopt;
 }
 

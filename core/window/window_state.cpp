@@ -1,10 +1,11 @@
 #include "core/window/window_state.h"
 
-#include <cmath>
 #include <exception>
 #include <limits>
 
 #include "support/app_support.h"
+#include "support/files.h"
+#include "support/number_text.h"
 #include "support/store.h"
 
 namespace tarn::window {
@@ -45,14 +46,7 @@ std::optional<std::int64_t> readInteger(const Json& object, const char* name) {
         }
         return static_cast<std::int64_t>(value);
     }
-    if (found->is_number_float()) {
-        double value = found->get<double>();
-        if (std::trunc(value) != value || value < -9223372036854775808.0 ||
-            value >= 9223372036854775808.0) {
-            return std::nullopt;
-        }
-        return static_cast<std::int64_t>(value);
-    }
+    if (found->is_number_float()) return support::exactInt64(found->get<double>());
     return std::nullopt;
 }
 
@@ -181,12 +175,16 @@ bool saveWindowState(const WindowState& state, const std::filesystem::path& stat
                     << e.what() << '\n';
         return false;
     }
+    // Other records may change meanwhile (another tarn, the agent): they stay as written.
+    auto lock = support::FileLock::acquire(stateFile);
     auto loaded = support::loadStore(stateFile);
     loaded.store.values[stateKey(state.appName)] = std::move(record);
     auto saved = support::saveStoreOver(loaded.store, loaded, stateFile);
     if (saved.backup) {
-        diagnostics << "Note: the unreadable state file was kept as " << saved.backup->string()
-                    << '\n';
+        diagnostics << "Note: the "
+                    << (loaded.state == support::StoreFileState::partlyRead ? "partly read"
+                                                                            : "unreadable")
+                    << " state file was kept as " << saved.backup->string() << '\n';
     }
     if (saved.error) {
         diagnostics << "ERROR: Could not save " << stateFile.string() << ": " << *saved.error

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <thread>
 
 #include "support/files.h"
 #include "support/json_text.h"
+#include "support/number_text.h"
 
 namespace tarn::platform::sim {
 namespace {
@@ -93,9 +93,7 @@ const Json& arrayOrEmpty(const Json& document, const char* name) {
 
 // Numbers are written as integers when they are whole, so the file stays readable.
 Json numberJson(double value) {
-    if (std::trunc(value) == value && std::fabs(value) < 9e15) {
-        return static_cast<std::int64_t>(value);
-    }
+    if (auto whole = support::exactInt64(value)) return *whole;
     return value;
 }
 

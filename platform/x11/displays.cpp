@@ -23,7 +23,12 @@ struct MonitorsDeleter {
 
 }  // namespace
 
-std::vector<DisplaysX11::Monitor> DisplaysX11::monitors() {
+const std::vector<DisplaysX11::Monitor>& DisplaysX11::monitors() {
+    if (!cached_) cached_ = readMonitors();
+    return *cached_;
+}
+
+std::vector<DisplaysX11::Monitor> DisplaysX11::readMonitors() {
     std::vector<Monitor> found;
     if (haveMonitors(x_)) {
         int count = 0;
@@ -59,7 +64,7 @@ std::vector<DisplayId> DisplaysX11::activeDisplays() {
 }
 
 Rect DisplaysX11::bounds(DisplayId display) {
-    auto all = monitors();
+    const auto& all = monitors();
     auto it = std::find_if(all.begin(), all.end(),
                            [&](const Monitor& monitor) { return monitor.id == display; });
     return it == all.end() ? Rect{} : it->bounds;

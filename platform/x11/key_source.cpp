@@ -161,29 +161,13 @@ class Session {
     void readDevices() {
         masters_.clear();
         xtestDevices_.clear();
-        Atom property = XInternAtom(x_.display(), "XTEST Device", True);
         int count = 0;
         XIDeviceInfo* devices = XIQueryDevice(x_.display(), XIAllDevices, &count);
         for (int i = 0; i < count; ++i) {
             const XIDeviceInfo& device = devices[i];
             if (device.use == XIMasterKeyboard) masters_.push_back(device.deviceid);
             if (device.use != XISlaveKeyboard && device.use != XIFloatingSlave) continue;
-            bool xtest = false;
-            if (property != None) {
-                Atom type = None;
-                int format = 0;
-                unsigned long items = 0, after = 0;
-                unsigned char* data = nullptr;
-                if (XIGetProperty(x_.display(), device.deviceid, property, 0, 1, False,
-                                  AnyPropertyType, &type, &format, &items, &after,
-                                  &data) == Success) {
-                    xtest = type != None;
-                    XFree(data);
-                }
-            } else {
-                std::string name = device.name ? device.name : "";
-                xtest = name.ends_with("XTEST keyboard");
-            }
+            bool xtest = isXTestDevice(x_.display(), device.deviceid);
             if (xtest) xtestDevices_.push_back(device.deviceid);
         }
         XIFreeDeviceInfo(devices);

@@ -2,6 +2,8 @@
 
 #include <X11/XF86keysym.h>
 #include <X11/XKBlib.h>
+#include <X11/extensions/XInput.h>
+#include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
@@ -163,7 +165,27 @@ bool isLockKey(KeySym symbol) {
            symbol == XK_Scroll_Lock;
 }
 
+bool isDown(const char* keys, KeyCode key) {
+    return keys[key / 8] & (1 << (key % 8));
+}
+
 }  // namespace
+
+// Whether the device is one the XTEST extension feeds (ours and every other sender's),
+// as opposed to a keyboard the user types on.
+bool isXTestDevice(Display* display, int device) {
+    Atom property = XInternAtom(display, "XTEST Device", True);
+    if (property == None) return false;
+    Atom type = None;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    bool xtest = XIGetProperty(display, device, property, 0, 1, False, AnyPropertyType, &type,
+                               &format, &count, &after, &data) == Success &&
+                 count > 0;
+    if (data) XFree(data);
+    return xtest;
+}
 
 ModifierMasks ModifierMasks::read(Display* display) {
     ModifierMasks masks;
@@ -249,7 +271,7 @@ std::vector<KeyCode> KeyboardX11::heldModifiers() {
         if (modifier == LockMapIndex) continue;
         for (int i = 0; i < map->max_keypermod; ++i) {
             KeyCode key = map->modifiermap[modifier * map->max_keypermod + i];
-            if (key == 0 || !(keys[key / 8] & (1 << (key % 8)))) continue;
+            if (key == 0 || !isDown(keys, key)) continue;
             if (isLockKey(XkbKeycodeToKeysym(x_.display(), key, 0, 0))) continue;
             if (std::find(held.begin(), held.end(), key) == held.end()) held.push_back(key);
         }
@@ -257,9 +279,61 @@ std::vector<KeyCode> KeyboardX11::heldModifiers() {
     return held;
 }
 
+// Which of the keys a keyboard the user types on holds down now. Not XQueryKeymap: once the
+// run has released a key through XTEST, the core keyboard reports it up however long the
+// user keeps holding it; the keyboard devices themselves still know.
+std::vector<KeyCode> KeyboardX11::physicallyDown(const std::vector<KeyCode>& keys) {
+    std::vector<KeyCode> down;
+    Display* display = x_.display();
+    int count = 0;
+    XIDeviceInfo* devices = XIQueryDevice(display, XIAllDevices, &count);
+    for (int d = 0; devices && d < count; ++d) {
+        if (devices[d].use != XISlaveKeyboard || !devices[d].enabled) continue;
+        if (isXTestDevice(display, devices[d].deviceid)) continue;
+        XDevice* device = XOpenDevice(display, static_cast<XID>(devices[d].deviceid));
+        if (!device) continue;
+        if (XDeviceState* state = XQueryDeviceState(display, device)) {
+            auto* item = reinterpret_cast<char*>(state->data);
+            for (int c = 0; c < state->num_classes; ++c) {
+                auto* deviceClass = reinterpret_cast<XInputClass*>(item);
+                if (deviceClass->c_class == KeyClass) {
+                    const char* held = reinterpret_cast<XKeyState*>(deviceClass)->keys;
+                    for (KeyCode key : keys) {
+                        bool known = std::find(down.begin(), down.end(), key) != down.end();
+                        if (isDown(held, key) && !known) down.push_back(key);
+                    }
+                }
+                item += deviceClass->length;
+            }
+            XFreeDeviceState(state);
+        }
+        XCloseDevice(display, device);
+    }
+    if (devices) XIFreeDeviceInfo(devices);
+    return down;
+}
+
 void KeyboardX11::fake(KeyCode key, bool down) {
     XTestFakeKeyEvent(x_.display(), key, down ? True : False, CurrentTime);
     XFlush(x_.display());
+}
+
+void KeyboardX11::beginTyping() {
+    if (typing_) return;
+    typing_ = true;
+    if (!xtest_) return;
+    released_ = heldModifiers();
+    for (KeyCode held : released_) fake(held, false);
+    x_.check();
+}
+
+void KeyboardX11::endTyping() {
+    if (!typing_) return;
+    typing_ = false;
+    if (!xtest_ || released_.empty()) return;
+    for (KeyCode held : physicallyDown(released_)) fake(held, true);
+    released_.clear();
+    x_.check();
 }
 
 void KeyboardX11::post(const KeyEvent& event) {
@@ -269,9 +343,9 @@ void KeyboardX11::post(const KeyEvent& event) {
         return;  // nothing can be made for this key
     }
     if (event.down) {
-        if (released_.empty() && pressed_.empty()) {
-            released_ = heldModifiers();
-            for (KeyCode held : released_) fake(held, false);
+        if (pressed_.empty()) {
+            keyIsItsOwnRun_ = !typing_;
+            beginTyping();
             pressed_ = chordModifiers(event.flags);
             for (KeyCode modifier : pressed_) fake(modifier, true);
         }
@@ -283,9 +357,9 @@ void KeyboardX11::post(const KeyEvent& event) {
     } else {
         fake(key, false);
         for (auto it = pressed_.rbegin(); it != pressed_.rend(); ++it) fake(*it, false);
-        for (KeyCode held : released_) fake(held, true);
         pressed_.clear();
-        released_.clear();
+        if (keyIsItsOwnRun_) endTyping();
+        keyIsItsOwnRun_ = false;
     }
     x_.check();
 }

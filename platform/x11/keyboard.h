@@ -12,6 +12,10 @@ namespace tarn::platform::x11 {
 // maps chords through the same table, so a chord and the keys typed for it agree.
 KeySym keySymForMacKey(std::uint16_t macKeyCode);
 
+// Whether the input device is one the XTEST extension feeds (this process's and every other
+// sender's synthetic events), as opposed to a keyboard the user types on.
+bool isXTestDevice(Display* display, int device);
+
 // The X modifier masks of the four chord modifiers and of the lock keys, as the current
 // modifier mapping has them: option is the modifier that holds Alt (Mod1 on common
 // keymaps), command the one that holds Super (Mod4); a lock without a key is 0.
@@ -36,10 +40,11 @@ struct ModifierMasks {
 // server's keymap turns into a key code; a key the keymap lacks cannot be posted.
 //
 // X events carry no flag word that a sender may set: the server derives the modifier state
-// from the keys that are down. So a key's down event releases the modifiers the user still
-// holds, presses the chord's own modifier keys (command: Super, option: Alt, control,
-// shift) and then the key; its up event releases them in reverse and presses the user's
-// modifiers again, leaving the keyboard as it was. The marker has no X equivalent: a
+// from the keys that are down. So a run of keys starts by releasing the modifiers the user
+// holds; each key's down event presses the chord's own modifier keys (command: Super,
+// option: Alt, control, shift) and then the key, its up event releases them in reverse; the
+// run ends by pressing again those of the user's modifiers that are still physically down
+// (a key the user let go of meanwhile stays up). The marker has no X equivalent: a
 // key-down that carries one is entered in the process's MarkerLedger (marker_ledger.h)
 // right before it is sent, so this process's key source knows it for its own.
 //
@@ -51,18 +56,22 @@ class KeyboardX11 final : public KeyboardOutput {
 
     bool canPost(std::uint16_t keyCode) override;
     void post(const KeyEvent& event) override;
+    void beginTyping() override;
+    void endTyping() override;
 
   private:
     KeyCode keyCodeFor(std::uint16_t macKeyCode);
     std::vector<KeyCode> chordModifiers(std::uint64_t flags);
     std::vector<KeyCode> heldModifiers();
+    std::vector<KeyCode> physicallyDown(const std::vector<KeyCode>& keys);
     void fake(KeyCode key, bool down);
 
     Connection& x_;
     bool xtest_;
-    // Between a key's down and up: what the down event released and pressed.
-    std::vector<KeyCode> released_;
-    std::vector<KeyCode> pressed_;
+    bool typing_ = false;            // between beginTyping and endTyping
+    bool keyIsItsOwnRun_ = false;    // the key now down was posted outside a run
+    std::vector<KeyCode> released_;  // the user's modifiers the run lifted
+    std::vector<KeyCode> pressed_;   // the chord modifiers of the key now down
 };
 
 }  // namespace tarn::platform::x11

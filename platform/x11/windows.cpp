@@ -39,6 +39,24 @@ long rounded(double value) {
 // window is destroyed with its manager (one that replaces it makes another), so once seen,
 // the window still naming itself is answer enough.
 bool WindowSystemX11::haveWindowManager() {
+    if (!managed_) managed_ = findWindowManager();
+    return *managed_;
+}
+
+void WindowSystemX11::forget() {
+    managed_.reset();
+    remembered_ = {};
+}
+
+WindowSystemX11::Remembered& WindowSystemX11::rememberedFor(Window window) {
+    if (remembered_.window != window) {
+        remembered_ = {};
+        remembered_.window = window;
+    }
+    return remembered_;
+}
+
+bool WindowSystemX11::findWindowManager() {
     ErrorTrap trap(x_);  // the stale window's BadWindow belongs to nobody else's trap
     Atom check = x_.atom("_NET_SUPPORTING_WM_CHECK");
     auto namesItself = [&](Window window) {
@@ -203,6 +221,7 @@ std::optional<bool> WindowSystemX11::isMinimized(WindowId id) {
 
 void WindowSystemX11::setMinimized(WindowId id, bool minimized) {
     auto window = static_cast<Window>(id);
+    remembered_ = {};  // an iconified or restored window is placed and decorated anew
     if (minimized) {
         XIconifyWindow(x_.display(), window, x_.screen());
     } else if (haveWindowManager()) {
@@ -219,6 +238,18 @@ void WindowSystemX11::setMinimized(WindowId id, bool minimized) {
 // --- Frames -----------------------------------------------------------------------------
 
 std::optional<WindowSystemX11::Placement> WindowSystemX11::placement(Window window) {
+    Remembered& known = rememberedFor(window);
+    if (!known.placement) {
+        known.placement = readPlacement(window);
+        if (known.placement) {
+            known.extents = known.placement->extents;
+            known.border = known.placement->border;
+        }
+    }
+    return known.placement;
+}
+
+std::optional<WindowSystemX11::Placement> WindowSystemX11::readPlacement(Window window) {
     ErrorTrap trap(x_);
     XWindowAttributes attributes{};
     if (!XGetWindowAttributes(x_.display(), window, &attributes)) return std::nullopt;
@@ -311,14 +342,20 @@ void WindowSystemX11::clearMaximized(Window window) {
 void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
                                  std::optional<Size> size) {
     const bool managed = haveWindowManager();
-    if (managed) clearMaximized(window);
-    auto current = placement(window);
-    if (!current) {
+    if (managed && !rememberedFor(window).notMaximized) {
+        clearMaximized(window);
+        remembered_ = {};
+        remembered_.window = window;
+        remembered_.notMaximized = true;
+    }
+    Remembered& known = rememberedFor(window);
+    if (!known.extents && !placement(window)) {
         x_.check();
         return;  // gone: nothing to move
     }
-    const Extents& e = current->extents;
-    const long border = current->border;
+    const Extents e = *known.extents;
+    const long border = known.border;
+    known.placement.reset();  // the frame read before this move is old news
     long width = 1;
     long height = 1;
     if (size) {

@@ -33,6 +33,7 @@ class WindowSystemX11 final : public WindowSystem {
     void setSize(WindowId window, Size size) override;
     int windowListError(Pid pid) override;
     int focusedElementError() override;
+    void forget() override;
 
     // runningApplications(), with regularActivationPolicy read from the windows: an
     // application is an ordinary one when one of its windows is a normal window (of type
@@ -53,17 +54,33 @@ class WindowSystemX11 final : public WindowSystem {
     };
 
     bool haveWindowManager();
+    bool findWindowManager();
     std::vector<Window> clientList();
     std::optional<Window> activeWindow();
     Pid pidOf(Window window);
     AppInfo appInfo(Pid pid, Window window);
     std::optional<Placement> placement(Window window);
+    std::optional<Placement> readPlacement(Window window);
     bool hasState(Window window, const char* state);
     void clearMaximized(Window window);
     void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
 
     Connection& x_;
     Window windowManagerCheck_ = None;  // the window manager's own window, once seen
+
+    // What one operation learnt and may use again until forget(): a move reads the frame
+    // as a position and a size and writes it the same way, and each step would otherwise
+    // ask the server again for the window manager, the maximised state and the decorations.
+    std::optional<bool> managed_;
+    struct Remembered {
+        Window window = None;
+        std::optional<Placement> placement;  // until the window is written to
+        std::optional<Extents> extents;      // decorations do not change with a move
+        int border = 0;
+        bool notMaximized = false;
+    };
+    Remembered remembered_;
+    Remembered& rememberedFor(Window window);
 };
 
 }  // namespace tarn::platform::x11

@@ -119,13 +119,19 @@ TEST_F(ConfigStoreTest, APendingSaveDiesWithTheStore) {
     EXPECT_EQ(fileText(), std::nullopt);
 }
 
-TEST_F(ConfigStoreTest, AFailedWriteIsSilentAndTheNextChangeWritesEverything) {
+// A full disk or a read-only file used to lose every later change without a word.
+TEST_F(ConfigStoreTest, AFailedWriteIsLoggedAndReportedAndTheNextChangeWritesEverything) {
     std::filesystem::path nested = directory() / "later" / "wendle-config.json";
     ConfigStore elsewhere(clock, Logger(log, LogCategory::appDelegate), [&] { return nested; });
+    std::vector<std::string> reported;
+    elsewhere.setOnSaveFailed([&](const std::string& reason) { reported.push_back(reason); });
     elsewhere.setConfig(oneApp("a", "One"));
     clock.advance(150ms);
     EXPECT_FALSE(std::filesystem::exists(nested));
     EXPECT_EQ(elsewhere.config(), oneApp("a", "One"));
+    ASSERT_THAT(reported, SizeIs(1));
+    EXPECT_THAT(reported[0], ::testing::StartsWith("Could not save " + nested.string() + ": "));
+    EXPECT_EQ(log.takeMessages(), reported);
 
     std::filesystem::create_directory(directory() / "later");
     elsewhere.update([](RootConfig& config) { config.appConfigs[0].bundleID = "b"; });

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <future>
 
 #include "tests/common/command_runner.h"
 
@@ -134,13 +135,23 @@ INSTANTIATE_TEST_SUITE_P(
             "NamesAreCaseSensitive", {"settings", "Present"}, "Setting 'Present' not found\n"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST_F(SettingsCommandTest, CorruptFileListsEmptyAndIsLeftAlone) {
-    for (const char* corrupt : {"{not json", R"({"values": {"a": null}})", R"({"values": [1]})",
-                                R"({"other": {}})", ""}) {
+// Listing used to print only "No settings configured." while the user's settings sat in a
+// file it could not parse.
+TEST_F(SettingsCommandTest, UnreadableFileIsNamedOnStandardErrorInsteadOfListingSilently) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"{not json", "it is not JSON"},
+        {"", "it is not JSON"},
+        {R"({"values": {"a": 1, "b": null}})", "the value of 'b' is of no supported kind (null)"},
+        {R"({"values": [1]})", "it holds no \"values\" object"},
+        {R"({"other": {}})", "it holds no \"values\" object"},
+    };
+    const std::string path = (configDir() / "config.json").string();
+    for (const auto& [corrupt, why] : cases) {
         writeConfigFile("config.json", corrupt);
         auto result = run({"settings"});
         EXPECT_EQ(result.status, 0) << corrupt;
         EXPECT_EQ(result.out, "No settings configured.\n") << corrupt;
+        EXPECT_EQ(result.err, "ERROR: Could not read " + path + ": " + why + "\n");
         EXPECT_EQ(settingsFile(), corrupt);
     }
 }
@@ -175,6 +186,23 @@ TEST_F(SettingsCommandTest, UnwritableFolderFailsWithoutClaimingSuccess) {
     auto removal = run({"settings", "--remove", "browser"});
     EXPECT_EQ(removal.status, 1);
     EXPECT_EQ(removal.err, "Setting 'browser' not found\n");
+}
+
+// Every writer used to read, change and write the whole file unlocked: 3 of 50 keys survived.
+TEST_F(SettingsCommandTest, FiftyParallelWritersKeepAllFiftyKeys) {
+    std::vector<std::future<int>> writers;
+    for (int i = 0; i < 50; ++i) {
+        writers.push_back(std::async(std::launch::async, [this, i] {
+            auto name = "key" + std::to_string(i);
+            return run({"settings", name, std::to_string(i)}).status;
+        }));
+    }
+    for (auto& writer : writers) EXPECT_EQ(writer.get(), 0);
+    auto listed = run({"settings"}).out;
+    for (int i = 0; i < 50; ++i) {
+        auto line = "  key" + std::to_string(i) + ": " + std::to_string(i) + "\n";
+        EXPECT_THAT(listed, HasSubstr(line));
+    }
 }
 
 TEST_F(SettingsCommandTest, SettingsWorkWithoutAnyDesktop) {

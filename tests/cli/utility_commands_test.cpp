@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "tests/common/command_runner.h"
 #include "tests/common/permission_text.h"
 
@@ -114,6 +116,26 @@ TEST_F(BrowserCommandTest, DefaultListsCurrentSetsAndToggles) {
     EXPECT_EQ(toggle.status, 0);
     EXPECT_EQ(toggle.out, "");  // set, but not a candidate: nothing to show
     EXPECT_EQ(readDesktop()["browsers"]["defaults"]["http"], "org.half");
+}
+
+// Without DISPLAY (a text console, SSH) these failed with "No desktop to work on", though
+// they only read and write XDG files; commands that need the X server still ask for it.
+TEST_F(BrowserCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
+    auto applications = home() / "data" / "applications";
+    std::filesystem::create_directories(applications);
+    std::ofstream(applications / "webby.desktop")
+        << "[Desktop Entry]\nType=Application\nName=Webby\nExec=webby %u\n"
+           "MimeType=x-scheme-handler/http;x-scheme-handler/https;\n";
+    const std::vector<std::string> env{"XDG_DATA_HOME=" + (home() / "data").string(),
+                                       "XDG_DATA_DIRS=" + (home() / "none").string()};
+    auto set = run({"browser-default", "set", "--bundle", "webby.desktop"}, env);
+    EXPECT_EQ(set.err, "");
+    EXPECT_EQ(set.out, "Set default browser to: Webby (webby.desktop)\n");
+    EXPECT_EQ(run({"browser-default", "current"}, env).out,
+              "{\n  \"http\" : \"webby.desktop\",\n  \"https\" : \"webby.desktop\"\n}\n");
+    auto move = run({"move-mouse"}, env);
+    EXPECT_EQ(move.status, 1);
+    EXPECT_THAT(move.err, ::testing::HasSubstr("DISPLAY is not set"));
 }
 
 }  // namespace

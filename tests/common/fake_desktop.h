@@ -87,6 +87,8 @@ class FakeDesktop final : public platform::Desktop,
 
     // --- what the code under test did ---
     std::vector<platform::KeyEvent> keyEvents;
+    // Each run of keys as [first, end) indexes into keyEvents.
+    std::vector<std::pair<std::size_t, std::size_t>> typingRuns;
     std::vector<platform::Point> warps;
     std::vector<std::uint32_t> sleeps;  // microseconds
     std::vector<std::string> clipboardWrites;
@@ -131,6 +133,8 @@ class FakeDesktop final : public platform::Desktop,
     // KeyboardOutput
     bool canPost(std::uint16_t keyCode) override;
     void post(const platform::KeyEvent& event) override { keyEvents.push_back(event); }
+    void beginTyping() override { typingRuns.push_back({keyEvents.size(), keyEvents.size()}); }
+    void endTyping() override { typingRuns.back().second = keyEvents.size(); }
 
     // Clipboard
     std::optional<std::string> readText() override { return clipboardText; }

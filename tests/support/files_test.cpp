@@ -1,6 +1,7 @@
 #include "support/files.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -42,6 +43,22 @@ TEST(WriteFileAtomicallyTest, FailureSaysWhyAndLeavesTargetAndDirectoryAlone) {
     EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{"f.json"});
 
     EXPECT_TRUE(writeFileAtomically(dir.path() / "missing" / "f.json", "x"));
+}
+
+// The mode used to come from setting the umask to read it, racing with other threads.
+TEST(WriteFileAtomicallyTest, NewFileModeIsTheUmaskOfTheProcessLeftUnchanged) {
+    TempDir dir;
+    const mode_t before = ::umask(0);
+    for (auto [mask, mode] : {std::pair<mode_t, mode_t>{022, 0644}, {077, 0600}, {0, 0666}}) {
+        ::umask(mask);
+        auto path = dir.path() / ("f" + std::to_string(mask));
+        ASSERT_FALSE(writeFileAtomically(path, "x"));
+        struct stat status {};
+        ASSERT_EQ(::stat(path.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 0777, mode) << "umask " << mask;
+        EXPECT_EQ(::umask(mask), mask);
+    }
+    ::umask(before);
 }
 
 TEST(ReadFileTest, AbsentForMissingFilesAndDirectories) {

@@ -83,5 +83,26 @@ TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
     EXPECT_TRUE(std::isnan(parseDouble("nan").value()));
 }
 
+// Five readers once held five copies of this rule with three bounds (9e15, 9.2e18, 2^63).
+TEST(ExactInt64Test, WholeDoublesFromMinusTwoToThe63UpToTwoToThe63AreIntegers) {
+    struct Case {
+        double value;
+        std::optional<std::int64_t> whole;
+    };
+    const Case cases[] = {
+        {-0x1p63, INT64_MIN},
+        {0x1p63, std::nullopt},
+        {0x1p63 - 1024, 0x7ffffffffffffc00},  // the largest double below 2^63
+        {9.21e18, 9210000000000000000},       // beyond the old 9.2e18 bound
+        {9.1e15, 9100000000000000},           // beyond the old 9e15 bound
+        {-3.0, -3},
+        {0.5, std::nullopt},
+        {-0x1p64, std::nullopt},
+        {std::numeric_limits<double>::infinity(), std::nullopt},
+        {std::numeric_limits<double>::quiet_NaN(), std::nullopt},
+    };
+    for (const auto& c : cases) EXPECT_EQ(exactInt64(c.value), c.whole) << c.value;
+}
+
 }  // namespace
 }  // namespace tarn::support

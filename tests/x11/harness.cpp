@@ -1,6 +1,9 @@
 #include "tests/x11/harness.h"
 
 #include <X11/Xlib.h>
+#include <X11/extensions/XInput.h>
+#include <X11/extensions/XInput2.h>
+#include <X11/extensions/XTest.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
@@ -363,6 +366,27 @@ int keyCodeOf(const std::string& keysymName) {
         }
     }
     return 0;
+}
+
+void holdOnUsersKeyboard(const std::string& keysymName, bool down) {
+    Display* connection = XOpenDisplay(nullptr);
+    if (!connection) return;
+    int count = 0;
+    XIDeviceInfo* devices = XIQueryDevice(connection, XIAllDevices, &count);
+    for (int i = 0; i < count; ++i) {
+        std::string name = devices[i].name;
+        if (devices[i].use != XISlaveKeyboard || name.find("XTEST") != std::string::npos) continue;
+        if (XDevice* device = XOpenDevice(connection, static_cast<XID>(devices[i].deviceid))) {
+            KeyCode key = XKeysymToKeycode(connection, XStringToKeysym(keysymName.c_str()));
+            XTestFakeDeviceKeyEvent(connection, device, key, down ? True : False, nullptr, 0,
+                                    CurrentTime);
+            XSync(connection, False);
+            XCloseDevice(connection, device);
+            break;
+        }
+    }
+    XIFreeDeviceInfo(devices);
+    XCloseDisplay(connection);
 }
 
 pid_t windowManagerPid() {

@@ -106,6 +106,9 @@ void putOnClipboard(const std::string& text, const std::string& target = "UTF8_S
 // Key codes that are down now (XQueryKeymap on a connection of the test's own).
 std::vector<int> keysDown();
 int keyCodeOf(const std::string& keysymName);  // from xmodmap -pke; 0 when unmapped
+// Presses or lets go of a key on the server's own keyboard device, not through the XTEST
+// one, as a person holding it would.
+void holdOnUsersKeyboard(const std::string& keysymName, bool down);
 
 // The fixture's processes, for tests that take the desktop away.
 pid_t windowManagerPid();

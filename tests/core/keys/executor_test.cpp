@@ -63,6 +63,12 @@ TEST_F(ExecuteKeysActionsTest, KeyWithoutAnEventIsSkippedWhole) {
     EXPECT_EQ(desktop.sleeps, (Sleeps{1000, 10000}));
 }
 
+TEST_F(ExecuteKeysActionsTest, KeysInARowAreOneTypingRunThatOtherActionsEnd) {
+    execute({TypeKey{0, 0}, TypeKey{11, kShift}, Pause{1}, InsertAfter{"x"}, TypeKey{8, 0}});
+    using Runs = std::vector<std::pair<std::size_t, std::size_t>>;
+    EXPECT_EQ(desktop.typingRuns, (Runs{{0, 4}, {4, 6}}));
+}
+
 TEST_F(ExecuteKeysActionsTest, PausesSleepTheirMillisecondsHeldToTheSleepsRange) {
     execute({Pause{250}, Pause{0}, Pause{kMaxPauseMilliseconds}, Pause{-5},
              Pause{std::numeric_limits<std::int64_t>::max()}});
