@@ -158,9 +158,12 @@ class AppEventsX11 final : public AppEvents {
             if (changed && onChanged) onChanged();
             if (activated && onActivated) onActivated();
 
+            // Reads made meanwhile may have left events in Xlib's queue, out of poll()'s sight.
+            if (x.lost()) break;
+            if (XQLength(x.display()) > 0) continue;
             pollfd descriptors[2] = {{ConnectionNumber(x.display()), POLLIN, 0},
                                      {wake_, POLLIN, 0}};
-            if (x.lost() || (::poll(descriptors, 2, -1) < 0 && errno != EINTR)) break;
+            if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) break;
             if (descriptors[1].revents & POLLIN) {
                 std::uint64_t count = 0;
                 [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);

@@ -298,6 +298,8 @@ class ClipboardX11::InProcessOwner {
                     owner.reset();
                     window.reset();
                     connection.reset();
+                } else if (XQLength(connection->display()) > 0) {
+                    continue;  // read in while taking the selection: out of poll()'s sight
                 }
             }
             pollfd descriptors[2] = {{wake_, POLLIN, 0},

@@ -1,5 +1,7 @@
 #include "platform/x11/connection.h"
 
+#include <X11/XKBlib.h>
+
 #include <poll.h>
 
 #include <cerrno>
@@ -90,10 +92,37 @@ void Connection::check() const {
     if (lost_) throw DesktopError("lost the connection to the X server on display " + name_);
 }
 
-void Connection::refreshKeymap() {
-    XEvent event;
-    while (!lost_ && XCheckTypedEvent(display_, MappingNotify, &event)) {
+void Connection::followKeymap() {
+    if (followingKeymap_) return;
+    followingKeymap_ = true;
+    int opcode = 0, error = 0, major = XkbMajorVersion, minor = XkbMinorVersion;
+    if (!XkbQueryExtension(display_, &opcode, &xkbEventBase_, &error, &major, &minor)) {
+        xkbEventBase_ = -1;  // core MappingNotify only
+        return;
+    }
+    const unsigned long changes = XkbMapNotifyMask | XkbNewKeyboardNotifyMask;
+    XkbSelectEvents(display_, XkbUseCoreKbd, changes, changes);
+}
+
+bool Connection::keymapEvent(XEvent& event) {
+    if (event.type == MappingNotify) {
         XRefreshKeyboardMapping(&event.xmapping);
+        return event.xmapping.request != MappingPointer;
+    }
+    if (xkbEventBase_ >= 0 && event.type == xkbEventBase_) {
+        auto& xkb = reinterpret_cast<XkbEvent&>(event);
+        if (xkb.any.xkb_type == XkbMapNotify) XkbRefreshKeyboardMapping(&xkb.map);
+        return xkb.any.xkb_type == XkbMapNotify || xkb.any.xkb_type == XkbNewKeyboardNotify;
+    }
+    return false;
+}
+
+void Connection::refreshKeymap() {
+    followKeymap();
+    XEvent event;
+    while (!lost_ && XCheckTypedEvent(display_, MappingNotify, &event)) keymapEvent(event);
+    while (!lost_ && xkbEventBase_ >= 0 && XCheckTypedEvent(display_, xkbEventBase_, &event)) {
+        keymapEvent(event);
     }
 }
 

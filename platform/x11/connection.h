@@ -49,11 +49,15 @@ class Connection {
 
     // Throws DesktopError when the connection to the server broke.
     void check() const;
-    // Takes in the keyboard mapping changes the server announced (MappingNotify) since the
-    // last call, so that key symbols and key codes translate by the current keymap. Xlib
-    // caches the keymap for the life of the connection; a long-lived process sees layout
-    // changes only through this.
+    // Keyboard mapping changes. Xlib caches the keymap for the life of the connection, and
+    // a client that uses XKB (Xlib does, on its own) hears of changes only when it asks for
+    // XKB's map notifications: followKeymap() asks (once), refreshKeymap() takes in the
+    // announcements that arrived since, so that key symbols and key codes translate by the
+    // current keymap. keymapEvent() does the same for one event read elsewhere and says
+    // whether it was one.
+    void followKeymap();
     void refreshKeymap();
+    bool keymapEvent(XEvent& event);
     bool lost() const { return lost_; }
 
     // A server time stamp, got by touching a property of `window` (which must select
@@ -77,6 +81,8 @@ class Connection {
     Window root_;
     int screen_;
     bool lost_ = false;
+    int xkbEventBase_ = -1;  // once followKeymap() found XKB
+    bool followingKeymap_ = false;
     std::map<std::string, Atom, std::less<>> atoms_;
     std::map<std::string, bool, std::less<>> extensions_;
 };
@@ -88,7 +94,7 @@ std::optional<XEvent> Connection::waitForEvent(std::chrono::steady_clock::time_p
         while (XPending(display_) > 0) {
             XEvent event;
             XNextEvent(display_, &event);
-            if (event.type == MappingNotify) XRefreshKeyboardMapping(&event.xmapping);
+            keymapEvent(event);
             if (match(event)) return event;
         }
         if (lost_ || !waitReadable(deadline)) return std::nullopt;

@@ -37,6 +37,7 @@ class Session {
           x_(*connection_),
           xiOpcode_(xiOpcode),
           onKeyDown_(std::move(onKeyDown)) {
+        x_.followKeymap();
         readKeyboard();
     }
 
@@ -73,27 +74,37 @@ class Session {
         return published();
     }
 
-    // After a keyboard mapping change: everything again by the new keymap.
+    // After a keyboard mapping change: every chord again by the new keymap. A chord whose
+    // key and modifiers are what they were keeps its grab untouched, so that announcements
+    // that change nothing for it (the server sends one whenever input switches to a device
+    // with another keymap) never open a moment in which its key-down slips through.
     std::vector<ChordStatus> regrab() {
-        std::vector<Chord> chords;
-        for (const Grab& grab : grabs_) {
-            ungrab(grab);
-            chords.push_back(grab.chord);
-        }
-        grabs_.clear();
+        const auto oldMasks = masks_;
+        const auto oldCombos = lockCombos_;
+        const auto oldMasters = masters_;
         readKeyboard();
+        const bool sameModifiers =
+            oldMasks == masks_ && oldCombos == lockCombos_ && oldMasters == masters_;
+        std::vector<Chord> chords;
+        std::vector<Grab> kept;
+        for (const Grab& grab : grabs_) {
+            chords.push_back(grab.chord);
+            if (sameModifiers && grab.state == ChordGrab::grabbed && keyFor(grab.chord) == grab.key) {
+                kept.push_back(grab);
+            } else {
+                ungrab(grab, oldCombos, oldMasters);
+            }
+        }
+        grabs_ = std::move(kept);
         return apply(std::move(chords));
     }
 
     // One event. Returns true when the keyboard mapping changed (the caller regrabs once
     // the events at hand are read).
     bool handle(XEvent& event) {
-        if (event.type == MappingNotify) {
-            XRefreshKeyboardMapping(&event.xmapping);
-            return event.xmapping.request != MappingPointer;
-        }
+        if (x_.keymapEvent(event)) return true;
         if (event.type == KeyPress) {
-            // Only between a chord's core grab and its XInput2 twin being made.
+            // Only between a chord's core grab and its XInput2 twins being made.
             const XKeyEvent& key = event.xkey;
             auto verdict = decide(key.keycode, key.state, std::nullopt);
             XAllowEvents(x_.display(),
@@ -141,34 +152,22 @@ class Session {
                 lockCombos_.push_back(lockCombos_[i] | lock);
             }
         }
-        readXTestDevices();
+        readDevices();
     }
 
-    // The slave keyboards that XTest requests go through.
-    void readXTestDevices() {
+    // The master keyboards (grabbed one by one: the server does not replay a key-down
+    // frozen by a grab made for all masters at once), and the slave keyboards that XTest
+    // requests go through.
+    void readDevices() {
+        masters_.clear();
         xtestDevices_.clear();
-        Atom property = XInternAtom(x_.display(), "XTEST Device", True);
         int count = 0;
         XIDeviceInfo* devices = XIQueryDevice(x_.display(), XIAllDevices, &count);
         for (int i = 0; i < count; ++i) {
             const XIDeviceInfo& device = devices[i];
+            if (device.use == XIMasterKeyboard) masters_.push_back(device.deviceid);
             if (device.use != XISlaveKeyboard && device.use != XIFloatingSlave) continue;
-            bool xtest = false;
-            if (property != None) {
-                Atom type = None;
-                int format = 0;
-                unsigned long items = 0, after = 0;
-                unsigned char* data = nullptr;
-                if (XIGetProperty(x_.display(), device.deviceid, property, 0, 1, False,
-                                  AnyPropertyType, &type, &format, &items, &after,
-                                  &data) == Success) {
-                    xtest = type != None;
-                    XFree(data);
-                }
-            } else {
-                std::string name = device.name ? device.name : "";
-                xtest = name.ends_with("XTEST keyboard");
-            }
+            bool xtest = isXTestDevice(x_.display(), device.deviceid);
             if (xtest) xtestDevices_.push_back(device.deviceid);
         }
         XIFreeDeviceInfo(devices);
@@ -209,10 +208,7 @@ class Session {
             for (std::size_t i = 0; i < grabs.size(); ++i) {
                 Grab& grab = grabs[i];
                 grab.state = ChordGrab::noKey;
-                KeySym symbol = grab.chord.keyCode >= 0 && grab.chord.keyCode <= 0xFFFF
-                                    ? keySymForMacKey(static_cast<std::uint16_t>(grab.chord.keyCode))
-                                    : NoSymbol;
-                grab.key = symbol == NoSymbol ? 0 : XKeysymToKeycode(display, symbol);
+                grab.key = keyFor(grab.chord);
                 if (grab.key == 0) continue;
                 grab.modifiers = masks_.toX(static_cast<std::uint64_t>(chordFlags(grab.chord)));
                 grab.state = ChordGrab::grabbed;
@@ -243,10 +239,13 @@ class Session {
                 if (grab.state == ChordGrab::takenByOther) ungrab(grab);
                 continue;
             }
-            auto modifiers = xiModifiers(grab);
-            int failed = XIGrabKeycode(display, XIAllMasterDevices, grab.key, x_.root(),
-                                       XIGrabModeSync, XIGrabModeAsync, False, &mask,
-                                       static_cast<int>(modifiers.size()), modifiers.data());
+            int failed = 0;
+            for (int master : masters_) {
+                auto modifiers = xiModifiers(grab);
+                failed |= XIGrabKeycode(display, master, grab.key, x_.root(), XIGrabModeSync,
+                                        XIGrabModeAsync, False, &mask,
+                                        static_cast<int>(modifiers.size()), modifiers.data());
+            }
             if (failed != 0) {
                 grab.state = ChordGrab::takenByOther;
                 ungrab(grab);
@@ -263,14 +262,29 @@ class Session {
         return modifiers;
     }
 
+    // The chord's key on the current keymap; 0 when it has none.
+    KeyCode keyFor(const Chord& chord) const {
+        KeySym symbol = chord.keyCode >= 0 && chord.keyCode <= 0xFFFF
+                            ? keySymForMacKey(static_cast<std::uint16_t>(chord.keyCode))
+                            : NoSymbol;
+        return symbol == NoSymbol ? 0 : XKeysymToKeycode(x_.display(), symbol);
+    }
+
     // Releasing what this client does not hold is harmless: the server only ever removes
     // the caller's own grabs.
-    void ungrab(const Grab& grab) {
+    void ungrab(const Grab& grab) { ungrab(grab, lockCombos_, masters_); }
+    void ungrab(const Grab& grab, const std::vector<unsigned>& combos,
+                const std::vector<int>& masters) {
         if (grab.key == 0) return;
-        auto modifiers = xiModifiers(grab);
-        XIUngrabKeycode(x_.display(), XIAllMasterDevices, grab.key, x_.root(),
-                        static_cast<int>(modifiers.size()), modifiers.data());
-        for (unsigned combo : lockCombos_) {
+        std::vector<XIGrabModifiers> modifiers;
+        for (unsigned combo : combos) {
+            modifiers.push_back({static_cast<int>(grab.modifiers | combo), 0});
+        }
+        for (int master : masters) {
+            XIUngrabKeycode(x_.display(), master, grab.key, x_.root(),
+                            static_cast<int>(modifiers.size()), modifiers.data());
+        }
+        for (unsigned combo : combos) {
             XUngrabKey(x_.display(), grab.key, grab.modifiers | combo, x_.root());
         }
     }
@@ -306,6 +320,7 @@ class Session {
     ModifierMasks masks_;
     unsigned chordMask_ = 0;
     std::vector<unsigned> lockCombos_;
+    std::vector<int> masters_;
     std::vector<int> xtestDevices_;
     std::vector<Grab> grabs_;  // sorted by chord
     std::unordered_map<std::uint32_t, Chord> byKey_;
@@ -409,8 +424,14 @@ class KeySourceX11 final : public KeySource {
                 XNextEvent(x.display(), &event);
                 remap |= session.handle(event);
             }
-            if (remap && !x.lost()) publish(session.regrab());
             if (x.lost()) break;
+            // Regrabbing makes round trips, and events read meanwhile wait in Xlib's queue,
+            // where poll() cannot see them: read on before sleeping.
+            if (remap) {
+                publish(session.regrab());
+                continue;
+            }
+            if (XQLength(x.display()) > 0) continue;
 
             pollfd descriptors[2] = {{ConnectionNumber(x.display()), POLLIN, 0},
                                      {wake_, POLLIN, 0}};

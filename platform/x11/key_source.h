@@ -24,16 +24,20 @@ inline constexpr std::uint64_t kNumLockFlag = 0x200000;
 //
 // Each chord holds two grabs: a core one, which is what other programs' hotkeys collide
 // with (a chord another client holds is refused with BadAccess and reported as
-// takenByOther; nothing else happens to either program), and an XInput2 one made after it,
-// which the server therefore tries first and which delivers the key-down with the device it
-// came from (needed for the marker, see marker_ledger.h). Both freeze the keyboard until
-// the key source answers: swallow lets the keyboard run on without the key, pass replays
-// the key to the focused window. The answer is sent as soon as the callback returns.
+// takenByOther; nothing else happens to either program), and XInput2 ones made after it,
+// one per master keyboard, which the server therefore tries first and which deliver the
+// key-down with the device it came from (needed for the marker, see marker_ledger.h). Both
+// freeze the keyboard until the key source answers: swallow lets the keyboard run on
+// without the key, pass replays the key to the focused window. The answer is sent as soon
+// as the callback returns. (A grab made for all master keyboards at once would be simpler,
+// but the server does not replay a key-down such a grab froze.)
 //
 // Chords map through the X11 keyboard output's key table (keySymForMacKey) to a key code of
 // the current keymap; command is the modifier holding Super (Mod4), option the one holding
-// Alt (Mod1). A keyboard mapping change regrabs everything by the new keymap. A chord whose
-// key the keymap lacks is reported noKey.
+// Alt (Mod1). A keyboard mapping change regrabs everything by the new keymap (chords whose
+// key and modifiers stay the same keep their grabs untouched). A chord whose key the keymap
+// lacks is reported noKey. A key-down that arrives while the source regrabs waits for the
+// regrab to end (one round trip per new chord).
 //
 // While a swallowed chord's key is held, the grab stays active until the key is released:
 // its auto-repeats reach the callback as fresh key-downs (already kept from the focused

@@ -169,6 +169,8 @@ bool isDown(const char* keys, KeyCode key) {
     return keys[key / 8] & (1 << (key % 8));
 }
 
+}  // namespace
+
 // Whether the device is one the XTEST extension feeds (ours and every other sender's),
 // as opposed to a keyboard the user types on.
 bool isXTestDevice(Display* display, int device) {
@@ -184,8 +186,6 @@ bool isXTestDevice(Display* display, int device) {
     if (data) XFree(data);
     return xtest;
 }
-
-}  // namespace
 
 ModifierMasks ModifierMasks::read(Display* display) {
     ModifierMasks masks;

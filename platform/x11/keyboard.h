@@ -12,6 +12,10 @@ namespace tarn::platform::x11 {
 // maps chords through the same table, so a chord and the keys typed for it agree.
 KeySym keySymForMacKey(std::uint16_t macKeyCode);
 
+// Whether the input device is one the XTEST extension feeds (this process's and every other
+// sender's synthetic events), as opposed to a keyboard the user types on.
+bool isXTestDevice(Display* display, int device);
+
 // The X modifier masks of the four chord modifiers and of the lock keys, as the current
 // modifier mapping has them: option is the modifier that holds Alt (Mod1 on common
 // keymaps), command the one that holds Super (Mod4); a lock without a key is 0.
@@ -29,6 +33,7 @@ struct ModifierMasks {
     // bits of the state are left out.
     unsigned toX(std::uint64_t flags) const;
     std::uint64_t fromX(unsigned state) const;
+    friend bool operator==(const ModifierMasks&, const ModifierMasks&) = default;
 };
 
 // Keys through XTest. A macOS virtual key code (ANSI layout) names a key symbol, which the

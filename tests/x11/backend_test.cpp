@@ -341,6 +341,15 @@ TEST_F(Keys, KeysTheKeymapLacksCannotBePosted) {
     EXPECT_THAT(keysDown(), ElementsAre());
 }
 
+// A desktop that stays open sees the keymap change under it.
+TEST_F(Keys, KeymapChangesReachADesktopThatStaysOpen) {
+    auto& keyboard = desktop().keyboard();
+    ASSERT_TRUE(keyboard.canPost(mac::f5));
+    const int f5 = keyCodeOf("F5");
+    ASSERT_EQ(run({"xmodmap", "-e", "keycode " + std::to_string(f5) + " ="}).status, 0);
+    EXPECT_TRUE(eventually([&] { return !keyboard.canPost(mac::f5); }));
+}
+
 // --- Clipboard ------------------------------------------------------------------------------
 
 using Clipboard = X11Test;
@@ -395,6 +404,28 @@ TEST_F(Clipboard, WrittenTextIsServedAfterTheWriterExitedUntilSomeoneElseTakesIt
     putOnClipboard("someone else's");
     EXPECT_TRUE(eventually([&] { return processesWith(tag) == 0; }));
     EXPECT_EQ(clipboardText(), "someone else's");
+}
+
+// The agent's desktop forks nothing: a thread of the process serves the text while the
+// desktop is open, until someone else takes the selection.
+TEST_F(Clipboard, AgentDesktopServesFromAThreadOfItsOwn) {
+    auto choice = platform::x11::openX11Desktop(display(), nullptr, nullptr,
+                                                platform::x11::ClipboardOwner::thisProcess);
+    ASSERT_TRUE(choice.desktop) << choice.error;
+    const std::string self = std::filesystem::read_symlink("/proc/self/exe").filename();
+    const int processes = processesWith(self);
+    const std::string text = "served in-process \u2713";
+    choice.desktop->clipboard().writeText(text);
+    EXPECT_EQ(clipboardText(), text);
+    EXPECT_EQ(choice.desktop->clipboard().readText(), text);
+    EXPECT_EQ(processesWith(self), processes);  // no owner process was started
+
+    putOnClipboard("someone else's");
+    EXPECT_TRUE(eventually([&] { return clipboardText() == "someone else's"; }));
+    choice.desktop->clipboard().writeText(text);
+    EXPECT_EQ(clipboardText(), text);
+    choice.desktop.reset();
+    EXPECT_EQ(clipboardText(), std::nullopt);  // nobody serves it once the process lets go
 }
 
 TEST_F(Clipboard, LargeTextGoesThroughInPieces) {
