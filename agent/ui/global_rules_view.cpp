@@ -56,7 +56,7 @@ GlobalRulesView::GlobalRulesView(ConfigStore& store, std::function<int()> screen
     auto* none = secondary("Select a rule to edit.");
     none->setAlignment(Qt::AlignCenter);
     detail_->addWidget(none);
-    column->addWidget(detail_, 3);
+    column->addWidget(detail_, 5);
 
     connect(add, &QPushButton::clicked, this, &GlobalRulesView::addGlobalRule);
     connect(remove_, &QPushButton::clicked, this, &GlobalRulesView::removeSelected);

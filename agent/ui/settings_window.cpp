@@ -181,6 +181,8 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
     list->setItemDelegate(new AppRowDelegate(list));
     list->setFrameShape(QFrame::NoFrame);
     list->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    // Focus by click only: the window opens with the global rules, not the list, active.
+    list->setFocusPolicy(Qt::ClickFocus);
     list->setContextMenuPolicy(Qt::ActionsContextMenu);
     auto* remove = new QAction("Delete", list);
     list->addAction(remove);
@@ -241,13 +243,14 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
 
     connect(back_, &QPushButton::clicked, this, [this] { select(kGlobalSelection); });
     connect(add, &QPushButton::clicked, this, &SettingsView::openPicker);
-    connect(
-        list->selectionModel(), &QItemSelectionModel::currentChanged, this,
-        [this](const QModelIndex& current) {
-            if (current.isValid()) {
-                select(current.data(ConfiguredAppsModel::BundleIdRole).toString().toStdString());
-            }
-        });
+    // Selection, not the current row: a list that takes the focus makes its first row
+    // current without the user choosing it.
+    connect(list->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        QModelIndexList rows = appList_->selectionModel()->selectedRows();
+        if (rows.size() == 1) {
+            select(rows.first().data(ConfiguredAppsModel::BundleIdRole).toString().toStdString());
+        }
+    });
     connect(appsModel_, &QAbstractItemModel::modelReset, this, &SettingsView::refresh);
     listener_ = store_.addListener([this] { refresh(); });
     refresh();

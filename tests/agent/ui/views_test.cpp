@@ -1,5 +1,6 @@
 // The settings window's views on the offscreen platform: every control writes through the
 // store, and the views redraw from what the store republishes.
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
@@ -375,6 +376,10 @@ class ViewsTest : public QObject {
         QWidget* window = controller.window();
         QCOMPARE(window->windowTitle(), "Calvex Settings");
         QCOMPARE(window->size(), QSize(900, 750));
+        // The list takes the focus and a current row as the window appears; that chooses
+        // nothing.
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QApplication::processEvents();
         QCOMPARE(controller.view()->selection(), std::optional<std::string>(kGlobalSelection));
         QCOMPARE(controller.view()->currentDetail(), controller.view()->globalRules());
         QVERIFY(!controller.view()->backButton()->isVisibleTo(window));
