@@ -8,6 +8,7 @@
 
 #include "agent/ui/alerts.h"
 #include "agent/ui/platform_texts.h"
+#include "agent/ui/qt_scheduler.h"
 #include "agent/ui/settings_window.h"
 #include "agent/ui/status_bar.h"
 #include "agent/ui/wendle_app.h"
@@ -211,6 +212,36 @@ class TrayTest : public QObject {
             QVERIFY2(!q.contains("System Settings") && !q.contains("macOS"), qPrintable(q));
         }
         QVERIFY(QString::fromUtf8(linuxTexts().troubleshooting.data()).contains("Wayland"));
+    }
+
+    // The event loop runs the store's debounce: a burst of changes is saved once, with the
+    // last value; a cancelled task never runs.
+    void qtScheduler() {
+        QtScheduler scheduler;
+        std::vector<int> ran;
+        scheduler.schedule(std::chrono::milliseconds(30), [&] { ran.push_back(2); });
+        auto dropped = scheduler.schedule(std::chrono::milliseconds(10), [&] { ran.push_back(9); });
+        scheduler.schedule(std::chrono::milliseconds(0), [&] { ran.push_back(1); });
+        scheduler.cancel(dropped);
+        scheduler.cancel(dropped);  // twice is harmless
+        QTRY_COMPARE(ran, (std::vector<int>{1, 2}));
+
+        QTemporaryDir dir;
+        auto path = std::filesystem::path(dir.path().toStdString()) / "wendle-config.json";
+        DiscardLog log;
+        ConfigStore store(scheduler, Logger(log, LogCategory::appDelegate), [&] { return path; });
+        int settled = 0;
+        store.setOnConfigChanged([&](const RootConfig&) { ++settled; });
+        for (std::int64_t code = 0; code < 3; ++code) {
+            store.update([&](RootConfig& c) {
+                c.globalRules = {
+                    testing::rule(code, 8, testing::moveWindow(Action::MoveDirection::up))};
+            });
+        }
+        QTRY_COMPARE(settled, 1);
+        QTest::qWait(250);
+        QCOMPARE(settled, 1);
+        QVERIFY(std::filesystem::exists(path));
     }
 
     // Launch: the first-run question comes half a second later, only without a file.
