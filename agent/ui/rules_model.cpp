@@ -40,17 +40,12 @@ void GlobalRulesModel::reload() {
         if (!rules_.empty()) emit dataChanged(index(0, 0), index(rowCount() - 1, columnCount_ - 1));
         return;
     }
-    // Rules added at the end (the "Add Rule…" button) keep the rows above them.
-    if (next.size() > rules_.size() &&
-        std::equal(rules_.begin(), rules_.end(), next.begin(),
-                   [](const HotkeyRule& x, const HotkeyRule& y) { return x.id == y.id; })) {
+    // Rules added at the end, the rest untouched (the "Add Rule…" button), keep the rows
+    // above them; anything else starts the table afresh.
+    if (next.size() > rules_.size() && std::equal(rules_.begin(), rules_.end(), next.begin())) {
         beginInsertRows({}, rowCount(), static_cast<int>(next.size()) - 1);
-        std::vector<HotkeyRule> old = std::exchange(rules_, next);
+        rules_ = next;
         endInsertRows();
-        if (!old.empty() && !std::equal(old.begin(), old.end(), rules_.begin())) {
-            emit dataChanged(index(0, 0),
-                             index(static_cast<int>(old.size()) - 1, columnCount_ - 1));
-        }
         return;
     }
     beginResetModel();
