@@ -70,6 +70,9 @@ class ConfigStore {
 
     std::filesystem::path configURL() const { return configURL_(); }
 
+    // Saves a change still waiting for its delay now (the agent is about to end).
+    void flushPendingSave() { debouncer_.flush(); }
+
   private:
     void publish(std::shared_ptr<const RootConfig> config);
     void settle();

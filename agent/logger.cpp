@@ -25,8 +25,8 @@ std::string_view categoryName(LogCategory category) {
     return "";
 }
 
-SystemLog::SystemLog(std::size_t queueLimit)
-    : toTerminal_(::isatty(STDERR_FILENO) == 1), queueLimit_(queueLimit) {
+SystemLog::SystemLog(std::size_t queueLimit, Echo echo)
+    : toTerminal_(echo == Echo::always || ::isatty(STDERR_FILENO) == 1), queueLimit_(queueLimit) {
     ::openlog(kBundleIdentifier, LOG_PID, LOG_USER);
     writer_ = std::thread([this] { writeLoop(); });
 }

@@ -48,7 +48,8 @@ class Logger {
 };
 
 // The system log (syslog, identity = the agent's bundle identifier), and standard error as
-// well when it is a terminal, so that an agent started by hand shows what it does.
+// well when it is a terminal, so that an agent started by hand shows what it does (or always,
+// for a test that reads what the agent does).
 //
 // Messages are handed to a writer thread: a syslog call is a system call that may block on
 // the log daemon, and the key tap's thread logs on every matched key. When the writer falls
@@ -58,7 +59,9 @@ class SystemLog final : public LogSink {
   public:
     static constexpr std::size_t kQueueLimit = 10'000;
 
-    explicit SystemLog(std::size_t queueLimit = kQueueLimit);
+    enum class Echo { whenTerminal, always };
+
+    explicit SystemLog(std::size_t queueLimit = kQueueLimit, Echo echo = Echo::whenTerminal);
     ~SystemLog() override;
     SystemLog(const SystemLog&) = delete;
     SystemLog& operator=(const SystemLog&) = delete;

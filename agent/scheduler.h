@@ -40,6 +40,13 @@ class Debouncer {
         });
     }
 
+    // Runs a pending action now instead of later; nothing when none is pending.
+    void flush() {
+        if (!pending_) return;
+        stop();
+        action_();
+    }
+
   private:
     void stop() {
         if (pending_) scheduler_.cancel(*pending_);

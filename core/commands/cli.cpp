@@ -43,8 +43,10 @@ int dispatch(const Args& argv, CommandContext& context) {
     const std::string& command = argv[1];
     if (command == "healthcheck") return handleHealthcheck(context);
     if (command == "keys") {
+        // A command line runs one keys string: its buffer lives as long as that run.
+        std::string buffer;
         return runThrowing(context, [&] {
-            return keys::handleKeys(wordsAfterCommand(argv), std::nullopt, context);
+            return keys::handleKeys(wordsAfterCommand(argv), std::nullopt, context, buffer);
         });
     }
     if (command == "browser-tab") {

@@ -126,11 +126,6 @@ class Runner {
 
 }  // namespace
 
-std::string& keysBuffer() {
-    static std::string buffer;
-    return buffer;
-}
-
 KeysRunResult executeKeysActions(const std::vector<KeyAction>& actions,
                                  std::optional<std::int64_t> marker, CommandContext& context,
                                  std::string& buffer) {

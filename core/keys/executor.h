@@ -10,11 +10,6 @@
 
 namespace tarn::keys {
 
-// The keys buffer: one text per process, empty at start, shared by every action list the
-// process runs (a text grabbed by one hotkey is still there for the next) and never saved.
-// It has no lock: a process runs one action list at a time.
-std::string& keysBuffer();
-
 // How far a buffer typed by {paste} may itself paste the buffer again.
 inline constexpr int kMaxPasteDepth = 8;
 
@@ -25,8 +20,12 @@ enum class KeysRunResult { completed, permissionMissing };
 // when one is given. Checks the Accessibility permission first (an empty list too) and
 // again for each pasted buffer; without it nothing more happens and the result says so.
 // A pasted buffer that does not parse is reported on standard error and skipped.
+//
+// The buffer is the caller's: text a keys string grabs or inserts stays there for the next
+// string the same caller runs (the agent keeps one for its whole session), and it is never
+// saved.
 KeysRunResult executeKeysActions(const std::vector<KeyAction>& actions,
                                  std::optional<std::int64_t> marker, CommandContext& context,
-                                 std::string& buffer = keysBuffer());
+                                 std::string& buffer);
 
 }  // namespace tarn::keys

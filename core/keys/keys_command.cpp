@@ -34,7 +34,8 @@ int reportParseError(const KeysParseError& error, std::ostream& err) {
 
 }  // namespace
 
-int handleKeys(const Args& args, std::optional<std::int64_t> marker, CommandContext& context) {
+int handleKeys(const Args& args, std::optional<std::int64_t> marker, CommandContext& context,
+               std::string& buffer) {
     if (args.empty()) {
         throw CommandFailure(HelperError::insufficientArguments);
     }
@@ -49,7 +50,7 @@ int handleKeys(const Args& args, std::optional<std::int64_t> marker, CommandCont
         return reportParseError(error, context.err);
     }
     // The permission was there a moment ago; losing it now ends the run without more words.
-    auto result = executeKeysActions(actions, marker, context);
+    auto result = executeKeysActions(actions, marker, context, buffer);
     return result == KeysRunResult::completed ? 0 : kStatusNoPermission;
 }
 

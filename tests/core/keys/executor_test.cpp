@@ -202,16 +202,5 @@ TEST(ExecuteKeysActionsPermissionTest, LossBeforeAPastedBufferEndsTheWholeRun) {
     EXPECT_EQ(desktop.fake.keyEvents, press({0}));
 }
 
-TEST(KeysBufferTest, LastsFromOneRunToTheNext) {
-    testing::FakeDesktop desktop;
-    std::ostringstream out, err;
-    CommandContext context(out, err, desktop);
-    keysBuffer().clear();
-    executeKeysActions({InsertAfter{"one "}}, {}, context);
-    executeKeysActions({InsertAfter{"two"}}, {}, context);
-    EXPECT_EQ(keysBuffer(), "one two");
-    keysBuffer().clear();
-}
-
 }  // namespace
 }  // namespace tarn::keys

@@ -1,0 +1,125 @@
+#include "agent/keystroke_interceptor.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "agent/overloaded.h"
+#include "platform/desktop.h"
+#include "platform/input.h"
+
+namespace tarn::agent {
+namespace {
+
+constexpr std::int64_t kAllModifierBits =
+    KeyChord::Modifiers::shift | KeyChord::Modifiers::control | KeyChord::Modifiers::option |
+    KeyChord::Modifiers::command;
+
+}  // namespace
+
+std::vector<platform::Chord> chordsOf(const RootConfig& config) {
+    std::vector<platform::Chord> chords;
+    for (const HotkeyRule& rule : config.globalRules) {
+        const auto& chord = rule.chord;
+        if ((chord.modifiers.rawValue & ~kAllModifierBits) != 0) continue;
+        chords.push_back({chord.keyCode, static_cast<std::uint32_t>(chord.modifiers.rawValue)});
+    }
+    std::sort(chords.begin(), chords.end());
+    chords.erase(std::unique(chords.begin(), chords.end()), chords.end());
+    return chords;
+}
+
+KeyChord::Modifiers normalisedModifiers(std::uint64_t flags) {
+    std::int64_t bits = 0;
+    if (flags & platform::keyflags::shift) bits |= KeyChord::Modifiers::shift;
+    if (flags & platform::keyflags::control) bits |= KeyChord::Modifiers::control;
+    if (flags & platform::keyflags::option) bits |= KeyChord::Modifiers::option;
+    if (flags & platform::keyflags::command) bits |= KeyChord::Modifiers::command;
+    return {bits};
+}
+
+KeystrokeInterceptor::KeystrokeInterceptor(RuleEngine& ruleEngine, AppObserver& appObserver,
+                                           platform::KeySource& keySource, ActionHost& actions,
+                                           LogSink& log)
+    : ruleEngine_(ruleEngine),
+      appObserver_(appObserver),
+      keySource_(keySource),
+      actions_(actions),
+      log_(log, LogCategory::keystrokeInterceptor) {}
+
+KeystrokeInterceptor::~KeystrokeInterceptor() {
+    stop();
+}
+
+bool KeystrokeInterceptor::start(platform::KeySource::LostCallback onLost, std::string& error) {
+    stop();
+    log_.error("Starting event tap...");
+    running_ = keySource_.start([this](const platform::KeyDown& key) { return handleEvent(key); },
+                                std::move(onLost), error);
+    return running_;
+}
+
+void KeystrokeInterceptor::stop() {
+    // Harmless when nothing runs; the source waits for its thread, so no callback follows.
+    keySource_.stop();
+    running_ = false;
+}
+
+platform::KeyVerdict KeystrokeInterceptor::handleEvent(const platform::KeyDown& key) {
+    // The agent's own typing passes untouched, unlogged.
+    if (key.marker == injectedEventMarker) return platform::KeyVerdict::pass;
+    KeyChord chord{key.keyCode, normalisedModifiers(key.flags)};
+    if (log_.enabled()) {
+        log_.error("KeyDown: " + chord.displayName() +
+                   " (mod=" + std::to_string(chord.modifiers.rawValue) + ", keyCode=" +
+                   std::to_string(key.keyCode) + ", rawFlags=" + std::to_string(key.flags) + ")");
+    }
+    std::optional<std::string> bundleID = appObserver_.frontmostBundleID();
+    auto found = ruleEngine_.match(bundleID, chord);
+    if (!found) return platform::KeyVerdict::pass;
+    bool swallow = found->rule.swallow;
+    if (log_.enabled()) {
+        log_.error("✓ Matched rule: " + describeAction(found->rule.action) +
+                   ", swallow: " + (swallow ? "true" : "false"));
+    }
+    workQueue_.async([this, match = std::move(*found), bundleID = std::move(bundleID)] {
+        // A failing action costs that action only: the agent keeps its hotkeys.
+        try {
+            execute(match.rule, match.override, bundleID);
+        } catch (const platform::DesktopError& error) {
+            log_.error(std::string("Action failed, the desktop went away: ") + error.what());
+            if (actions_.desktopLost) actions_.desktopLost();
+        } catch (const std::exception& error) {
+            log_.error(std::string("Action failed: ") + error.what());
+        }
+    });
+    return swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass;
+}
+
+void KeystrokeInterceptor::execute(const HotkeyRule& rule,
+                                   const std::optional<RuleOverride>& override,
+                                   const std::optional<std::string>& frontmostBundleID) {
+    log_.error("execute() called for rule: " + rule.id.text());
+    const std::optional<StateFilters>& filters =
+        override && override->stateFilters ? override->stateFilters : rule.stateFilters;
+    std::visit(
+        Overloaded{
+            [&](const Action::MoveWindow& move) {
+                log_.error("  Action: moveWindow(" + std::string(directionName(move.direction)) +
+                           ")");
+                WindowActions::performMove(move.direction, rule.id, frontmostBundleID, filters,
+                                           actions_);
+            },
+            [&](const Action::SendKeystrokeSequence& keys) {
+                log_.error("  Action: sendKeystrokeSequence");
+                KeySender::send(keys.sequence, injectedEventMarker, actions_);
+            },
+            [&](const Action::MoveMouse& mouse) {
+                log_.error("  Action: moveMouse(target: " + describeMouseTarget(mouse.target) +
+                           ", position: " + std::string(positionName(mouse.position)) + ")");
+                WindowActions::performMoveMouse(mouse.target, mouse.position, actions_);
+            },
+        },
+        rule.action.value);
+}
+
+}  // namespace tarn::agent

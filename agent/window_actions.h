@@ -1,0 +1,65 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "agent/config.h"
+#include "agent/config_store.h"
+#include "agent/logger.h"
+#include "core/context.h"
+#include "core/window/override_lookup.h"
+
+namespace tarn::agent {
+
+// The core's move-app engine, as actions call it; tests hand in a recorder.
+using MoveAppFn = int (*)(const std::string& direction,
+                          const std::vector<window::MoveAppLocation>& savedLocations,
+                          const window::StateFilters& stateFilters, bool fromUserRule,
+                          CommandContext& context);
+
+// What the work queue's actions run against: the core's context on the agent's own
+// desktop, the session's keys buffer (text kept between two keystroke actions) and the log.
+struct ActionHost {
+    CommandContext& context;
+    std::string& keysBuffer;
+    LogSink& log;
+    MoveAppFn moveApp;
+    // Called after the desktop went away under an action, so the next one reconnects.
+    std::function<void()> desktopLost{};
+};
+
+// Moving the focused window and the pointer for a matched rule. Runs on the work queue.
+class WindowActions {
+  public:
+    // The store whose saved locations a left or right move offers; set once at launch.
+    static inline std::atomic<const ConfigStore*> configStore{nullptr};
+
+    // Only `direction` and `stateFilters` change what happens; the rule and application are
+    // the caller's for context.
+    static void performMove(Action::MoveDirection direction, const Uuid& ruleID,
+                            const std::optional<std::string>& appBundleID,
+                            const std::optional<StateFilters>& stateFilters, ActionHost& host);
+    static void performMoveMouse(const Action::MouseTarget& target, Action::MousePosition position,
+                                 ActionHost& host);
+
+  private:
+    static std::vector<SavedWindowLocation> getSavedLocationsForFrontmostApp(ActionHost& host);
+};
+
+// Types a keystroke sequence through the core's keys language, every event carrying the
+// marker so that the agent's own key source lets it pass.
+class KeySender {
+  public:
+    static void send(const std::string& sequence, std::int64_t marker, ActionHost& host);
+};
+
+// "Upper Corner" or "Center" point of a rectangle, 10 points in from the top-left corner.
+platform::Point mousePoint(const platform::Rect& rect, Action::MousePosition position);
+// "app" or "screen(index: 1)".
+std::string describeMouseTarget(const Action::MouseTarget& target);
+
+}  // namespace tarn::agent

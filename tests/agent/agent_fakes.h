@@ -1,0 +1,70 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/app_events.h"
+#include "platform/key_source.h"
+
+namespace tarn::testing {
+
+// A key source the test drives by hand: press() calls the callback as the source's thread
+// would, and the verdict comes back.
+class FakeKeySource final : public platform::KeySource {
+  public:
+    bool refuseStart = false;
+    int starts = 0;
+    int stops = 0;
+    std::vector<platform::Chord> chords;
+    std::vector<platform::ChordStatus> status;
+
+    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
+        stop();
+        ++starts;
+        if (refuseStart) {
+            error = "no keyboard here";
+            return false;
+        }
+        callback_ = std::move(onKeyDown);
+        lost_ = std::move(onLost);
+        return true;
+    }
+    void stop() override {
+        if (callback_) ++stops;
+        callback_ = nullptr;
+    }
+    void setChords(std::vector<platform::Chord> set) override { chords = std::move(set); }
+    std::vector<platform::ChordStatus> chordStatus() override { return status; }
+
+    bool running() const { return static_cast<bool>(callback_); }
+    platform::KeyVerdict press(std::int64_t keyCode, std::uint64_t flags,
+                               std::optional<std::int64_t> marker = std::nullopt) {
+        return callback_({keyCode, flags, marker});
+    }
+    void loseDisplay(const std::string& why) { lost_(why); }
+
+  private:
+    Callback callback_;
+    LostCallback lost_;
+};
+
+class FakeAppEvents final : public platform::AppEvents {
+  public:
+    std::optional<platform::AppInfo> frontmost;
+    std::vector<platform::AppInfo> running;
+    Notify activated;
+    Notify launchedOrTerminated;
+
+    bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string&) override {
+        activated = std::move(onActivated);
+        launchedOrTerminated = std::move(onLaunchedOrTerminated);
+        return true;
+    }
+    void stop() override {}
+    std::optional<platform::AppInfo> frontmostApplication() override { return frontmost; }
+    std::vector<platform::AppInfo> runningApplications() override { return running; }
+};
+
+}  // namespace tarn::testing

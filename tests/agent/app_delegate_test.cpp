@@ -1,0 +1,206 @@
+#include "agent/app_delegate.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "agent/config_json.h"
+#include "tests/agent/agent_fakes.h"
+#include "tests/agent/manual_scheduler.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
+
+namespace tarn::agent {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+int noMove(const std::string&, const std::vector<window::MoveAppLocation>&,
+           const window::StateFilters&, bool, CommandContext&) {
+    return 0;
+}
+
+RootConfig withRule(std::int64_t keyCode) {
+    Uuid::Bytes bytes{};
+    bytes[15] = static_cast<std::uint8_t>(keyCode);
+    RootConfig config;
+    config.globalRules = {{.id = Uuid(bytes),
+                           .chord = {keyCode, {6}},
+                           .action = {Action::MoveWindow{Action::MoveDirection::left}}}};
+    return config;
+}
+
+class AppDelegateTest : public ::testing::Test {
+  protected:
+    std::filesystem::path file() const { return dir.path() / "wendle-config.json"; }
+    void writeFile(const std::string& text) { std::ofstream(file()) << text; }
+    // The log without the rule engine's own lines, which its tests cover.
+    std::vector<std::string> lines() {
+        std::vector<std::string> found;
+        for (const auto& entry : log.entries()) {
+            if (entry.category != LogCategory::ruleEngine) found.push_back(entry.message);
+        }
+        return found;
+    }
+    AppDelegate& launch() {
+        delegate.emplace(AgentParts{
+            .configStore = store,
+            .appObserver = observer,
+            .ruleEngine = engine,
+            .keySource = source,
+            .actions = host,
+            .mainLoop = scheduler,
+            .log = log,
+            .openDesktop =
+                [this] {
+                    auto desktop = std::make_unique<testing::FakeDesktop>();
+                    desktop->trusted = trusted;
+                    desktop->untrusted = "no XTEST";
+                    desktop->addApp(20, "org.other", "Other");
+                    return platform::DesktopChoice{std::move(desktop), {}};
+                },
+            .ownPid = 1,
+            .onDisplayLost = [this](const std::string& why) { lost = why; },
+        });
+        delegate->applicationDidFinishLaunching();
+        return *delegate;
+    }
+
+    testing::TempDir dir;
+    MemoryLog log;
+    testing::ManualScheduler scheduler;
+    ConfigStore store{scheduler, Logger(log, LogCategory::appDelegate), [this] { return file(); }};
+    RuleEngine engine{Logger(log, LogCategory::ruleEngine)};
+    testing::FakeAppEvents events;
+    AppObserver observer{events, scheduler};
+    testing::FakeKeySource source;
+    testing::FakeDesktop desktop;
+    std::ostringstream out;
+    CommandContext context{out, out, desktop};
+    std::string keysBuffer;
+    ActionHost host{context, keysBuffer, log, &noMove};
+    bool trusted = true;
+    std::optional<std::string> lost;
+    std::optional<AppDelegate> delegate;
+};
+
+TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
+    launch();
+    EXPECT_THAT(
+        lines(),
+        ElementsAre("Wendle starting...", "Config loaded, rebuildingindex...",
+                    "AXIsProcessTrustedWithOptions returned: true",
+                    "Testing accessibility against Other (PID: 20)",
+                    "AXUIElementCopyAttributeValue for windows returned: success)",
+                    "Probe accessibility returned: success", "Accessibility is working!",
+                    "✅ Accessibility working, starting keystroke interceptor...",
+                    "✅ Accessibility verified, starting keystroke interceptor...",
+                    "Starting event tap...", "✅ Keystroke interceptor started successfully",
+                    "First run: starting at login is left off (no settings window to ask)"));
+    EXPECT_TRUE(source.running());
+    EXPECT_NE(delegate->interceptor(), nullptr);
+    EXPECT_EQ(WindowActions::configStore.load(), &store);
+    EXPECT_FALSE(std::filesystem::exists(file()));
+    scheduler.advance(ConfigStore::kSaveDelay);
+    EXPECT_TRUE(std::filesystem::exists(file()));
+}
+
+TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLogged) {
+    writeFile(configText(withRule(124)));
+    trusted = false;
+    launch();
+    const std::vector<std::string> check{"AXIsProcessTrustedWithOptions returned: false",
+                                         "Not trusted according to OS", "Reason: no XTEST"};
+    std::vector<std::string> expected{"Wendle starting...", "Config loaded, rebuildingindex..."};
+    expected.insert(expected.end(), check.begin(), check.end());
+    expected.push_back("⚠️ Accessibility not trusted, cannot start keystroke interception");
+    expected.insert(expected.end(), check.begin(), check.end());
+    expected.push_back("Accessibility Permission Required");
+    std::string text = Permissions::instructionsText(nullptr);
+    for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+        end = text.find('\n', at);
+        expected.push_back(text.substr(at, end == std::string::npos ? end : end - at));
+    }
+    expected.insert(expected.end(), check.begin(), check.end());
+    EXPECT_THAT(lines(), ElementsAreArray(expected));
+    EXPECT_EQ(source.starts, 0);
+    EXPECT_EQ(delegate->interceptor(), nullptr);
+}
+
+TEST_F(AppDelegateTest, ARefusedKeySourceLeavesTheAgentWithoutInterception) {
+    source.refuseStart = true;
+    launch();
+    EXPECT_THAT(lines(), Contains("❌ Failed to start keystroke interceptor: The event tap could "
+                                  "not be created: no keyboard here"));
+    EXPECT_EQ(delegate->interceptor(), nullptr);
+}
+
+TEST_F(AppDelegateTest, TheChordSetFollowsTheFileAndOnlyOutsideEditsAreReloaded) {
+    writeFile(configText(withRule(124)));
+    launch();
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{124, 6}));
+    scheduler.advance(1s);
+
+    // An edit by hand is loaded once the file has held still, then saved in the agent's form.
+    writeFile(configText(withRule(123)));
+    scheduler.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{123, 6}));
+    EXPECT_THAT(lines(), Contains("Reloading the configuration: the configuration file changed "
+                                  "outside Wendle"));
+
+    log.takeMessages();
+    store.setConfig(withRule(125));
+    scheduler.advance(2s);
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
+    EXPECT_THAT(lines(), Not(Contains(::testing::HasSubstr("Reloading"))));
+}
+
+TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
+    writeFile(configText(withRule(124)));
+    source.status = {{{124, 6}, platform::ChordGrab::takenByOther},
+                     {{125, 6}, platform::ChordGrab::grabbed}};
+    launch();
+    scheduler.advance(1s);
+    const std::string refused = "Hotkey ⌃⌥→ is already taken by another program; it stays unbound";
+    EXPECT_THAT(log.takeMessages(), Contains(refused));
+    store.setConfig(withRule(124));
+    scheduler.advance(1s);
+    EXPECT_THAT(log.takeMessages(), Not(Contains(refused)));
+    source.status.clear();  // freed by the other program, then taken again
+    store.setConfig(withRule(124));
+    scheduler.advance(1s);
+    source.status = {{{124, 6}, platform::ChordGrab::takenByOther}};
+    store.setConfig(withRule(124));
+    scheduler.advance(1s);
+    EXPECT_THAT(log.takeMessages(), Contains(refused));
+}
+
+TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEntry) {
+    launch();
+    scheduler.advance(1s);
+    store.setConfig(withRule(126));
+    delegate->prepareToQuit();
+    EXPECT_FALSE(source.running());
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{126, 6}));
+    std::ifstream in(file());
+    std::stringstream text;
+    text << in.rdbuf();
+    EXPECT_EQ(text.str(), configText(withRule(126)));
+
+    source.refuseStart = false;
+    delegate->startInterceptionIfPossible();
+    source.loseDisplay("the X server closed the connection");
+    EXPECT_FALSE(lost);  // only on the main loop
+    scheduler.advance(0ms);
+    EXPECT_EQ(lost, "the X server closed the connection");
+}
+
+}  // namespace
+}  // namespace tarn::agent
