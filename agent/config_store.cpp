@@ -99,6 +99,28 @@ void ConfigStore::upsertAppConfig(const std::string& bundleID, const std::string
     });
 }
 
+ConfigStore::ListenerId ConfigStore::addListener(std::function<void()> listener) {
+    ListenerId id = nextListener_++;
+    listeners_.emplace(id, std::move(listener));
+    return id;
+}
+
+void ConfigStore::removeListener(ListenerId id) {
+    listeners_.erase(id);
+}
+
+void ConfigStore::notifyListeners() {
+    // A listener may add or remove listeners (a view building or dropping an editor): walk
+    // the ids as they were, skipping any removed meanwhile.
+    std::vector<ListenerId> ids;
+    ids.reserve(listeners_.size());
+    for (const auto& entry : listeners_) ids.push_back(entry.first);
+    for (ListenerId id : ids) {
+        auto it = listeners_.find(id);
+        if (it != listeners_.end()) it->second();
+    }
+}
+
 std::shared_ptr<const RootConfig> ConfigStore::snapshot() const {
     std::lock_guard guard(publishedLock_);
     return published_;
@@ -112,29 +134,35 @@ void ConfigStore::publish(std::shared_ptr<const RootConfig> config) {
         published_.swap(config);
     }
     debouncer_.poke();
+    notifyListeners();
 }
 
 void ConfigStore::settle() {
+    auto before = saveError_;
     save();
+    if (saveError_ != before) notifyListeners();
     if (onConfigChanged_) onConfigChanged_(*current_);
 }
 
 void ConfigStore::save() {
     std::filesystem::path path = configURL();
     auto lock = support::FileLock::acquire(path);
-    if (unsavedOriginal_ && !keepUnreadFile(path)) return;
+    if (unsavedOriginal_ && !keepUnreadFile(path)) {
+        saveError_ = path.string() + " could not be read whole and no copy of it could be made";
+        return;
+    }
     std::string text;
     try {
         text = configText(*current_);
     } catch (const std::domain_error& error) {
+        saveError_ = error.what();
         // A frame JSON cannot hold: the file keeps its last good content, and the next change
         // tries again with the whole configuration.
         return saveFailed("Could not save " + path.string() + ": " + error.what());
     }
     // A failed write is retried with the next change; the file is never left half written.
-    if (auto error = support::writeFileAtomically(path, text)) {
-        saveFailed("Could not save " + path.string() + ": " + *error);
-    }
+    saveError_ = support::writeFileAtomically(path, text);
+    if (saveError_) saveFailed("Could not save " + path.string() + ": " + *saveError_);
 }
 
 void ConfigStore::saveFailed(const std::string& reason) {

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -63,6 +66,14 @@ class ConfigStore {
     // The file keeps its last content and the next change tries again; at most one callback.
     void setOnSaveFailed(std::function<void(const std::string&)> callback);
 
+    // Views: told (main thread) after every published change and after every save, so they
+    // redraw from config() and saveError(). Any number of them.
+    using ListenerId = std::uint64_t;
+    ListenerId addListener(std::function<void()> listener);
+    void removeListener(ListenerId id);
+    // Why the last save did not write the file; absent once one did.
+    const std::optional<std::string>& saveError() const { return saveError_; }
+
     // Makes sure an application has an entry. An existing one (the first with this bundle
     // identifier) only takes the new name and keeps its place; a new one is added and the
     // list sorted by display name, in code point order, keeping equal names in order.
@@ -75,6 +86,7 @@ class ConfigStore {
 
   private:
     void publish(std::shared_ptr<const RootConfig> config);
+    void notifyListeners();
     void settle();
     void save();
     bool keepUnreadFile(const std::filesystem::path& path);
@@ -88,6 +100,9 @@ class ConfigStore {
     std::shared_ptr<const RootConfig> published_;
     std::function<void(const RootConfig&)> onConfigChanged_;
     std::function<void(const std::string&)> onSaveFailed_;
+    std::map<ListenerId, std::function<void()>> listeners_;
+    ListenerId nextListener_ = 1;
+    std::optional<std::string> saveError_;
     // Set by a load that could not read the file whole, until a copy of the file exists.
     std::optional<ConfigLoad> unsavedOriginal_;
     Debouncer debouncer_;

@@ -1,8 +1,5 @@
 // Feeds arbitrary bytes to the keys-string parser and the escape expansion. Any crash,
 // sanitizer report, exception other than KeysParseError, or broken invariant is a finding.
-//
-//   cmake --preset fuzz && cmake --build --preset fuzz
-//   build/fuzz/fuzz/keys_parser_fuzzer -dict=fuzz/keys.dict fuzz/corpus/keys
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

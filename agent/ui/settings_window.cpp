@@ -1,0 +1,368 @@
+#include "agent/ui/settings_window.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QListView>
+#include <QListWidget>
+#include <QMenu>
+#include <QPainter>
+#include <QPushButton>
+#include <QScreen>
+#include <QSplitter>
+#include <QStackedWidget>
+#include <QStyledItemDelegate>
+#include <QToolButton>
+#include <QVBoxLayout>
+#include <algorithm>
+
+#include "agent/ui/apps_model.h"
+#include "agent/ui/global_rules_view.h"
+#include "agent/ui/platform_texts.h"
+#include "agent/ui/style.h"
+#include "agent/ui/symbols.h"
+
+namespace tarn::agent::ui {
+namespace {
+
+constexpr int kIconSize = 18;
+
+// An application's icon from the icon theme, under its bundle identifier or the lower-case
+// form X11 window classes usually take; an empty square of the same size when it has none.
+QIcon appIcon(const QString& bundleID) {
+    for (const QString& name : {bundleID, bundleID.toLower()}) {
+        if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
+    }
+    return {};
+}
+
+// A configured application's row: icon, name, and the saved-locations badge at the end.
+class AppRowDelegate final : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        QStyleOptionViewItem item = option;
+        initStyleOption(&item, index);
+        QString name = item.text;
+        item.text.clear();
+        item.icon = QIcon();
+        const QWidget* widget = option.widget;
+        QStyle* style = widget ? widget->style() : QApplication::style();
+        style->drawControl(QStyle::CE_ItemViewItem, &item, painter, widget);
+
+        QRect area = option.rect.adjusted(6, 0, -6, 0);
+        QRect iconRect(area.left(), area.center().y() - kIconSize / 2, kIconSize, kIconSize);
+        QIcon icon = appIcon(index.data(ConfiguredAppsModel::BundleIdRole).toString());
+        if (!icon.isNull()) icon.paint(painter, iconRect);
+
+        auto count = index.data(ConfiguredAppsModel::SavedLocationsRole).toULongLong();
+        int badgeWidth = 0;
+        painter->save();
+        QColor dim =
+            option.palette.color(option.state & QStyle::State_Selected ? QPalette::HighlightedText
+                                                                       : QPalette::PlaceholderText);
+        if (count > 0) {
+            QFont small = option.font;
+            small.setPointSizeF(small.pointSizeF() * 0.8);
+            QString times = savedLocationsBadgeText(count);
+            int textWidth = times.isEmpty() ? 0 : QFontMetrics(small).horizontalAdvance(times);
+            badgeWidth = 14 + textWidth + 4;
+            QRect symbol(area.right() - badgeWidth + 2, area.center().y() - 6, 12, 12);
+            symbolIcon(Symbol::locationFill).paint(painter, symbol);
+            painter->setFont(small);
+            painter->setPen(dim);
+            painter->drawText(QRect(symbol.right() + 2, area.top(), textWidth + 2, area.height()),
+                              Qt::AlignVCenter | Qt::AlignLeft, times);
+        }
+        painter->setFont(option.font);
+        painter->setPen(option.palette.color(
+            option.state & QStyle::State_Selected ? QPalette::HighlightedText : QPalette::Text));
+        QRect text(iconRect.right() + 8, area.top(),
+                   area.right() - badgeWidth - iconRect.right() - 8, area.height());
+        painter->drawText(text, Qt::AlignVCenter | Qt::AlignLeft,
+                          option.fontMetrics.elidedText(name, Qt::ElideRight, text.width()));
+        painter->restore();
+    }
+
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        QSize size = QStyledItemDelegate::sizeHint(option, index);
+        return {size.width(), std::max(size.height(), 28)};
+    }
+};
+
+// The sidebar's list, where Delete and Backspace remove the selected applications.
+class AppListView final : public QListView {
+  public:
+    std::function<void()> onDelete;
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override {
+        if ((event->key() == Qt::Key_Delete || event->key() == Qt::Key_Backspace) && onDelete) {
+            onDelete();
+            return;
+        }
+        QListView::keyPressEvent(event);
+    }
+};
+
+}  // namespace
+
+RunningAppPicker::RunningAppPicker(RunningApps& apps, QWidget* parent) : QDialog(parent) {
+    setWindowTitle("Choose a Running App");
+    setModal(true);
+    resize(520, 420);
+    apps.refreshRunningApps();
+    auto* column = new QVBoxLayout(this);
+    column->addWidget(headline("Choose a Running App"));
+    auto* list = new QListWidget;
+    list->setObjectName("runningApps");
+    list->setIconSize(QSize(24, 24));
+    std::vector<platform::AppInfo> running = apps.runningApps();
+    for (const auto& app : running) {
+        QString name = app.localizedName ? QString::fromStdString(*app.localizedName) : "Unknown";
+        QString text = app.bundleID ? name + "\n" + QString::fromStdString(*app.bundleID) : name;
+        auto* item = new QListWidgetItem(appIcon(QString::fromStdString(app.bundleID.value_or(""))),
+                                         text, list);
+        item->setSizeHint(QSize(0, 40));
+    }
+    column->addWidget(list);
+    auto* cancel = new QPushButton("Cancel");
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(cancel);
+    column->addLayout(buttons);
+    connect(cancel, &QPushButton::clicked, this, &QDialog::reject);
+    connect(list, &QListWidget::itemClicked, this, [this, list, running](QListWidgetItem* item) {
+        picked_ = running[static_cast<std::size_t>(list->row(item))];
+        accept();
+    });
+}
+
+SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<int()> screenCount,
+                           QWidget* parent)
+    : QWidget(parent), store_(store), apps_(apps) {
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(0, 0, 0, 0);
+    outer->setSpacing(0);
+    saveError_ = new QLabel;
+    saveError_->setObjectName("saveError");
+    saveError_->setWordWrap(true);
+    saveError_->setContentsMargins(12, 6, 12, 6);
+    saveError_->setStyleSheet("QLabel#saveError { background: #fdecea; color: #8a1c13; }");
+    saveError_->hide();
+    outer->addWidget(saveError_);
+
+    auto* split = new QSplitter;
+    split->setChildrenCollapsible(false);
+    outer->addWidget(split, 1);
+
+    // Sidebar.
+    auto* sidebar = new QWidget;
+    sidebar->setMinimumWidth(200);
+    auto* side = new QVBoxLayout(sidebar);
+    side->setContentsMargins(0, 8, 0, 0);
+    side->setSpacing(4);
+    back_ = new QPushButton(symbolIcon(Symbol::chevronLeft), "Back to Global");
+    back_->setFlat(true);
+    back_->setStyleSheet("text-align: left; padding: 4px 8px;");
+    side->addWidget(back_);
+    auto* section = caption("Configured Apps");
+    section->setContentsMargins(10, 4, 10, 0);
+    side->addWidget(section);
+    auto* list = new AppListView;
+    appList_ = list;
+    appsModel_ = new ConfiguredAppsModel(store_, this);
+    list->setModel(appsModel_);
+    list->setItemDelegate(new AppRowDelegate(list));
+    list->setFrameShape(QFrame::NoFrame);
+    list->setSelectionMode(QAbstractItemView::ExtendedSelection);
+    // Focus by click only: the window opens with the global rules, not the list, active.
+    list->setFocusPolicy(Qt::ClickFocus);
+    list->setContextMenuPolicy(Qt::ActionsContextMenu);
+    auto* remove = new QAction("Delete", list);
+    list->addAction(remove);
+    auto deleteSelected = [this] {
+        std::vector<std::string> chosen;
+        for (const QModelIndex& index : appList_->selectionModel()->selectedRows()) {
+            chosen.push_back(
+                index.data(ConfiguredAppsModel::BundleIdRole).toString().toStdString());
+        }
+        if (!chosen.empty()) deleteApps(chosen);
+    };
+    list->onDelete = deleteSelected;
+    connect(remove, &QAction::triggered, this, deleteSelected);
+    side->addWidget(list, 1);
+
+    auto* bottom = new QWidget;
+    auto* bar = new QHBoxLayout(bottom);
+    bar->setContentsMargins(12, 12, 12, 12);
+    auto* add = new QPushButton("Add Running App…");
+    gear_ = new QToolButton;
+    gear_->setIcon(symbolIcon(Symbol::gear));
+    gear_->setFixedSize(24, 24);
+    gear_->setAutoRaise(true);
+    gear_->setPopupMode(QToolButton::InstantPopup);
+    gear_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
+    auto* menu = new QMenu(gear_);
+    connect(menu->addAction("Export Settings…"), &QAction::triggered, this,
+            &SettingsView::exportRequested);
+    connect(menu->addAction("Import Settings…"), &QAction::triggered, this,
+            &SettingsView::importRequested);
+    gear_->setMenu(menu);
+    bar->addWidget(add);
+    bar->addStretch(1);
+    bar->addWidget(gear_);
+    side->addWidget(bottom);
+    split->addWidget(sidebar);
+
+    // Detail pane.
+    detail_ = new QStackedWidget;
+    globalRules_ = new GlobalRulesView(store_, std::move(screenCount));
+    detail_->addWidget(globalRules_);
+    appDetail_ = new QWidget;
+    auto* appColumn = new QVBoxLayout(appDetail_);
+    appColumn->setContentsMargins(16, 16, 16, 16);
+    appTitle_ = heading({});
+    appCaption_ = caption({});
+    appColumn->addWidget(appTitle_);
+    appColumn->addWidget(appCaption_);
+    appColumn->addStretch(1);
+    detail_->addWidget(appDetail_);
+    auto* nothing = secondary("Select an item.");
+    nothing->setAlignment(Qt::AlignCenter);
+    nothing_ = nothing;
+    detail_->addWidget(nothing_);
+    split->addWidget(detail_);
+    split->setStretchFactor(1, 1);
+    split->setSizes({230, 670});
+
+    connect(back_, &QPushButton::clicked, this, [this] { select(kGlobalSelection); });
+    connect(add, &QPushButton::clicked, this, &SettingsView::openPicker);
+    // Selection, not the current row: a list that takes the focus makes its first row
+    // current without the user choosing it.
+    connect(list->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+        QModelIndexList rows = appList_->selectionModel()->selectedRows();
+        if (rows.size() == 1) {
+            select(rows.first().data(ConfiguredAppsModel::BundleIdRole).toString().toStdString());
+        }
+    });
+    connect(appsModel_, &QAbstractItemModel::modelReset, this, &SettingsView::refresh);
+    listener_ = store_.addListener([this] { refresh(); });
+    refresh();
+}
+
+SettingsView::~SettingsView() {
+    store_.removeListener(listener_);
+}
+
+void SettingsView::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    if (!selection_) select(kGlobalSelection);
+}
+
+void SettingsView::select(std::optional<std::string> bundleID) {
+    selection_ = std::move(bundleID);
+    refresh();
+}
+
+QWidget* SettingsView::currentDetail() const {
+    return detail_->currentWidget();
+}
+
+void SettingsView::refresh() {
+    bool global = !selection_ || *selection_ == kGlobalSelection;
+    back_->setVisible(!global);
+    const auto& apps = store_.config().appConfigs;
+    auto app =
+        global ? apps.end() : std::find_if(apps.begin(), apps.end(), [&](const AppConfig& entry) {
+            return entry.bundleID == *selection_;
+        });
+    if (global) {
+        detail_->setCurrentWidget(globalRules_);
+    } else if (app != apps.end()) {
+        appTitle_->setText(QString::fromStdString(app->displayName));
+        appCaption_->setText(QString::fromStdString(app->bundleID));
+        detail_->setCurrentWidget(appDetail_);
+    } else {
+        detail_->setCurrentWidget(nothing_);
+    }
+    // The list shows the selection, or none for the global rules.
+    int row = global ? -1 : appsModel_->rowOf(*selection_);
+    auto* selection = appList_->selectionModel();
+    QSignalBlocker quiet(selection);
+    if (row < 0) {
+        selection->clear();
+    } else if (!selection->isRowSelected(row)) {
+        selection->setCurrentIndex(appsModel_->index(row), QItemSelectionModel::ClearAndSelect);
+    }
+    appList_->viewport()->update();
+
+    if (const auto& error = store_.saveError()) {
+        saveError_->setText(qt(platformTexts().saveFailed) + QString::fromStdString(*error));
+        saveError_->show();
+    } else {
+        saveError_->hide();
+    }
+}
+
+void SettingsView::deleteApps(const std::vector<std::string>& bundleIDs) {
+    store_.update([&](RootConfig& config) {
+        std::erase_if(config.appConfigs, [&](const AppConfig& app) {
+            return std::find(bundleIDs.begin(), bundleIDs.end(), app.bundleID) != bundleIDs.end();
+        });
+    });
+    select(kGlobalSelection);
+}
+
+void SettingsView::pickRunningApp(const platform::AppInfo& app) {
+    if (!app.bundleID) return;  // nothing to key its settings by
+    store_.upsertAppConfig(*app.bundleID, app.localizedName.value_or(*app.bundleID));
+    select(*app.bundleID);
+}
+
+void SettingsView::openPicker() {
+    RunningAppPicker picker(apps_, this);
+    if (picker.exec() == QDialog::Accepted && picker.picked()) pickRunningApp(*picker.picked());
+}
+
+SettingsWindowController::SettingsWindowController(ConfigStore& store, RunningApps& apps,
+                                                   QObject* parent)
+    : QObject(parent), store_(store), apps_(apps) {}
+
+SettingsWindowController::~SettingsWindowController() = default;
+
+void SettingsWindowController::show() {
+    if (!window_) {
+        window_ = std::make_unique<QWidget>();
+        window_->setWindowTitle("Calvex Settings");
+        window_->resize(900, 750);
+        window_->setMinimumSize(700, 500);
+        auto* layout = new QVBoxLayout(window_.get());
+        layout->setContentsMargins(0, 0, 0, 0);
+        view_ = new SettingsView(
+            store_, apps_, [] { return static_cast<int>(QGuiApplication::screens().size()); });
+        layout->addWidget(view_);
+        connect(view_, &SettingsView::exportRequested, this,
+                &SettingsWindowController::exportRequested);
+        connect(view_, &SettingsView::importRequested, this,
+                &SettingsWindowController::importRequested);
+        if (QScreen* screen = QGuiApplication::primaryScreen()) {
+            QRect area = screen->availableGeometry();
+            window_->move(area.center() - QPoint(450, 375));
+        }
+    }
+    window_->show();
+    window_->raise();
+    window_->activateWindow();
+}
+
+void SettingsWindowController::setChordStatus(const std::vector<platform::ChordStatus>& status) {
+    if (view_) view_->globalRules()->setChordStatus(status);
+}
+
+}  // namespace tarn::agent::ui

@@ -1,0 +1,32 @@
+// Feeds arbitrary bytes to the store document reader (the settings and window state files).
+// A document it reads must write back to a text that reads as the same store.
+#include <cstddef>
+#include <cstdint>
+#include <variant>
+
+#include "fuzz/fuzz_check.h"
+#include "support/json_text.h"
+#include "support/store.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace tarn;
+    using fuzz::check;
+
+    auto document = support::parseJson(fuzz::textOf(data, size));
+    if (!document) return 0;
+    auto store = support::decodeStore(*document);
+    if (!store) return 0;
+    for (const auto& [name, value] : store->values) {
+        // Dates are written as text and never read back as dates.
+        check(!std::holds_alternative<support::Date>(value));
+        support::storeValueText(value);
+    }
+
+    auto text =
+        support::writeJson(support::encodeStore(*store), {.pretty = true, .sortKeys = true});
+    auto again = support::parseJson(text);
+    check(again.has_value());
+    auto reread = support::decodeStore(*again);
+    check(reread && *reread == *store);
+    return 0;
+}

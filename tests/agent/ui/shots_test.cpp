@@ -1,0 +1,110 @@
+// Pictures of the settings window in its main states, saved as test artifacts (PNG) in
+// $TARN_UI_SHOTS_DIR, default ui-shots/ under the working directory, for a person to look at.
+// The checks here are only that each picture was made.
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QPushButton>
+#include <QTest>
+
+#include "agent/ui/global_rules_view.h"
+#include "agent/ui/rule_editor.h"
+#include "agent/ui/settings_window.h"
+#include "agent/ui/state_filters_editor.h"
+#include "tests/agent/ui/ui_fixture.h"
+
+using namespace tarn;
+using namespace tarn::agent;
+using namespace tarn::agent::ui;
+using testing::moveWindow;
+using testing::rule;
+using Dir = Action::MoveDirection;
+
+namespace {
+
+RootConfig demoConfig() {
+    using Target = Action::MouseTarget;
+    RootConfig config;
+    config.globalRules = {
+        rule(124, 6, moveWindow(Dir::right)),
+        rule(123, 6, moveWindow(Dir::left)),
+        rule(126, 6, moveWindow(Dir::up)),
+        rule(125, 6, moveWindow(Dir::down)),
+        rule(36, 6, moveWindow(Dir::maximize)),
+        rule(17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}},
+             false),
+        rule(46, 6,
+             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}),
+    };
+    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
+    config.globalRules[0].overrideTarn = Dir::right;
+    SavedWindowLocation location{.frame = {100, 50, 900, 700}};
+    config.appConfigs = {
+        {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
+        {.bundleID = "org.demo.editor",
+         .displayName = "Editor",
+         .savedLocations = {location, location, location}},
+        {.bundleID = "org.demo.mail", .displayName = "Mail"},
+    };
+    return config;
+}
+
+QString shotsDir() {
+    QString dir = qEnvironmentVariable("TARN_UI_SHOTS_DIR", QDir::current().filePath("ui-shots"));
+    QDir().mkpath(dir);
+    return dir;
+}
+
+void save(QWidget* window, const QString& name) {
+    QApplication::processEvents();
+    QString path = QDir(shotsDir()).filePath(name + ".png");
+    QVERIFY2(window->grab().save(path), qPrintable(path));
+    qInfo("saved %s", qPrintable(path));
+}
+
+}  // namespace
+
+class ShotsTest : public QObject {
+    Q_OBJECT
+  private slots:
+    void settingsWindow() {
+        testing::StoreFixture f;
+        testing::FakeRunningApps apps;
+        f.store.setConfig(demoConfig());
+        SettingsWindowController controller(f.store, apps);
+        controller.show();
+        controller.setChordStatus({{{125, 6}, platform::ChordGrab::takenByOther}});
+        QWidget* window = controller.window();
+        save(window, "settings-global-rules");
+
+        GlobalRulesView* rules = controller.view()->globalRules();
+        rules->selectRule(f.store.config().globalRules[5].id);
+        save(window, "settings-send-keystrokes");
+        rules->selectRule(f.store.config().globalRules[6].id);
+        save(window, "settings-move-mouse");
+        rules->selectRule(f.store.config().globalRules[2].id);
+        rules->editor()->findChild<QPushButton*>("record")->click();
+        save(window, "settings-recording");
+
+        controller.view()->select("org.demo.editor");
+        save(window, "settings-app-selected");
+        std::filesystem::create_directories(f.path());  // saving now fails
+        f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
+        f.scheduler.advance(ConfigStore::kSaveDelay);
+        controller.view()->select(kGlobalSelection);
+        save(window, "settings-save-failed");
+    }
+
+    void picker() {
+        testing::FakeRunningApps apps;
+        apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
+                     {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
+                     {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};
+        RunningAppPicker picker(apps);
+        picker.show();
+        save(&picker, "running-app-picker");
+    }
+};
+
+QTEST_MAIN(ShotsTest)
+#include "shots_test.moc"
