@@ -33,6 +33,10 @@ class HostedDesktop final : public platform::Desktop {
 
     // Forgets the current connection; the next use opens a new one.
     void drop() { current_.reset(); }
+    // A new action: an open connection forgets what it remembered for the last one.
+    void startAction() {
+        if (current_) current_->forgetRemembered();
+    }
     void quit() { sleeper_.quit(); }
 
     platform::WindowSystem& windowSystem() override { return current().windowSystem(); }

@@ -84,6 +84,7 @@ platform::KeyVerdict KeystrokeInterceptor::handleEvent(const platform::KeyDown& 
     workQueue_.async([this, match = std::move(*found), bundleID = std::move(bundleID)] {
         // A failing action costs that action only: the agent keeps its hotkeys.
         try {
+            if (actions_.beforeAction) actions_.beforeAction();
             execute(match.rule, match.override, bundleID);
         } catch (const platform::DesktopError& error) {
             log_.error(std::string("Action failed, the desktop went away: ") + error.what());

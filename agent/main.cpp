@@ -165,7 +165,12 @@ int main(int argc, char** argv) {
     HostedDesktop desktop(platform::openAgentDesktop);
     CommandContext context(std::cout, std::cerr, desktop);
     std::string keysBuffer;  // the session's: text kept from one keystroke action to the next
-    ActionHost actions{context, keysBuffer, log, &window::handleMoveApp, [&] { desktop.drop(); }};
+    ActionHost actions{context,
+                       keysBuffer,
+                       log,
+                       &window::handleMoveApp,
+                       [&] { desktop.drop(); },
+                       [&] { desktop.startAction(); }};
     ConfigStore store(loop, Logger(log, LogCategory::appDelegate));
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
     AppObserver observer(*services.apps, loop);

@@ -30,6 +30,9 @@ struct ActionHost {
     MoveAppFn moveApp;
     // Called after the desktop went away under an action, so the next one reconnects.
     std::function<void()> desktopLost{};
+    // Called before each action: the desktop outlives actions, and what it remembered for
+    // the last one (monitors, window manager, a window's decorations) may have changed.
+    std::function<void()> beforeAction{};
 };
 
 // Moving the focused window and the pointer for a matched rule. Runs on the work queue.

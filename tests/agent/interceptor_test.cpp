@@ -101,7 +101,13 @@ class InterceptorTest : public ::testing::Test {
     CommandContext context{out, err, desktop};
     std::string keysBuffer;
     int desktopsLost = 0;
-    ActionHost host{context, keysBuffer, log, &recordMove, [this] { ++desktopsLost; }};
+    int actionsStarted = 0;
+    ActionHost host{context,
+                    keysBuffer,
+                    log,
+                    &recordMove,
+                    [this] { ++desktopsLost; },
+                    [this] { ++actionsStarted; }};
     KeystrokeInterceptor interceptor{engine, observer, source, host, log};
 };
 
@@ -217,6 +223,7 @@ TEST_F(InterceptorTest, ActionsRunInPressOrderAndAFailureCostsOnlyItsOwnPress) {
     EXPECT_EQ(moveCalls[0].direction, "right");
     EXPECT_EQ(moveCalls[1].direction, "down");
     EXPECT_EQ(desktopsLost, 1);
+    EXPECT_EQ(actionsStarted, 3);  // each action starts from a fresh look at the desktop
     EXPECT_THAT(lines(LogCategory::keystrokeInterceptor),
                 ::testing::Contains("Action failed, the desktop went away: lost the connection "
                                     "to the X server on display :9"));

@@ -211,5 +211,52 @@ TEST_F(AgentOnX11, OneAgentPerSessionFollowingItsFileAndEndingOnTerm) {
     EXPECT_TRUE(logged("AppDelegate: Stopping on SIGTERM"));
 }
 
+// The frontmost application's entry decides: its saved location joins the right-hand cycle,
+// an override that disables a rule lets that chord through untouched, and "maximize" moves
+// through the up-cycle.
+TEST_F(AgentOnX11, ApplicationEntriesAndMaximizeShapeTheMoves) {
+    TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
+    const std::string maximize =
+        rule("3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B72", 125, "maximize", true);
+    const std::string editor =
+        R"({"bundleID":"Editor","displayName":"Editor","savedLocations":[{"frame":[[300,200],)"
+        R"([700,500]],"screenIndex":0,"screenSpecific":true}],"ruleOverrides":[")"
+        "3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6E"
+        R"(",{"enabled":false}]})";
+    std::filesystem::create_directories(configFile().parent_path());
+    std::filesystem::create_directories(home_.path() / "run");
+    std::ofstream(configFile()) << R"({"globalRules":[)" + kRight + "," + kUp + "," + maximize +
+                                       R"(],"appConfigs":[)" + editor + "]}";
+    agent_.emplace(wendleCommand("wendle.log"));
+    ASSERT_TRUE(eventually(
+        [&] { return logged("AppDelegate: ✅ Keystroke interceptor started successfully"); }, 10s))
+        << logText();
+
+    // Disabled for this application: the key reaches it and nothing moves.
+    auto home = outerFrame(app.window());
+    std::size_t keys = app.keys().size();
+    run({"xdotool", "key", "ctrl+alt+Up"});
+    EXPECT_TRUE(eventually([&] { return app.keys().size() > keys; }));
+    EXPECT_EQ(outerFrame(app.window()), home);
+
+    // Somewhere in the right-hand cycle of the primary screen the saved frame comes up.
+    bool reachedSaved = false;
+    for (int press = 0; press < 8 && !reachedSaved; ++press) {
+        auto before = outerFrame(app.window());
+        run({"xdotool", "key", "ctrl+alt+Right"});
+        eventually([&] { return outerFrame(app.window()) != before; });
+        auto now = outerFrame(app.window());
+        reachedSaved = now && near(*now, rect(300, 200, 700, 500));
+    }
+    EXPECT_TRUE(reachedSaved) << logText();
+    EXPECT_TRUE(logged("WindowActions: Found 1 saved location(s)")) << logText();
+
+    // Maximize is the core's up-cycle.
+    auto before = outerFrame(app.window());
+    run({"xdotool", "key", "ctrl+alt+Down"});
+    EXPECT_TRUE(eventually([&] { return outerFrame(app.window()) != before; }));
+    EXPECT_TRUE(logged("WindowActions: Calling handleMoveApp: direction=up")) << logText();
+}
+
 }  // namespace
 }  // namespace tarn::x11test
