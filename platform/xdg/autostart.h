@@ -33,8 +33,8 @@ class AutostartLoginItem final : public LoginItem {
     std::vector<std::string> command_;
 };
 
-// The entry's text: [Desktop Entry] with Type, Name, Comment, Exec (the command quoted as
-// the Desktop Entry specification says) and X-GNOME-Autostart-enabled=true.
+// The entry's text: [Desktop Entry] with Type, Name, Comment, Exec (each word quoted by the
+// rules desktop entries give Exec lines) and X-GNOME-Autostart-enabled=true.
 std::string autostartEntry(const std::vector<std::string>& command);
 
 // The agent's login item: $XDG_CONFIG_HOME/autostart/wendle.desktop (default
