@@ -5,6 +5,7 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 #include <deque>
+#include <thread>
 
 #include "agent/ui/alerts.h"
 #include "agent/ui/platform_texts.h"
@@ -225,6 +226,20 @@ class TrayTest : public QObject {
         scheduler.cancel(dropped);
         scheduler.cancel(dropped);  // twice is harmless
         QTRY_COMPARE(ran, (std::vector<int>{1, 2}));
+
+        // The desktop's threads schedule too (application events, a lost display): their
+        // tasks run on the scheduler's thread, and a cancel still catches one on its way.
+        std::thread::id ranOn;
+        Scheduler::Ticket late = 0;
+        std::thread([&] {
+            scheduler.schedule(std::chrono::milliseconds(0),
+                               [&] { ranOn = std::this_thread::get_id(); });
+            late = scheduler.schedule(std::chrono::milliseconds(0), [&] { ran.push_back(9); });
+        }).join();
+        scheduler.cancel(late);
+        QTRY_VERIFY(ranOn == std::this_thread::get_id());
+        QTest::qWait(20);
+        QCOMPARE(ran, (std::vector<int>{1, 2}));
 
         QTemporaryDir dir;
         auto path = std::filesystem::path(dir.path().toStdString()) / "wendle-config.json";
