@@ -1,10 +1,10 @@
 #pragma once
 
 #include <functional>
-#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "agent/app_delegate.h"
 #include "agent/app_observer.h"
