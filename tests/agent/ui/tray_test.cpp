@@ -335,6 +335,31 @@ class TrayTest : public QObject {
         QCOMPARE(std::count(messages.begin(), messages.end(), std::string(platformTexts().noTray)),
                  tray ? 0 : 1);
     }
+
+    // The rules table follows the key source while the window is open (another program may
+    // take a chord at any time), and stops asking once the window is closed.
+    void chordStatusFollowedWhileOpen() {
+        testing::StoreFixture store;
+        testing::FakeRunningApps apps;
+        FakeLoginItem loginItem;
+        ScriptedAlerts alerts;
+        MemoryLog log;
+        int polls = 0;
+        AgentHooks hooks;
+        hooks.chordStatus = [&] {
+            ++polls;
+            return std::vector<platform::ChordStatus>{};
+        };
+        WendleApp app(Logger(log, LogCategory::appDelegate), store.store, apps, loginItem, alerts,
+                      hooks);
+        app.openSettings();
+        QTRY_VERIFY_WITH_TIMEOUT(polls >= 2, 3000);
+        app.settings().window()->close();
+        QTest::qWait(static_cast<int>(WendleApp::kChordStatusPoll.count()) + 100);
+        int afterClose = polls;
+        QTest::qWait(static_cast<int>(WendleApp::kChordStatusPoll.count()) + 100);
+        QCOMPARE(polls, afterClose);
+    }
 };
 
 QTEST_MAIN(TrayTest)
