@@ -33,7 +33,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         log_.error("Cannot follow the frontmost application: " + error);
     }
     std::error_code ignored;
-    bool existed = std::filesystem::exists(parts_.configStore.configURL(), ignored);
+    configFileExisted_ = std::filesystem::exists(parts_.configStore.configURL(), ignored);
     parts_.configStore.loadAtLaunch();
     log_.error("Config loaded, rebuildingindex...");
     rulesChanged(parts_.configStore.config());
@@ -43,7 +43,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         rulesChanged(config);
     });
     startInterceptionIfPossible();
-    if (!existed) {
+    if (!configFileExisted_ && !parts_.asksAboutLoginItem) {
         // Whether to start at login is the settings window's question; headless, the agent
         // registers nothing on its own.
         log_.error("First run: starting at login is left off (no settings window to ask)");
@@ -61,7 +61,7 @@ void AppDelegate::startInterceptionIfPossible() {
     std::unique_ptr<platform::Desktop> desktop;
     ProbeTarget target = probeTarget(desktop);
     AccessibilityHealth health = Permissions::accessibilityHealth(target, false, permissionsLog_);
-    auto show = Permissions::logInstructions(permissionsLog_);
+    auto show = showInstructions();
     switch (health.kind) {
         case AccessibilityHealth::Kind::nonFunctional:
             log_.error("⚠️ Accessibility appears enabled but is non-functional: " +
@@ -96,6 +96,17 @@ void AppDelegate::startInterceptionIfPossible() {
     }
     interceptor_ = std::move(interceptor);
     log_.error("✅ Keystroke interceptor started successfully");
+}
+
+Permissions::ShowInstructions AppDelegate::showInstructions() {
+    if (parts_.showInstructions) return parts_.showInstructions;
+    return Permissions::logInstructions(permissionsLog_);
+}
+
+void AppDelegate::requestPermissions() {
+    std::unique_ptr<platform::Desktop> desktop;
+    Permissions::promptForAccessibilityIfNeeded(probeTarget(desktop), permissionsLog_,
+                                                showInstructions());
 }
 
 void AppDelegate::rulesChanged(const RootConfig& config) {

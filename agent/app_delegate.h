@@ -32,6 +32,11 @@ struct AgentParts {
     platform::Pid ownPid = 0;
     // The key source gave up for good (the display went away): the agent must end.
     std::function<void(const std::string& why)> onDisplayLost;
+    // How the permission instructions reach the user: an alert where there is a window to
+    // show it, the log otherwise (left empty).
+    Permissions::ShowInstructions showInstructions{};
+    // A settings window will ask on a first run whether to start at login.
+    bool asksAboutLoginItem = false;
 };
 
 // The agent's start-up and life: loads the configuration, feeds it to the rule engine and
@@ -52,6 +57,11 @@ class AppDelegate {
     void reloadConfiguration(const std::string& why);
     // Stops the key source and writes a configuration change that is still waiting.
     void prepareToQuit();
+    // The permission check, and its instructions when something is missing.
+    void requestPermissions();
+
+    // Whether the configuration file was there before the launch loaded it.
+    bool configFileExisted() const { return configFileExisted_; }
 
     KeystrokeInterceptor* interceptor() { return interceptor_.get(); }
 
@@ -59,6 +69,7 @@ class AppDelegate {
     void rulesChanged(const RootConfig& config);
     void reportChords();
     ProbeTarget probeTarget(std::unique_ptr<platform::Desktop>& holder);
+    Permissions::ShowInstructions showInstructions();
 
     AgentParts parts_;
     Logger log_;
@@ -68,6 +79,7 @@ class AppDelegate {
     ConfigWatch watch_;
     std::set<platform::Chord> refused_;
     std::optional<Scheduler::Ticket> chordReport_;
+    bool configFileExisted_ = true;
 };
 
 }  // namespace tarn::agent

@@ -1,107 +1,133 @@
 // wendle: the hotkey agent. With a desktop it lives in the system tray and edits its rules in
 // a settings window; `wendle --headless` runs the same agent without any window.
 #include <QApplication>
-#include <QGuiApplication>
+#include <QSocketNotifier>
 #include <QSystemTrayIcon>
-#include <algorithm>
-#include <cstring>
-#include <filesystem>
+#include <cstdlib>
+#include <iostream>
 
-#include "agent/config_store.h"
-#include "agent/logger.h"
-#include "agent/rule_engine.h"
+#include "agent/agent_runtime.h"
 #include "agent/ui/alerts.h"
 #include "agent/ui/qt_scheduler.h"
 #include "agent/ui/single_instance.h"
 #include "agent/ui/symbols.h"
 #include "agent/ui/wendle_app.h"
-#include "platform/desktop.h"
 
 namespace {
 
 using namespace tarn;
 using namespace tarn::agent;
 
-// The running ordinary applications, by name, read from the desktop on each refresh.
-class DesktopRunningApps final : public ui::RunningApps {
+// The settings window's running applications are the observer's.
+class ObservedApps final : public ui::RunningApps {
   public:
-    explicit DesktopRunningApps(platform::Desktop* desktop) : desktop_(desktop) {}
-    void refreshRunningApps() override {
-        apps_.clear();
-        if (!desktop_) return;
-        try {
-            for (auto& app : desktop_->windowSystem().runningApplications()) {
-                if (app.regularActivationPolicy) apps_.push_back(app);
-            }
-        } catch (const platform::DesktopError&) {
-            return;  // the desktop went away: nothing to offer
-        }
-        std::stable_sort(apps_.begin(), apps_.end(), [](const auto& a, const auto& b) {
-            return a.localizedName.value_or("") < b.localizedName.value_or("");
-        });
-    }
-    std::vector<platform::AppInfo> runningApps() const override { return apps_; }
+    explicit ObservedApps(AppObserver& observer) : observer_(observer) {}
+    void refreshRunningApps() override { observer_.refreshRunningApps(); }
+    std::vector<platform::AppInfo> runningApps() const override { return observer_.runningApps(); }
 
   private:
-    platform::Desktop* desktop_;
-    std::vector<platform::AppInfo> apps_;
+    AppObserver& observer_;
 };
 
-// Until the desktop's own login item is wired in: never registered, and says so.
-class NoLoginItem final : public platform::LoginItem {
-  public:
-    platform::LoginItemStatus status() override { return platform::LoginItemStatus::notRegistered; }
-    bool registerItem(std::string& error) override {
-        error = "starting at login is not available in this build";
-        return false;
+// Qt ends the process itself, with exit(1), when its connection to the X server breaks, and
+// it may notice before the key source does. The agent still logs why and saves a pending
+// change on the way out.
+AgentRuntime* runningAgent = nullptr;
+
+extern "C" void onExitWhileRunning() {
+    if (!runningAgent) return;
+    AgentRuntime* agent = std::exchange(runningAgent, nullptr);
+    agent->appLog().error("The X server went away (the desktop's connection broke); Wendle stops");
+    agent->delegate().prepareToQuit();
+    agent->finish();
+}
+
+// Qt gives up with an abort when it finds no display; the agent says so first.
+bool hasDisplay() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+        const char* value = std::getenv(name);
+        if (value && *value) return true;
     }
-    bool unregisterItem(std::string& error) override { return registerItem(error); }
-};
+    return false;
+}
+
+int runWithWindows(int argc, char** argv, InstanceLock lock) {
+    QApplication app(argc, argv);
+    app.setApplicationName("Wendle");
+    // Closing the settings window leaves the agent in the tray.
+    app.setQuitOnLastWindowClosed(false);
+    app.setWindowIcon(ui::trayIcon());
+
+    ui::SingleInstance instance(ui::SingleInstance::defaultSocketPath());
+    if (lock.result == InstanceLock::Result::heldByAnother) {
+        // The running agent shows its settings window, when it has one.
+        instance.handOver();
+        return reportLockNotAcquired(lock);
+    }
+
+    ui::MessageBoxPresenter alerts;
+    ui::QtScheduler scheduler;
+    std::string error;
+    auto runtime =
+        AgentRuntime::open({.mainLoop = scheduler,
+                            .endLoop = [](int status) { QCoreApplication::exit(status); },
+                            .showInstructions =
+                                [&alerts](const std::string& title, const std::string& text) {
+                                    alerts.present({.style = ui::Alert::Style::informational,
+                                                    .message = QString::fromStdString(title),
+                                                    .informative = QString::fromStdString(text),
+                                                    .buttons = {"OK"},
+                                                    .link = {}});
+                                },
+                            .asksAboutLoginItem = true},
+                           error);
+    if (!runtime) {
+        std::cerr << "wendle: " << error << '\n';
+        return 1;
+    }
+    QSocketNotifier signalNotifier(runtime->signalFd(), QSocketNotifier::Read);
+    QObject::connect(&signalNotifier, &QSocketNotifier::activated,
+                     [&runtime] { runtime->readSignals(); });
+
+    ObservedApps apps(runtime->observer());
+    AppDelegate& delegate = runtime->delegate();
+    ui::WendleApp wendle(
+        runtime->appLog(), runtime->store(), apps, runtime->loginItem(), alerts,
+        {.interceptorRunning = [&delegate] { return delegate.interceptor() != nullptr; },
+         .startInterceptionIfPossible = [&delegate] { delegate.startInterceptionIfPossible(); },
+         .requestPermissions = [&delegate] { delegate.requestPermissions(); },
+         .quit = [&runtime] { runtime->quit(0); },
+         .chordStatus = [&runtime] { return runtime->keys().chordStatus(); }});
+    if (instance.listen()) {
+        QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
+                         &ui::WendleApp::openSettings);
+    }
+
+    runningAgent = runtime.get();
+    std::atexit(onExitWhileRunning);
+    runtime->launch();
+    wendle.launch(delegate.configFileExisted(), QSystemTrayIcon::isSystemTrayAvailable());
+    int status = app.exec();
+    runningAgent = nullptr;
+    runtime->finish();
+    return status;
+}
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    bool headless = std::any_of(
-        argv + 1, argv + argc, [](const char* arg) { return std::strcmp(arg, "--headless") == 0; });
-    std::unique_ptr<QCoreApplication> app;
-    if (headless) {
-        app = std::make_unique<QCoreApplication>(argc, argv);
-    } else {
-        auto gui = std::make_unique<QApplication>(argc, argv);
-        // Closing the settings window leaves the agent in the tray.
-        gui->setQuitOnLastWindowClosed(false);
-        gui->setWindowIcon(ui::trayIcon());
-        app = std::move(gui);
+    CommandLine line = parseCommandLine(argc, argv, true);
+    if (line.exitStatus) return *line.exitStatus;
+    InstanceLock lock = lockInstance();
+    if (lock.result == InstanceLock::Result::failed) return reportLockNotAcquired(lock);
+    if (line.headless) {
+        if (lock.result != InstanceLock::Result::acquired) return reportLockNotAcquired(lock);
+        return runHeadless();
     }
-    app->setApplicationName("Wendle");
-
-    ui::SingleInstance instance(ui::SingleInstance::defaultSocketPath());
-    if (instance.claim() == ui::SingleInstance::Role::another) return 0;
-
-    SystemLog log;
-    Logger appLog(log, LogCategory::appDelegate);
-    appLog.error("Wendle starting...");
-    ui::QtScheduler scheduler;
-    ConfigStore store(scheduler, appLog);
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-
-    std::error_code error;
-    bool configFileExisted = std::filesystem::exists(store.configURL(), error) || error;
-    store.loadAtLaunch();
-    appLog.error("Config loaded, rebuildingindex...");
-    engine.rebuildIndex(store.config());
-    store.setOnConfigChanged([&engine](const RootConfig& config) { engine.rebuildIndex(config); });
-    if (headless) return app->exec();
-
-    auto desktop = platform::openDesktop();
-    if (!desktop.desktop) appLog.error(desktop.error);
-    DesktopRunningApps apps(desktop.desktop.get());
-    NoLoginItem loginItem;
-    ui::MessageBoxPresenter alerts;
-    ui::WendleApp wendle(appLog, store, apps, loginItem, alerts,
-                         {.quit = [] { QCoreApplication::quit(); }});
-    QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
-                     &ui::WendleApp::openSettings);
-    wendle.launch(configFileExisted, QSystemTrayIcon::isSystemTrayAvailable());
-    return app->exec();
+    if (!hasDisplay()) {
+        std::cerr << "wendle: no desktop to show the tray icon on (DISPLAY is not set); "
+                     "wendle --headless runs without one\n";
+        return 1;
+    }
+    return runWithWindows(argc, argv, std::move(lock));
 }

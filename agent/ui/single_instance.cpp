@@ -27,22 +27,22 @@ QString SingleInstance::defaultSocketPath() {
     return QStringLiteral("%1/wendle-%2-%3.socket").arg(dir).arg(getuid()).arg(display);
 }
 
-SingleInstance::Role SingleInstance::claim() {
-    {
-        QLocalSocket running;
-        running.connectToServer(path_);
-        if (running.waitForConnected(kWaitMs)) {
-            running.write(kShowSettings);
-            running.waitForBytesWritten(kWaitMs);
-            running.disconnectFromServer();
-            return Role::another;
-        }
-    }
-    // Nobody answers: a socket file left by an agent that ended is in the way.
+bool SingleInstance::handOver() {
+    QLocalSocket running;
+    running.connectToServer(path_);
+    if (!running.waitForConnected(kWaitMs)) return false;
+    running.write(kShowSettings);
+    running.waitForBytesWritten(kWaitMs);
+    running.disconnectFromServer();
+    return true;
+}
+
+bool SingleInstance::listen() {
+    // The instance lock is ours: a socket file still there was left by an agent that ended.
     QLocalServer::removeServer(path_);
     server_ = new QLocalServer(this);
     server_->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!server_->listen(path_)) return Role::unavailable;
+    if (!server_->listen(path_)) return false;
     connect(server_, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* client = server_->nextPendingConnection()) {
             connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);
@@ -51,7 +51,7 @@ SingleInstance::Role SingleInstance::claim() {
             });
         }
     });
-    return Role::first;
+    return true;
 }
 
 }  // namespace tarn::agent::ui

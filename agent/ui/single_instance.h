@@ -7,19 +7,21 @@ class QLocalServer;
 
 namespace tarn::agent::ui {
 
-// One agent per desktop session. The first to start listens on a local socket; a later one
-// finds it there, asks it to show its settings window and leaves.
+// One agent per desktop session (the instance lock decides which): the running agent
+// listens on a local socket; a later launch finds it there, asks it to show its settings
+// window and leaves.
 class SingleInstance final : public QObject {
     Q_OBJECT
   public:
-    enum class Role { first, another, unavailable };
-
     explicit SingleInstance(QString socketPath, QObject* parent = nullptr);
     ~SingleInstance() override;
 
-    // Becomes the session's agent, or (Role::another) has told the running one to show its
-    // settings. `unavailable` when no socket could be made: the agent then runs alone.
-    Role claim();
+    // Asks the agent listening on the socket to show its settings; false when none answers
+    // (the running agent is headless).
+    bool handOver();
+    // Listens for later launches; false when no socket could be made (nothing is shown to
+    // them then).
+    bool listen();
 
     // The socket for this user and display, in the runtime directory.
     static QString defaultSocketPath();

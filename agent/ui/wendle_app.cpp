@@ -34,7 +34,9 @@ void WendleApp::launch(bool configFileExisted, bool trayAvailable) {
         statusBar_->show();
     } else {
         log_.error(std::string(platformTexts().noTray));
-        openSettings();
+        // The launch has just tried the interception (and shown why it failed): the window
+        // opens without a second try.
+        showSettings();
     }
     if (!configFileExisted) promptForLoginItemOnFirstRun();
 }
@@ -44,6 +46,10 @@ void WendleApp::openSettings() {
         log_.error("Interceptor not running, retrying startup...");
         hooks_.startInterceptionIfPossible();
     }
+    showSettings();
+}
+
+void WendleApp::showSettings() {
     settings_->show();
     pollChordStatus();
     chordPoll_->start();

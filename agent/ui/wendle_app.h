@@ -55,6 +55,7 @@ class WendleApp final : public QObject {
     StatusBarController& statusBar() const { return *statusBar_; }
 
   private:
+    void showSettings();
     void promptForLoginItemOnFirstRun();
     void pollChordStatus();
 

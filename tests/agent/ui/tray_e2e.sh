@@ -1,7 +1,7 @@
 #!/bin/sh
-# wendle on a private X desktop with a tray (trayer as the XEmbed host): the icon docks, a
-# click opens the menu, its first item "Settings…" shows the settings window, and a second
-# launch leaves the first one running and exits. Screenshots of each step are kept in
+# wendle on a private X desktop with a tray (trayer as the XEmbed host): the icon docks, its
+# chord works, a click opens the menu, its first item "Settings…" shows the settings window,
+# a second launch leaves the first one running and exits, and SIGTERM ends it with status 0. Screenshots of each step are kept in
 # $TARN_TEST_ARTIFACTS (default: tray-e2e/ in the working directory).
 #
 # usage: tests/x11/with-x11.sh tray_e2e.sh path/to/wendle
@@ -41,8 +41,13 @@ XDG_RUNTIME_DIR=$work/runtime
 export XDG_CONFIG_HOME XDG_RUNTIME_DIR
 mkdir -p "$XDG_CONFIG_HOME/Tarn" "$XDG_RUNTIME_DIR"
 chmod 700 "$XDG_RUNTIME_DIR"
-# A configuration is there: no first-run question covers the screen.
-echo '{"globalRules":[],"appConfigs":[]}' >"$XDG_CONFIG_HOME/Tarn/wendle-config.json"
+# A configuration is there: no first-run question covers the screen. Its one rule, ⌃⌥M,
+# sends the pointer to the centre of the second monitor.
+cat >"$XDG_CONFIG_HOME/Tarn/wendle-config.json" <<'EOF'
+{"globalRules":[{"id":"5E6F7A8B-9C0D-4E1F-8A3B-4C5D6E7F8A9B","chord":{"keyCode":46,"modifiers":6},
+"action":{"moveMouse":{"target":{"screen":{"index":1}},"position":"Center"}},"swallow":true}],
+"appConfigs":[]}
+EOF
 
 trayer --edge top --align right --monitor primary --widthtype pixel --width 96 --height 32 \
     --SetDockType true >"$work/trayer.log" 2>&1 &
@@ -50,8 +55,9 @@ pids="$pids $!"
 wait_until 'xdotool search --onlyvisible --class trayer >/dev/null 2>&1' || fail "trayer did not start"
 tray=$(xdotool search --onlyvisible --class trayer | tail -n1)
 
-"$wendle" >"$work/wendle.log" 2>&1 &
-pids="$pids $!"
+WENDLE_LOG_STDERR=1 "$wendle" >"$work/wendle.log" 2>&1 &
+agent=$!
+pids="$pids $agent"
 # Docked: a window of wendle's inside the tray's rectangle.
 eval "$(xdotool getwindowgeometry --shell "$tray")"
 tx=$X ty=$Y tw=$WIDTH th=$HEIGHT
@@ -68,6 +74,14 @@ docked() {
 wait_until docked || fail "the icon did not dock in the tray"
 shot 1-docked
 echo "icon docked at $icon_x,$icon_y"
+
+# The tray program is the agent itself: its chords are bound.
+wait_until "grep -q 'Keystroke interceptor started successfully' '$work/wendle.log'" \
+    || fail "the interceptor did not start"
+xdotool key ctrl+alt+m
+wait_until '[ "$(xdotool getmouselocation | cut -d" " -f1-2)" = "x:2880 y:540" ]' \
+    || fail "⌃⌥M did not move the pointer: $(xdotool getmouselocation)"
+echo "chord ran"
 
 xdotool mousemove "$icon_x" "$icon_y" click 1
 menu_open() { [ "$(xdotool search --onlyvisible --class wendle 2>/dev/null | wc -l)" -ge 2 ]; }
@@ -94,4 +108,9 @@ timeout 10 "$wendle" >"$work/second.log" 2>&1 || fail "second launch failed: $(c
 wait_until "xdotool search --onlyvisible --name 'Calvex Settings' >/dev/null 2>&1" \
     || fail "a second launch did not show the running agent's settings"
 [ "$(xdotool search --name 'Calvex Settings' | wc -l)" -eq 1 ] || fail "more than one settings window"
+
+kill -TERM "$agent"
+wait "$agent"
+status=$?
+[ "$status" -eq 0 ] || fail "SIGTERM ended wendle with status $status"
 echo "PASS"

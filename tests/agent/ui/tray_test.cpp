@@ -5,6 +5,7 @@
 #include <QSystemTrayIcon>
 #include <QTest>
 #include <deque>
+#include <thread>
 
 #include "agent/ui/alerts.h"
 #include "agent/ui/platform_texts.h"
@@ -226,6 +227,20 @@ class TrayTest : public QObject {
         scheduler.cancel(dropped);  // twice is harmless
         QTRY_COMPARE(ran, (std::vector<int>{1, 2}));
 
+        // The desktop's threads schedule too (application events, a lost display): their
+        // tasks run on the scheduler's thread, and a cancel still catches one on its way.
+        std::thread::id ranOn;
+        Scheduler::Ticket late = 0;
+        std::thread([&] {
+            scheduler.schedule(std::chrono::milliseconds(0),
+                               [&] { ranOn = std::this_thread::get_id(); });
+            late = scheduler.schedule(std::chrono::milliseconds(0), [&] { ran.push_back(9); });
+        }).join();
+        scheduler.cancel(late);
+        QTRY_VERIFY(ranOn == std::this_thread::get_id());
+        QTest::qWait(20);
+        QCOMPARE(ran, (std::vector<int>{1, 2}));
+
         QTemporaryDir dir;
         auto path = std::filesystem::path(dir.path().toStdString()) / "wendle-config.json";
         DiscardLog log;
@@ -283,14 +298,15 @@ class TrayTest : public QObject {
                  registered ? 1 : 0);
     }
 
-    // Settings retries the interception when it is off; no tray opens the window at launch.
+    // Settings retries the interception when it is off; no tray opens the window at launch,
+    // without a second try right after the launch's own.
     void openSettings_data() {
         QTest::addColumn<bool>("running");
         QTest::addColumn<bool>("tray");
         QTest::addColumn<int>("retries");
         QTest::newRow("running") << true << true << 0;
         QTest::newRow("not running") << false << true << 1;
-        QTest::newRow("no tray") << true << false << 0;
+        QTest::newRow("no tray, not running: no second try") << false << false << 0;
     }
     void openSettings() {
         QFETCH(bool, running);
@@ -318,6 +334,31 @@ class TrayTest : public QObject {
                  retries);
         QCOMPARE(std::count(messages.begin(), messages.end(), std::string(platformTexts().noTray)),
                  tray ? 0 : 1);
+    }
+
+    // The rules table follows the key source while the window is open (another program may
+    // take a chord at any time), and stops asking once the window is closed.
+    void chordStatusFollowedWhileOpen() {
+        testing::StoreFixture store;
+        testing::FakeRunningApps apps;
+        FakeLoginItem loginItem;
+        ScriptedAlerts alerts;
+        MemoryLog log;
+        int polls = 0;
+        AgentHooks hooks;
+        hooks.chordStatus = [&] {
+            ++polls;
+            return std::vector<platform::ChordStatus>{};
+        };
+        WendleApp app(Logger(log, LogCategory::appDelegate), store.store, apps, loginItem, alerts,
+                      hooks);
+        app.openSettings();
+        QTRY_VERIFY_WITH_TIMEOUT(polls >= 2, 3000);
+        app.settings().window()->close();
+        QTest::qWait(static_cast<int>(WendleApp::kChordStatusPoll.count()) + 100);
+        int afterClose = polls;
+        QTest::qWait(static_cast<int>(WendleApp::kChordStatusPoll.count()) + 100);
+        QCOMPARE(polls, afterClose);
     }
 };
 

@@ -1,0 +1,128 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "agent/app_delegate.h"
+#include "agent/app_observer.h"
+#include "agent/config_store.h"
+#include "agent/hosted_desktop.h"
+#include "agent/logger.h"
+#include "agent/permissions.h"
+#include "agent/rule_engine.h"
+#include "agent/scheduler.h"
+#include "agent/window_actions.h"
+#include "core/context.h"
+#include "platform/agent_services.h"
+
+namespace tarn::agent {
+
+// A file descriptor closed with its owner.
+class Fd {
+  public:
+    explicit Fd(int fd = -1) : fd_(fd) {}
+    ~Fd();
+    Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Fd& operator=(Fd&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    Fd(const Fd&) = delete;
+    Fd& operator=(const Fd&) = delete;
+    int get() const { return fd_; }
+
+  private:
+    int fd_;
+};
+
+// What the command line asks of wendle.
+struct CommandLine {
+    bool headless = false;
+    // Set when the program ends at once: --help, --version, or a bad option.
+    std::optional<int> exitStatus;
+};
+// `withWindows`: this build has the tray and settings window (--headless is then a choice).
+CommandLine parseCommandLine(int argc, char** argv, bool withWindows);
+
+// One agent per user session: a lock held on a file in the runtime directory for the
+// agent's life (the kernel lets it go however the process ends).
+struct InstanceLock {
+    enum class Result { acquired, heldByAnother, failed };
+    Result result = Result::failed;
+    Fd fd;
+    std::string error;
+};
+InstanceLock lockInstance();
+// Says why the agent does not start beside the one that holds the lock (or why the lock
+// could not be taken) and gives the exit status: 0 and 1.
+int reportLockNotAcquired(const InstanceLock& lock);
+
+// How the program's event loop serves the runtime.
+struct RuntimeHost {
+    Scheduler& mainLoop;
+    // Makes the event loop return `status` (the runtime has already stopped the agent).
+    std::function<void(int status)> endLoop;
+    // Where the permission instructions go; empty: the log.
+    Permissions::ShowInstructions showInstructions;
+    bool asksAboutLoginItem = false;
+};
+
+// Everything the agent is made of, created in the order it needs, whatever event loop runs
+// it: the desktop's services, the log, the desktop the actions use, the store, the rule
+// engine, the observer and the delegate; and the signals SIGTERM, SIGINT (stop after
+// saving a pending change) and SIGHUP (reload), which arrive through a pipe the event loop
+// watches. Main thread only.
+class AgentRuntime {
+  public:
+    // Null, with the reason, when the desktop offers no key source or application events.
+    static std::unique_ptr<AgentRuntime> open(RuntimeHost host, std::string& error);
+    ~AgentRuntime();
+    AgentRuntime(const AgentRuntime&) = delete;
+    AgentRuntime& operator=(const AgentRuntime&) = delete;
+
+    // The event loop calls readSignals() whenever this can be read.
+    int signalFd() const { return signalRead_.get(); }
+    void readSignals();
+
+    void launch() { delegate_->applicationDidFinishLaunching(); }
+    // Stops the agent (a pending change is saved) and ends the event loop with `status`.
+    void quit(int status);
+    // After the event loop returned: pauses of a running keystroke sequence end, what is
+    // queued is dropped, the log is written out.
+    void finish();
+
+    AppDelegate& delegate() { return *delegate_; }
+    AppObserver& observer() { return observer_; }
+    ConfigStore& store() { return store_; }
+    platform::KeySource& keys() { return *services_.keys; }
+    platform::LoginItem& loginItem() { return *services_.loginItem; }
+    Logger appLog() const { return appLog_; }
+
+  private:
+    AgentRuntime(RuntimeHost host, platform::AgentServices services, Fd signalRead, Fd signalWrite);
+
+    RuntimeHost host_;
+    platform::AgentServices services_;
+    Fd signalRead_;
+    Fd signalWrite_;
+    SystemLog log_;
+    Logger appLog_;
+    HostedDesktop desktop_;
+    CommandContext context_;
+    std::string keysBuffer_;  // the session's: text kept from one keystroke action to the next
+    ActionHost actions_;
+    ConfigStore store_;
+    RuleEngine engine_;
+    AppObserver observer_;
+    std::optional<AppDelegate> delegate_;
+    bool finished_ = false;
+};
+
+// The agent without windows: the runtime on a poll() loop until a signal or a lost display
+// ends it. Returns the exit status.
+int runHeadless();
+
+}  // namespace tarn::agent
