@@ -15,6 +15,7 @@
 #include "agent/ui/single_instance.h"
 #include "agent/ui/symbols.h"
 #include "agent/ui/wendle_app.h"
+#include "agent/ui/window_access.h"
 #include "platform/desktop.h"
 
 namespace {
@@ -98,8 +99,9 @@ int main(int argc, char** argv) {
     DesktopRunningApps apps(desktop.desktop.get());
     NoLoginItem loginItem;
     ui::MessageBoxPresenter alerts;
+    ui::DesktopWindowAccess windows(desktop.desktop.get());
     ui::WendleApp wendle(appLog, store, apps, loginItem, alerts,
-                         {.quit = [] { QCoreApplication::quit(); }});
+                         {.quit = [] { QCoreApplication::quit(); }, .windows = &windows});
     QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
                      &ui::WendleApp::openSettings);
     wendle.launch(configFileExisted, QSystemTrayIcon::isSystemTrayAvailable());

@@ -91,9 +91,9 @@ QPixmap draw(Symbol symbol, int size) {
                                       QPointF(s * 0.62, s * 0.82)}));
             break;
         case Symbol::gearBadgeCheckmark:
-            drawGear(p, QPointF(s * 0.42, s * 0.42), s * 0.4, ink);
+            drawGear(p, QPointF(s * 0.42, s * 0.42), s * 0.4, accent);
             p.setPen(Qt::NoPen);
-            p.setBrush(QColor(0x34, 0xc7, 0x59));
+            p.setBrush(accent.darker(130));
             p.drawEllipse(QRectF(s * 0.52, s * 0.52, s * 0.46, s * 0.46));
             p.setPen(QPen(Qt::white, s / 14.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             p.drawPolyline(QPolygonF({QPointF(s * 0.63, s * 0.76), QPointF(s * 0.72, s * 0.85),

@@ -100,7 +100,8 @@ class ShotsTest : public QObject {
         apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
                      {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
                      {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        RunningAppPicker picker(apps);
+        testing::NoIcons icons;
+        RunningAppPicker picker(apps, icons);
         picker.show();
         save(&picker, "running-app-picker");
     }

@@ -1,0 +1,52 @@
+#include "agent/ui/settings_services.h"
+
+#include <QFileDialog>
+
+#include "agent/ui/alerts.h"
+#include "agent/ui/window_access.h"
+
+namespace tarn::agent::ui {
+namespace {
+
+class QtFileDialogs final : public FileDialogs {
+  public:
+    std::optional<QString> saveFile(QWidget* parent, const QString& defaultName) override {
+        QString path =
+            QFileDialog::getSaveFileName(parent, "Export Settings", defaultName, "JSON (*.json)");
+        if (path.isEmpty()) return std::nullopt;
+        return path;
+    }
+    std::optional<QString> openFile(QWidget* parent) override {
+        QString path = QFileDialog::getOpenFileName(parent, "Import Settings", {}, "JSON (*.json)");
+        if (path.isEmpty()) return std::nullopt;
+        return path;
+    }
+};
+
+// The icon theme's icon under the bundle identifier or the lower-case form X11 window
+// classes usually take.
+class ThemeAppIcons final : public AppIcons {
+  public:
+    QIcon icon(const std::string& bundleID) override {
+        QString id = QString::fromStdString(bundleID);
+        for (const QString& name : {id, id.toLower()}) {
+            if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
+        }
+        return {};
+    }
+};
+
+}  // namespace
+
+SettingsServices SettingsServices::resolved() const {
+    static DesktopWindowAccess noWindows(nullptr);
+    static MessageBoxPresenter messageBoxes;
+    static QtFileDialogs fileDialogs;
+    static ThemeAppIcons themeIcons;
+    return {.windows = windows ? windows : &noWindows,
+            .alerts = alerts ? alerts : &messageBoxes,
+            .files = files ? files : &fileDialogs,
+            .icons = icons ? icons : &themeIcons};
+}
+
+}  // namespace tarn::agent::ui
