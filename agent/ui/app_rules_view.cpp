@@ -53,7 +53,7 @@ AppRuleOverridePanel::AppRuleOverridePanel(ConfigStore& store, std::string bundl
     auto* column = new QVBoxLayout(content);
     column->setContentsMargins(16, 16, 16, 16);
     column->setSpacing(12);
-    column->setAlignment(Qt::AlignTop | Qt::AlignLeft);
+    column->setAlignment(Qt::AlignTop);
 
     title_ = headline({});
     column->addWidget(title_);
@@ -214,20 +214,24 @@ AppRulesView::AppRulesView(ConfigStore& store, std::string bundleID, WindowAcces
     columns->setSectionResizeMode(AppRulesModel::custom, QHeaderView::Fixed);
     table_->setColumnWidth(AppRulesModel::enabled, 60);
     table_->setColumnWidth(AppRulesModel::custom, 60);
-    table_->setMinimumHeight(130);
+    // Long rule lists scroll inside the table, so the saved locations under it stay in view.
+    table_->setMinimumHeight(110);
+    table_->setMaximumHeight(160);
     sectionColumn->addWidget(table_, 1);
     locations_ = new SavedLocationEditor(store_, bundleID_, windows, alerts);
     sectionColumn->addWidget(locations_);
+    // The section keeps the height it needs (its table scrolls a long rule list); the override
+    // panel takes the rest and scrolls.
     auto* sectionScroll = scrolling(section);
-    sectionScroll->setMinimumHeight(280);
-    column->addWidget(sectionScroll, 3);
+    sectionScroll->setFixedHeight(section->sizeHint().height());
+    column->addWidget(sectionScroll);
     column->addWidget(divider());
 
     detail_ = new QStackedWidget;
     auto* none = secondary("Select a rule to customize for this app.");
     none->setAlignment(Qt::AlignCenter);
     detail_->addWidget(none);
-    column->addWidget(detail_, 2);
+    column->addWidget(detail_, 1);
 
     connect(remove, &QPushButton::clicked, this, [this] {
         // At once, without asking; the sidebar then has nothing to show for it.
