@@ -119,7 +119,12 @@ QPixmap draw(Symbol symbol, int size) {
 
 QIcon drawnSymbolIcon(Symbol symbol) {
     QIcon icon;
-    for (int size : {16, 24, 32, 48}) icon.addPixmap(draw(symbol, size));
+    for (int size : {16, 24, 32, 48}) {
+        QPixmap pixmap = draw(symbol, size);
+        icon.addPixmap(pixmap);
+        // Unchanged on a selected row: the style's tint would wash the accent colour out.
+        icon.addPixmap(pixmap, QIcon::Selected);
+    }
     return icon;
 }
 
