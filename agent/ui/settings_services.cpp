@@ -23,30 +23,16 @@ class QtFileDialogs final : public FileDialogs {
     }
 };
 
-// The icon theme's icon under the bundle identifier or the lower-case form X11 window
-// classes usually take.
-class ThemeAppIcons final : public AppIcons {
-  public:
-    QIcon icon(const std::string& bundleID) override {
-        QString id = QString::fromStdString(bundleID);
-        for (const QString& name : {id, id.toLower()}) {
-            if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
-        }
-        return {};
-    }
-};
-
 }  // namespace
 
 SettingsServices SettingsServices::resolved() const {
     static DesktopWindowAccess noWindows(nullptr);
     static MessageBoxPresenter messageBoxes;
     static QtFileDialogs fileDialogs;
-    static ThemeAppIcons themeIcons;
     return {.windows = windows ? windows : &noWindows,
             .alerts = alerts ? alerts : &messageBoxes,
             .files = files ? files : &fileDialogs,
-            .icons = icons ? icons : &themeIcons};
+            .icons = icons};
 }
 
 }  // namespace tarn::agent::ui

@@ -25,17 +25,20 @@ class AppIcons {
   public:
     virtual ~AppIcons() = default;
     virtual QIcon icon(const std::string& bundleID) = 0;
+    // Looks again next time (the set of running applications may have changed).
+    virtual void refresh() {}
 };
 
 // What the settings window reaches outside itself for. Anything left null takes the real
-// one (message boxes, file dialogs) or none (no windows to record, icons from the theme only).
+// one (message boxes, file dialogs, the desktop's icons) or none (no windows to record).
 struct SettingsServices {
     WindowAccess* windows = nullptr;
     AlertPresenter* alerts = nullptr;
     FileDialogs* files = nullptr;
     AppIcons* icons = nullptr;
 
-    // The same with every null replaced by its default.
+    // The same with every null but `icons` replaced by its default (the icons depend on the
+    // windows, so their owner makes them).
     SettingsServices resolved() const;
 };
 

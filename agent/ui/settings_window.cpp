@@ -21,6 +21,7 @@
 
 #include "agent/settings_transfer.h"
 #include "agent/ui/alerts.h"
+#include "agent/ui/app_icons.h"
 #include "agent/ui/app_rules_view.h"
 #include "agent/ui/apps_model.h"
 #include "agent/ui/global_rules_view.h"
@@ -145,6 +146,11 @@ RunningAppPicker::RunningAppPicker(RunningApps& apps, AppIcons& icons, QWidget* 
 SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<int()> screenCount,
                            SettingsServices services, QWidget* parent)
     : QWidget(parent), store_(store), apps_(apps), services_(services.resolved()) {
+    if (!services_.icons) {
+        ownIcons_ = std::make_unique<DesktopAppIcons>(*services_.windows,
+                                                      platform::xdg::Locations::fromEnvironment());
+        services_.icons = ownIcons_.get();
+    }
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     outer->setSpacing(0);
@@ -373,6 +379,7 @@ void SettingsView::importSettings(const QString& path) {
 }
 
 void SettingsView::openPicker() {
+    services_.icons->refresh();
     RunningAppPicker picker(apps_, *services_.icons, this);
     if (picker.exec() == QDialog::Accepted && picker.picked()) pickRunningApp(*picker.picked());
 }

@@ -81,6 +81,7 @@ class SettingsView final : public QWidget {
     ConfigStore::ListenerId listener_;
     RunningApps& apps_;
     SettingsServices services_;
+    std::unique_ptr<AppIcons> ownIcons_;  // when none were handed in
     std::optional<std::string> selection_;
     ConfiguredAppsModel* appsModel_ = nullptr;
     QListView* appList_ = nullptr;

@@ -60,4 +60,11 @@ std::vector<platform::Rect> DesktopWindowAccess::screens() {
     });
 }
 
+std::optional<platform::IconImage> DesktopWindowAccess::windowIcon(platform::WindowId window,
+                                                                   int size) {
+    return orNothing<std::optional<platform::IconImage>>(desktop_, [&](platform::Desktop& desktop) {
+        return desktop.windowSystem().windowIcon(window, size);
+    });
+}
+
 }  // namespace tarn::agent::ui

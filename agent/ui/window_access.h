@@ -26,6 +26,11 @@ class WindowAccess {
     virtual std::optional<platform::Size> size(platform::WindowId window) = 0;
     // The displays' bounds, the primary first.
     virtual std::vector<platform::Rect> screens() = 0;
+    // The icon a window publishes of itself, nearest to `size` pixels square.
+    virtual std::optional<platform::IconImage> windowIcon(platform::WindowId /*window*/,
+                                                          int /*size*/) {
+        return std::nullopt;
+    }
 };
 
 // The desktop's window system and displays. Without a desktop, or once it has gone away,
@@ -38,6 +43,7 @@ class DesktopWindowAccess final : public WindowAccess {
     std::optional<platform::Point> position(platform::WindowId window) override;
     std::optional<platform::Size> size(platform::WindowId window) override;
     std::vector<platform::Rect> screens() override;
+    std::optional<platform::IconImage> windowIcon(platform::WindowId window, int size) override;
 
   private:
     platform::Desktop* desktop_;

@@ -2,10 +2,12 @@
 // export and import of the whole configuration, on the offscreen platform with fake windows,
 // alerts and file dialogs.
 #include <QAbstractItemModelTester>
+#include <QImage>
 #include <QTableView>
 #include <QTest>
 
 #include "agent/settings_transfer.h"
+#include "agent/ui/app_icons.h"
 #include "agent/ui/app_rules_model.h"
 #include "agent/ui/app_rules_view.h"
 #include "agent/ui/saved_locations_editor.h"
@@ -406,6 +408,61 @@ class AppRulesTest : public QObject {
         testing::StoreFixture importer;
         QVERIFY(!importSettings(importer.store, saver.path()).error);
         QCOMPARE(importer.store.config(), original);
+    }
+
+    // Where an application's icon comes from: its desktop entry, else its window, else none.
+    // Colours tell the sources apart.
+    void appIcons_data() {
+        QTest::addColumn<QStringList>("entries");  // "file name|StartupWMClass|icon colour"
+        QTest::addColumn<bool>("windowIcon");      // its window publishes a blue one
+        QTest::addColumn<QString>("colour");       // of the icon found; empty: none
+        QTest::newRow("entry by StartupWMClass")
+            << QStringList{"ed.desktop|Editor|#ff0000"} << true << "#ff0000";
+        QTest::newRow("entry by file name, any case")
+            << QStringList{"editor.desktop||#00ff00"} << true << "#00ff00";
+        QTest::newRow("StartupWMClass before a file name")
+            << QStringList{"editor.desktop||#00ff00", "zz.desktop|editor|#ff0000"} << false
+            << "#ff0000";
+        QTest::newRow("another application's entry only")
+            << QStringList{"mail.desktop|Mail|#00ff00"} << true << "#0000ff";
+        QTest::newRow("entry's icon missing")
+            << QStringList{"editor.desktop||"} << true << "#0000ff";
+        QTest::newRow("nothing") << QStringList{} << false << "";
+    }
+    void appIcons() {
+        QFETCH(QStringList, entries);
+        QFETCH(bool, windowIcon);
+        QFETCH(QString, colour);
+        QTemporaryDir dir;
+        std::filesystem::path data = dir.path().toStdString();
+        std::filesystem::create_directories(data / "applications");
+        for (const QString& entry : entries) {
+            QStringList parts = entry.split('|');
+            QString text = "[Desktop Entry]\nType=Application\nName=X\n";
+            if (!parts[1].isEmpty()) text += "StartupWMClass=" + parts[1] + "\n";
+            QString png = dir.filePath(parts[0] + ".png");
+            if (!parts[2].isEmpty()) {
+                QImage image(16, 16, QImage::Format_ARGB32);
+                image.fill(QColor(parts[2]));
+                image.save(png);
+            }
+            text += "Icon=" + png + "\n";
+            support::writeFileAtomically(data / "applications" / parts[0].toStdString(),
+                                         text.toStdString());
+        }
+        testing::FakeWindows windows;
+        windows.runningBundleID = "Editor";
+        windows.frames = {Rect{0, 0, 10, 10}};
+        if (windowIcon)
+            windows.published =
+                platform::IconImage{2, 2, std::vector<std::uint32_t>(4, 0xff0000ffu)};
+        DesktopAppIcons icons(
+            windows,
+            {.configHome = {}, .configDirs = {}, .dataHome = data, .dataDirs = {}, .desktops = {}});
+        QIcon icon = icons.icon("Editor");
+        QCOMPARE(
+            icon.isNull() ? QString() : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
+            colour);
     }
 };
 

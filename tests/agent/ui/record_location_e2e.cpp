@@ -1,12 +1,15 @@
 // "Record Here" on the private X server of with-x11.sh: the settings window's saved locations
 // editor reads a real window of the test client through the X11 backend, and the agent then
-// cycles that window through the recorded location when its hotkey is pressed. Checked with
+// cycles that window through the recorded location when its hotkey is pressed. The window's
+// published icon stands in for a desktop entry. Checked with
 // xwininfo/xprop (the harness's oracles), never through the code under test.
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QImage>
 
 #include "agent/config_store.h"
+#include "agent/ui/app_icons.h"
 #include "agent/ui/saved_locations_editor.h"
 #include "support/files.h"
 #include "tests/agent/ui/ui_fixture.h"
@@ -47,6 +50,15 @@ TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
     ASSERT_EQ(saved.size(), 1u);
     EXPECT_TRUE(near(saved[0].frame, *recorded)) << describe(saved[0].frame);
     EXPECT_EQ(saved[0].screenIndex, 1);
+
+    // Without a desktop entry, the icon is the window's own: of a 1×1 red and a 2×2 blue one,
+    // the larger.
+    std::string id = std::to_string(app.window());
+    run({"xprop", "-id", id, "-f", "_NET_WM_ICON", "32c", "-set", "_NET_WM_ICON",
+         "1,1,4294901760,2,2,4278190335,4278190335,4278190335,4278190335"});
+    agent::ui::DesktopAppIcons icons(windows, {});
+    QImage icon = icons.icon("Editor").pixmap(18, 18).toImage();
+    EXPECT_EQ(QColor(icon.pixel(8, 8)).name().toStdString(), "#0000ff");
     scheduler.advance(agent::ConfigStore::kSaveDelay);
 
     // Elsewhere on the primary monitor, then through the right-hand cycle of both monitors:

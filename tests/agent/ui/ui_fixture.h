@@ -105,6 +105,10 @@ class FakeWindows final : public agent::ui::WindowAccess {
         return frame && sizeReadable ? std::optional(frame->size()) : std::nullopt;
     }
     std::vector<platform::Rect> screens() override { return displays; }
+    std::optional<platform::IconImage> published;  // the icon its first window publishes
+    std::optional<platform::IconImage> windowIcon(platform::WindowId, int) override {
+        return published;
+    }
 };
 
 // Remembers every alert and answers the first button.
