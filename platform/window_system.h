@@ -32,6 +32,13 @@ struct AppInfo {
     bool regularActivationPolicy = true;
 };
 
+// A picture a window publishes of itself: rows of 0xAARRGGBB pixels, top row first.
+struct IconImage {
+    int width = 0;
+    int height = 0;
+    std::vector<std::uint32_t> argb;
+};
+
 // Result of asking an application for its focused window: the window, or the error code of
 // the failed read (ax::success with no window when the read succeeded without a value).
 struct FocusedWindow {
@@ -69,6 +76,11 @@ class WindowSystem {
     virtual int windowListError(Pid pid) = 0;
     virtual int focusedElementError() = 0;
 
+    // The icon the window publishes, of those it offers the one nearest to `size` pixels
+    // square; absent when it offers none (or the desktop has no such thing).
+    virtual std::optional<IconImage> windowIcon(WindowId /*window*/, int /*size*/) {
+        return std::nullopt;
+    }
     // Backends may remember what they read for the length of one operation (a command, or
     // one agent action); this drops it, so the next read asks the desktop again.
     virtual void forget() {}

@@ -127,9 +127,8 @@ FileLock::~FileLock() {
     if (fd_ >= 0) ::close(fd_);
 }
 
-std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path) {
-    auto content = readFile(path);
-    if (!content) return std::nullopt;
+std::optional<std::filesystem::path> writeBackup(const std::filesystem::path& path,
+                                                 const std::string& bytes) {
     std::filesystem::path backup = path;
     backup += ".bak-" + fileNameTimestamp();
     // Two backups in the same second keep both.
@@ -137,8 +136,14 @@ std::optional<std::filesystem::path> backupFile(const std::filesystem::path& pat
         backup = path;
         backup += ".bak-" + fileNameTimestamp() + "-" + std::to_string(n);
     }
-    if (writeFileAtomically(backup, *content)) return std::nullopt;
+    if (writeFileAtomically(backup, bytes)) return std::nullopt;
     return backup;
+}
+
+std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path) {
+    auto content = readFile(path);
+    if (!content) return std::nullopt;
+    return writeBackup(path, *content);
 }
 
 }  // namespace tarn::support

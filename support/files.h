@@ -19,6 +19,11 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
 // Copies the file to "<name>.bak-<UTC timestamp>" beside it, before it is replaced by a
 // writer that could not read it whole. Returns the copy's path, or absent on failure.
 std::optional<std::filesystem::path> backupFile(const std::filesystem::path& path);
+// Writes these bytes to "<name>.bak-<UTC timestamp>" beside the file, whether or not the file
+// exists: a copy of content that is about to be replaced some other way than by a write of
+// the file (a whole configuration imported over the current one). The copy's path, or absent.
+std::optional<std::filesystem::path> writeBackup(const std::filesystem::path& path,
+                                                 const std::string& bytes);
 
 // An advisory lock (flock) on "<name>.lock" beside a file, held for the object's life. A
 // read-change-write of a file that other processes change too runs under it, so parallel

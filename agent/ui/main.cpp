@@ -12,6 +12,8 @@
 #include "agent/ui/single_instance.h"
 #include "agent/ui/symbols.h"
 #include "agent/ui/wendle_app.h"
+#include "agent/ui/window_access.h"
+#include "platform/desktop.h"
 
 namespace {
 
@@ -90,6 +92,11 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
                      [&runtime] { runtime->readSignals(); });
 
     ObservedApps apps(runtime->observer());
+    // Recording a saved location reads frames on the main thread, through a connection of
+    // its own: none is shared with the key source's or the work queue's threads.
+    platform::DesktopChoice uiDesktop = platform::openAgentDesktop();
+    if (!uiDesktop.desktop) runtime->appLog().error(uiDesktop.error);
+    ui::DesktopWindowAccess windows(uiDesktop.desktop.get());
     AppDelegate& delegate = runtime->delegate();
     ui::WendleApp wendle(
         runtime->appLog(), runtime->store(), apps, runtime->loginItem(), alerts,
@@ -97,7 +104,8 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
          .startInterceptionIfPossible = [&delegate] { delegate.startInterceptionIfPossible(); },
          .requestPermissions = [&delegate] { delegate.requestPermissions(); },
          .quit = [&runtime] { runtime->quit(0); },
-         .chordStatus = [&runtime] { return runtime->keys().chordStatus(); }});
+         .chordStatus = [&runtime] { return runtime->keys().chordStatus(); },
+         .windows = &windows});
     if (instance.listen()) {
         QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
                          &ui::WendleApp::openSettings);

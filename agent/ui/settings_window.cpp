@@ -19,6 +19,10 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
+#include "agent/settings_transfer.h"
+#include "agent/ui/alerts.h"
+#include "agent/ui/app_icons.h"
+#include "agent/ui/app_rules_view.h"
 #include "agent/ui/apps_model.h"
 #include "agent/ui/global_rules_view.h"
 #include "agent/ui/platform_texts.h"
@@ -30,19 +34,11 @@ namespace {
 
 constexpr int kIconSize = 18;
 
-// An application's icon from the icon theme, under its bundle identifier or the lower-case
-// form X11 window classes usually take; an empty square of the same size when it has none.
-QIcon appIcon(const QString& bundleID) {
-    for (const QString& name : {bundleID, bundleID.toLower()}) {
-        if (!name.isEmpty() && QIcon::hasThemeIcon(name)) return QIcon::fromTheme(name);
-    }
-    return {};
-}
-
-// A configured application's row: icon, name, and the saved-locations badge at the end.
+// A configured application's row: icon (an empty square of the same size when it has none),
+// name, and the saved-locations badge at the end.
 class AppRowDelegate final : public QStyledItemDelegate {
   public:
-    using QStyledItemDelegate::QStyledItemDelegate;
+    AppRowDelegate(AppIcons& icons, QObject* parent) : QStyledItemDelegate(parent), icons_(icons) {}
 
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
                const QModelIndex& index) const override {
@@ -57,7 +53,8 @@ class AppRowDelegate final : public QStyledItemDelegate {
 
         QRect area = option.rect.adjusted(6, 0, -6, 0);
         QRect iconRect(area.left(), area.center().y() - kIconSize / 2, kIconSize, kIconSize);
-        QIcon icon = appIcon(index.data(ConfiguredAppsModel::BundleIdRole).toString());
+        QIcon icon =
+            icons_.icon(index.data(ConfiguredAppsModel::BundleIdRole).toString().toStdString());
         if (!icon.isNull()) icon.paint(painter, iconRect);
 
         auto count = index.data(ConfiguredAppsModel::SavedLocationsRole).toULongLong();
@@ -93,6 +90,9 @@ class AppRowDelegate final : public QStyledItemDelegate {
         QSize size = QStyledItemDelegate::sizeHint(option, index);
         return {size.width(), std::max(size.height(), 28)};
     }
+
+  private:
+    AppIcons& icons_;
 };
 
 // The sidebar's list, where Delete and Backspace remove the selected applications.
@@ -112,7 +112,8 @@ class AppListView final : public QListView {
 
 }  // namespace
 
-RunningAppPicker::RunningAppPicker(RunningApps& apps, QWidget* parent) : QDialog(parent) {
+RunningAppPicker::RunningAppPicker(RunningApps& apps, AppIcons& icons, QWidget* parent)
+    : QDialog(parent) {
     setWindowTitle("Choose a Running App");
     setModal(true);
     resize(520, 420);
@@ -126,8 +127,7 @@ RunningAppPicker::RunningAppPicker(RunningApps& apps, QWidget* parent) : QDialog
     for (const auto& app : running) {
         QString name = app.localizedName ? QString::fromStdString(*app.localizedName) : "Unknown";
         QString text = app.bundleID ? name + "\n" + QString::fromStdString(*app.bundleID) : name;
-        auto* item = new QListWidgetItem(appIcon(QString::fromStdString(app.bundleID.value_or(""))),
-                                         text, list);
+        auto* item = new QListWidgetItem(icons.icon(app.bundleID.value_or("")), text, list);
         item->setSizeHint(QSize(0, 40));
     }
     column->addWidget(list);
@@ -144,8 +144,13 @@ RunningAppPicker::RunningAppPicker(RunningApps& apps, QWidget* parent) : QDialog
 }
 
 SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<int()> screenCount,
-                           QWidget* parent)
-    : QWidget(parent), store_(store), apps_(apps) {
+                           SettingsServices services, QWidget* parent)
+    : QWidget(parent), store_(store), apps_(apps), services_(services.resolved()) {
+    if (!services_.icons) {
+        ownIcons_ = std::make_unique<DesktopAppIcons>(*services_.windows,
+                                                      platform::xdg::Locations::fromEnvironment());
+        services_.icons = ownIcons_.get();
+    }
     auto* outer = new QVBoxLayout(this);
     outer->setContentsMargins(0, 0, 0, 0);
     outer->setSpacing(0);
@@ -178,7 +183,7 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
     appList_ = list;
     appsModel_ = new ConfiguredAppsModel(store_, this);
     list->setModel(appsModel_);
-    list->setItemDelegate(new AppRowDelegate(list));
+    list->setItemDelegate(new AppRowDelegate(*services_.icons, list));
     list->setFrameShape(QFrame::NoFrame);
     list->setSelectionMode(QAbstractItemView::ExtendedSelection);
     // Focus by click only: the window opens with the global rules, not the list, active.
@@ -210,9 +215,9 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
     gear_->setStyleSheet("QToolButton::menu-indicator { image: none; }");
     auto* menu = new QMenu(gear_);
     connect(menu->addAction("Export Settings…"), &QAction::triggered, this,
-            &SettingsView::exportRequested);
+            qOverload<>(&SettingsView::exportSettings));
     connect(menu->addAction("Import Settings…"), &QAction::triggered, this,
-            &SettingsView::importRequested);
+            qOverload<>(&SettingsView::importSettings));
     gear_->setMenu(menu);
     bar->addWidget(add);
     bar->addStretch(1);
@@ -224,15 +229,6 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
     detail_ = new QStackedWidget;
     globalRules_ = new GlobalRulesView(store_, std::move(screenCount));
     detail_->addWidget(globalRules_);
-    appDetail_ = new QWidget;
-    auto* appColumn = new QVBoxLayout(appDetail_);
-    appColumn->setContentsMargins(16, 16, 16, 16);
-    appTitle_ = heading({});
-    appCaption_ = caption({});
-    appColumn->addWidget(appTitle_);
-    appColumn->addWidget(appCaption_);
-    appColumn->addStretch(1);
-    detail_->addWidget(appDetail_);
     auto* nothing = secondary("Select an item.");
     nothing->setAlignment(Qt::AlignCenter);
     nothing_ = nothing;
@@ -282,12 +278,18 @@ void SettingsView::refresh() {
         global ? apps.end() : std::find_if(apps.begin(), apps.end(), [&](const AppConfig& entry) {
             return entry.bundleID == *selection_;
         });
+    if (global || app == apps.end()) dropAppRules();
     if (global) {
         detail_->setCurrentWidget(globalRules_);
     } else if (app != apps.end()) {
-        appTitle_->setText(QString::fromStdString(app->displayName));
-        appCaption_->setText(QString::fromStdString(app->bundleID));
-        detail_->setCurrentWidget(appDetail_);
+        // One pane per application, so nothing of one (its selected rule) carries over.
+        if (!appRules_ || appRules_->bundleID() != app->bundleID) {
+            dropAppRules();
+            appRules_ =
+                new AppRulesView(store_, app->bundleID, *services_.windows, *services_.alerts);
+            detail_->addWidget(appRules_);
+        }
+        detail_->setCurrentWidget(appRules_);
     } else {
         detail_->setCurrentWidget(nothing_);
     }
@@ -325,14 +327,66 @@ void SettingsView::pickRunningApp(const platform::AppInfo& app) {
     select(*app.bundleID);
 }
 
+void SettingsView::dropAppRules() {
+    if (!appRules_) return;
+    detail_->removeWidget(appRules_);
+    // Later: this may run inside one of the pane's own button handlers ("Delete App").
+    appRules_->deleteLater();
+    appRules_ = nullptr;
+}
+
+void SettingsView::exportSettings() {
+    if (auto path = services_.files->saveFile(this, "wendle-settings.json")) exportSettings(*path);
+}
+
+void SettingsView::importSettings() {
+    if (auto path = services_.files->openFile(this)) importSettings(*path);
+}
+
+void SettingsView::exportSettings(const QString& path) {
+    if (auto error = agent::exportSettings(store_.config(), path.toStdString())) {
+        // Export failures share the import's alert.
+        services_.alerts->present({.style = Alert::Style::warning,
+                                   .message = "Import Error",
+                                   .informative = "Export failed: " + qt(*error),
+                                   .buttons = {"OK"},
+                                   .link = {}});
+    }
+}
+
+void SettingsView::importSettings(const QString& path) {
+    ImportOutcome outcome = agent::importSettings(store_, path.toStdString());
+    if (outcome.error) {
+        services_.alerts->present(
+            {.style = Alert::Style::warning,
+             .message = "Import Error",
+             .informative = "Failed to import settings: " + qt(*outcome.error),
+             .buttons = {"OK"},
+             .link = {}});
+        return;
+    }
+    select(kGlobalSelection);
+    services_.alerts->present(
+        {.style = Alert::Style::informational,
+         .message = "Import Successful",
+         .informative = "Settings have been imported successfully. All shortcuts and app "
+                        "configurations have been restored.\n\nThe settings they replaced are "
+                        "kept in " +
+                        QString::fromStdString(outcome.keptAs.string()) +
+                        "; importing that file brings them back.",
+         .buttons = {"OK"},
+         .link = {}});
+}
+
 void SettingsView::openPicker() {
-    RunningAppPicker picker(apps_, this);
+    services_.icons->refresh();
+    RunningAppPicker picker(apps_, *services_.icons, this);
     if (picker.exec() == QDialog::Accepted && picker.picked()) pickRunningApp(*picker.picked());
 }
 
 SettingsWindowController::SettingsWindowController(ConfigStore& store, RunningApps& apps,
-                                                   QObject* parent)
-    : QObject(parent), store_(store), apps_(apps) {}
+                                                   SettingsServices services, QObject* parent)
+    : QObject(parent), store_(store), apps_(apps), services_(services) {}
 
 SettingsWindowController::~SettingsWindowController() = default;
 
@@ -345,12 +399,9 @@ void SettingsWindowController::show() {
         auto* layout = new QVBoxLayout(window_.get());
         layout->setContentsMargins(0, 0, 0, 0);
         view_ = new SettingsView(
-            store_, apps_, [] { return static_cast<int>(QGuiApplication::screens().size()); });
+            store_, apps_, [] { return static_cast<int>(QGuiApplication::screens().size()); },
+            services_);
         layout->addWidget(view_);
-        connect(view_, &SettingsView::exportRequested, this,
-                &SettingsWindowController::exportRequested);
-        connect(view_, &SettingsView::importRequested, this,
-                &SettingsWindowController::importRequested);
         if (QScreen* screen = QGuiApplication::primaryScreen()) {
             QRect area = screen->availableGeometry();
             window_->move(area.center() - QPoint(450, 375));

@@ -9,6 +9,7 @@
 
 #include "agent/config_store.h"
 #include "agent/ui/running_apps.h"
+#include "agent/ui/settings_services.h"
 #include "platform/key_source.h"
 
 class QLabel;
@@ -19,18 +20,19 @@ class QToolButton;
 
 namespace tarn::agent::ui {
 
+class AppRulesView;
 class ConfiguredAppsModel;
 class GlobalRulesView;
 
 // The sidebar selection that stands for the global rules.
 inline constexpr const char* kGlobalSelection = "GLOBAL";
 
-// "Choose a Running App": the running ordinary applications, one button-like row each; a
-// click picks that application.
+// "Choose a Running App": the running ordinary applications, read afresh each time it opens,
+// one button-like row each; a click picks that application.
 class RunningAppPicker final : public QDialog {
     Q_OBJECT
   public:
-    RunningAppPicker(RunningApps& apps, QWidget* parent = nullptr);
+    RunningAppPicker(RunningApps& apps, AppIcons& icons, QWidget* parent = nullptr);
     std::optional<platform::AppInfo> picked() const { return picked_; }
 
   private:
@@ -43,7 +45,7 @@ class SettingsView final : public QWidget {
     Q_OBJECT
   public:
     SettingsView(ConfigStore& store, RunningApps& apps, std::function<int()> screenCount,
-                 QWidget* parent = nullptr);
+                 SettingsServices services = {}, QWidget* parent = nullptr);
     ~SettingsView() override;
 
     const std::optional<std::string>& selection() const { return selection_; }
@@ -52,27 +54,34 @@ class SettingsView final : public QWidget {
     void deleteApps(const std::vector<std::string>& bundleIDs);
     // What a pick in the running-application picker does.
     void pickRunningApp(const platform::AppInfo& app);
+    // The gear menu's two entries: each asks for a file, then exports to it or imports it,
+    // telling the user how that went. Import returns the sidebar to the global rules.
+    void exportSettings();
+    void importSettings();
+    void exportSettings(const QString& path);
+    void importSettings(const QString& path);
 
     GlobalRulesView* globalRules() const { return globalRules_; }
+    // The application pane on show, absent while none is.
+    AppRulesView* appRules() const { return appRules_; }
     QListView* appList() const { return appList_; }
     QWidget* currentDetail() const;
     QPushButton* backButton() const { return back_; }
     QToolButton* gearButton() const { return gear_; }
-
-  signals:
-    void exportRequested();
-    void importRequested();
 
   protected:
     void showEvent(QShowEvent* event) override;
 
   private:
     void refresh();
+    void dropAppRules();
     void openPicker();
 
     ConfigStore& store_;
     ConfigStore::ListenerId listener_;
     RunningApps& apps_;
+    SettingsServices services_;
+    std::unique_ptr<AppIcons> ownIcons_;  // when none were handed in
     std::optional<std::string> selection_;
     ConfiguredAppsModel* appsModel_ = nullptr;
     QListView* appList_ = nullptr;
@@ -81,9 +90,7 @@ class SettingsView final : public QWidget {
     QLabel* saveError_ = nullptr;
     QStackedWidget* detail_ = nullptr;
     GlobalRulesView* globalRules_ = nullptr;
-    QWidget* appDetail_ = nullptr;
-    QLabel* appTitle_ = nullptr;
-    QLabel* appCaption_ = nullptr;
+    AppRulesView* appRules_ = nullptr;
     QWidget* nothing_ = nullptr;
 };
 
@@ -92,7 +99,8 @@ class SettingsView final : public QWidget {
 class SettingsWindowController final : public QObject {
     Q_OBJECT
   public:
-    SettingsWindowController(ConfigStore& store, RunningApps& apps, QObject* parent = nullptr);
+    SettingsWindowController(ConfigStore& store, RunningApps& apps, SettingsServices services = {},
+                             QObject* parent = nullptr);
     ~SettingsWindowController() override;
 
     void show();
@@ -100,13 +108,10 @@ class SettingsWindowController final : public QObject {
     SettingsView* view() const { return view_; }
     void setChordStatus(const std::vector<platform::ChordStatus>& status);
 
-  signals:
-    void exportRequested();
-    void importRequested();
-
   private:
     ConfigStore& store_;
     RunningApps& apps_;
+    SettingsServices services_;
     std::unique_ptr<QWidget> window_;
     SettingsView* view_ = nullptr;
 };

@@ -91,9 +91,9 @@ QPixmap draw(Symbol symbol, int size) {
                                       QPointF(s * 0.62, s * 0.82)}));
             break;
         case Symbol::gearBadgeCheckmark:
-            drawGear(p, QPointF(s * 0.42, s * 0.42), s * 0.4, ink);
+            drawGear(p, QPointF(s * 0.42, s * 0.42), s * 0.4, accent);
             p.setPen(Qt::NoPen);
-            p.setBrush(QColor(0x34, 0xc7, 0x59));
+            p.setBrush(accent.darker(130));
             p.drawEllipse(QRectF(s * 0.52, s * 0.52, s * 0.46, s * 0.46));
             p.setPen(QPen(Qt::white, s / 14.0, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin));
             p.drawPolyline(QPolygonF({QPointF(s * 0.63, s * 0.76), QPointF(s * 0.72, s * 0.85),
@@ -119,7 +119,12 @@ QPixmap draw(Symbol symbol, int size) {
 
 QIcon drawnSymbolIcon(Symbol symbol) {
     QIcon icon;
-    for (int size : {16, 24, 32, 48}) icon.addPixmap(draw(symbol, size));
+    for (int size : {16, 24, 32, 48}) {
+        QPixmap pixmap = draw(symbol, size);
+        icon.addPixmap(pixmap);
+        // Unchanged on a selected row: the style's tint would wash the accent colour out.
+        icon.addPixmap(pixmap, QIcon::Selected);
+    }
     return icon;
 }
 

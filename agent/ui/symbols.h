@@ -13,7 +13,7 @@ enum class Symbol {
     gear,                 // the settings menu
     locationFill,         // an application with saved window locations
     chevronLeft,          // back to the global rules
-    gearBadgeCheckmark,   // the tray icon
+    gearBadgeCheckmark,   // a rule an application gives state filters of its own (blue)
     warning,              // a hotkey that cannot work
 };
 

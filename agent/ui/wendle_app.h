@@ -16,6 +16,7 @@ class QTimer;
 namespace tarn::agent::ui {
 
 class AlertPresenter;
+class WindowAccess;
 class SettingsWindowController;
 class StatusBarController;
 
@@ -30,6 +31,8 @@ struct AgentHooks {
     std::function<std::vector<platform::ChordStatus>()> chordStatus = [] {
         return std::vector<platform::ChordStatus>{};
     };
+    // The desktop's windows, for recording saved locations; none: nothing can be recorded.
+    WindowAccess* windows = nullptr;
 };
 
 // The agent's desktop presence: the tray menu and the settings window, wired to the store

@@ -389,4 +389,35 @@ void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
     x_.check();
 }
 
+std::optional<IconImage> pickNetWmIcon(const std::vector<long>& value, int size) {
+    std::optional<IconImage> best;
+    std::size_t at = 0;
+    while (value.size() - at >= 2) {
+        long width = value[at];
+        long height = value[at + 1];
+        if (width <= 0 || height <= 0 || width > 1024 || height > 1024) break;
+        auto pixels = static_cast<std::size_t>(width * height);
+        if (value.size() - at - 2 < pixels) break;  // cut short: nothing after it either
+        bool better = !best || (best->width < size ? width > best->width
+                                                   : width >= size && width < best->width);
+        if (better) {
+            IconImage icon{
+                .width = static_cast<int>(width), .height = static_cast<int>(height), .argb = {}};
+            icon.argb.reserve(pixels);
+            for (std::size_t i = 0; i < pixels; ++i) {
+                // Each pixel is a CARDINAL, which Xlib widens to a long.
+                icon.argb.push_back(static_cast<std::uint32_t>(value[at + 2 + i]));
+            }
+            best = std::move(icon);
+        }
+        at += 2 + pixels;
+    }
+    return best;
+}
+
+std::optional<IconImage> WindowSystemX11::windowIcon(WindowId window, int size) {
+    return pickNetWmIcon(
+        readLongs(x_, static_cast<Window>(window), x_.atom("_NET_WM_ICON"), XA_CARDINAL), size);
+}
+
 }  // namespace tarn::platform::x11

@@ -17,6 +17,11 @@ namespace tarn::platform::x11 {
 //
 // Without a window manager (no live _NET_SUPPORTING_WM_CHECK window) nothing is frontmost,
 // no application is listed, and moves go straight to the window.
+// Of the icons in a _NET_WM_ICON value (width, height, then width × height ARGB pixels,
+// repeated), the smallest at least `size` pixels wide, else the largest; absent when the
+// value holds no complete icon.
+std::optional<IconImage> pickNetWmIcon(const std::vector<long>& value, int size);
+
 class WindowSystemX11 final : public WindowSystem {
   public:
     explicit WindowSystemX11(Connection& connection) : x_(connection) {}
@@ -34,6 +39,7 @@ class WindowSystemX11 final : public WindowSystem {
     int windowListError(Pid pid) override;
     int focusedElementError() override;
     void forget() override;
+    std::optional<IconImage> windowIcon(WindowId window, int size) override;
 
     // runningApplications(), with regularActivationPolicy read from the windows: an
     // application is an ordinary one when one of its windows is a normal window (of type

@@ -140,7 +140,13 @@ std::optional<DesktopEntry> parseDesktopEntry(std::string_view text) {
                        .type = unescapeValue(type->second),
                        .noDisplay = flag("NoDisplay"),
                        .hidden = flag("Hidden"),
-                       .mimeTypes = {}};
+                       .mimeTypes = {},
+                       .icon = {},
+                       .startupWMClass = {}};
+    if (auto icon = keys.find("Icon"); icon != keys.end()) entry.icon = unescapeValue(icon->second);
+    if (auto wmClass = keys.find("StartupWMClass"); wmClass != keys.end()) {
+        entry.startupWMClass = unescapeValue(wmClass->second);
+    }
     if (auto mime = keys.find("MimeType"); mime != keys.end()) {
         entry.mimeTypes = splitList(mime->second);
     }

@@ -38,13 +38,16 @@ std::vector<std::string> splitList(std::string_view value);
 
 bool isValidUtf8(std::string_view text);
 
-// The "[Desktop Entry]" group of a .desktop file, as far as choosing a browser needs it.
+// The "[Desktop Entry]" group of a .desktop file, as far as choosing a browser and showing an
+// application's icon need it.
 struct DesktopEntry {
     std::string name;
     std::string type;
     bool noDisplay = false;
     bool hidden = false;
     std::vector<std::string> mimeTypes;
+    std::string icon;            // an icon theme name or an absolute path; empty when none
+    std::string startupWMClass;  // the WM_CLASS its windows carry, when it says
 };
 
 // Absent for a file that is no desktop entry: not UTF-8, something other than comments

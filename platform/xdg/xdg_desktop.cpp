@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <optional>
 #include <set>
@@ -77,6 +78,26 @@ bool isWritableDesktopId(const std::string& id) {
     });
 }
 
+// The desktop entries in effect: for each id the file found first, the user's data
+// directory before the system ones. A file found first shadows later ones with the same
+// id even when it is broken or Hidden; that is how a user removes a system entry.
+std::vector<DesktopFile> installedFiles(const Locations& where) {
+    std::vector<DesktopFile> installed;
+    std::set<std::string> seen;
+    for (const auto& dir : withHome(where.dataHome, where.dataDirs)) {
+        for (auto& file : desktopFilesIn(dir / "applications")) {
+            if (seen.insert(file.id).second) installed.push_back(std::move(file));
+        }
+    }
+    return installed;
+}
+
+std::optional<DesktopEntry> readEntry(const fs::path& path) {
+    auto text = support::readFile(path);
+    if (!text) return std::nullopt;
+    return parseDesktopEntry(*text);
+}
+
 class XdgBrowserServices final : public BrowserServices {
   public:
     explicit XdgBrowserServices(std::optional<Locations> fixed) : fixed_(std::move(fixed)) {}
@@ -141,26 +162,6 @@ class XdgBrowserServices final : public BrowserServices {
   private:
     Locations locations() const { return fixed_ ? *fixed_ : Locations::fromEnvironment(); }
 
-    // The desktop entries in effect: for each id the file found first, the user's data
-    // directory before the system ones. A file found first shadows later ones with the same
-    // id even when it is broken or Hidden; that is how a user removes a system entry.
-    static std::vector<DesktopFile> installedFiles(const Locations& where) {
-        std::vector<DesktopFile> installed;
-        std::set<std::string> seen;
-        for (const auto& dir : withHome(where.dataHome, where.dataDirs)) {
-            for (auto& file : desktopFilesIn(dir / "applications")) {
-                if (seen.insert(file.id).second) installed.push_back(std::move(file));
-            }
-        }
-        return installed;
-    }
-
-    static std::optional<DesktopEntry> readEntry(const fs::path& path) {
-        auto text = support::readFile(path);
-        if (!text) return std::nullopt;
-        return parseDesktopEntry(*text);
-    }
-
     // A default may only name an application that is there to be started.
     static bool isLaunchable(const std::string& id, const std::vector<DesktopFile>& installed) {
         auto file = std::find_if(installed.begin(), installed.end(),
@@ -212,6 +213,27 @@ class NoScriptRunner final : public ScriptRunner {
 };
 
 }  // namespace
+
+std::optional<std::string> applicationIcon(const Locations& where, std::string_view windowClass) {
+    auto lower = [](std::string_view text) {
+        std::string out(text);
+        std::transform(out.begin(), out.end(), out.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+        return out;
+    };
+    std::string wanted = lower(windowClass);
+    if (wanted.empty()) return std::nullopt;
+    std::optional<std::string> byName;
+    for (const auto& file : installedFiles(where)) {
+        auto entry = readEntry(file.path);
+        if (!entry || entry->hidden || entry->icon.empty()) continue;
+        // What the entry says of its windows decides before a file name that happens to match.
+        if (lower(entry->startupWMClass) == wanted) return entry->icon;
+        std::string stem = file.id.substr(0, file.id.size() - std::string_view(".desktop").size());
+        if (!byName && lower(stem) == wanted) byName = entry->icon;
+    }
+    return byName;
+}
 
 std::unique_ptr<BrowserServices> makeBrowserServices() {
     return std::make_unique<XdgBrowserServices>(std::nullopt);

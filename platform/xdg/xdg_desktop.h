@@ -2,7 +2,9 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/browser.h"
@@ -32,6 +34,12 @@ struct Locations {
 // The variant without locations reads the environment at every call.
 std::unique_ptr<BrowserServices> makeBrowserServices();
 std::unique_ptr<BrowserServices> makeBrowserServices(Locations locations);
+
+// The Icon of the desktop entry of an application known by its X11 window class (its bundle
+// identifier on X11): the entry whose StartupWMClass is that class, else the one whose file
+// name (without ".desktop") is, compared without regard to letter case. An icon theme name or
+// an absolute path; absent when no entry matches or it names no icon.
+std::optional<std::string> applicationIcon(const Locations& where, std::string_view windowClass);
 
 // Browser tabs are switched with AppleScript, which Linux cannot run: every script fails
 // with a run error that says so, and the command takes its script-error path.

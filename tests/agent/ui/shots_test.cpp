@@ -7,8 +7,10 @@
 #include <QPushButton>
 #include <QTest>
 
+#include "agent/ui/app_rules_view.h"
 #include "agent/ui/global_rules_view.h"
 #include "agent/ui/rule_editor.h"
+#include "agent/ui/saved_locations_editor.h"
 #include "agent/ui/settings_window.h"
 #include "agent/ui/state_filters_editor.h"
 #include "tests/agent/ui/ui_fixture.h"
@@ -39,11 +41,16 @@ RootConfig demoConfig() {
     config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
     config.globalRules[0].overrideTarn = Dir::right;
     SavedWindowLocation location{.frame = {100, 50, 900, 700}};
+    SavedWindowLocation second{.frame = {2020.6, 80.2, 1200, 900}, .screenIndex = 1};
     config.appConfigs = {
         {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
         {.bundleID = "org.demo.editor",
          .displayName = "Editor",
-         .savedLocations = {location, location, location}},
+         .savedLocations = {location, second},
+         .ruleOverrides = {{config.globalRules[2].id, {.enabled = false}},
+                           {config.globalRules[1].id,
+                            {.enabled = true,
+                             .stateFilters = StateFilters{.fullWidthOnSecondary = false}}}}},
         {.bundleID = "org.demo.mail", .displayName = "Mail"},
     };
     return config;
@@ -87,7 +94,13 @@ class ShotsTest : public QObject {
         save(window, "settings-recording");
 
         controller.view()->select("org.demo.editor");
-        save(window, "settings-app-selected");
+        save(window, "settings-app-rules");
+        AppRulesView* app = controller.view()->appRules();
+        app->selectRule(f.store.config().globalRules[1].id);
+        save(window, "settings-app-custom-filters");
+        app->selectRule(f.store.config().globalRules[2].id);
+        save(window, "settings-app-rule-disabled");
+        save(app->locations(), "saved-locations-editor");
         std::filesystem::create_directories(f.path());  // saving now fails
         f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
         f.scheduler.advance(ConfigStore::kSaveDelay);
@@ -100,7 +113,8 @@ class ShotsTest : public QObject {
         apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
                      {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
                      {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        RunningAppPicker picker(apps);
+        testing::NoIcons icons;
+        RunningAppPicker picker(apps, icons);
         picker.show();
         save(&picker, "running-app-picker");
     }

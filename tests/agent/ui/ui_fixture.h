@@ -1,13 +1,49 @@
 #pragma once
 
+#include <QCheckBox>
+#include <QLabel>
+#include <QPushButton>
 #include <QTemporaryDir>
 #include <memory>
 
 #include "agent/config_store.h"
+#include "agent/ui/alerts.h"
 #include "agent/ui/running_apps.h"
+#include "agent/ui/settings_services.h"
+#include "agent/ui/window_access.h"
 #include "tests/agent/manual_scheduler.h"
 
 namespace tarn::testing {
+
+// Every visible label's text, for "is this text on screen" checks.
+inline QStringList visibleTexts(QWidget* root) {
+    QStringList texts;
+    for (auto* label : root->findChildren<QLabel*>()) {
+        if (label->isVisibleTo(root)) texts << label->text();
+    }
+    return texts;
+}
+
+template <typename Widget>
+Widget* named(QWidget* root, const QString& name) {
+    auto* found = root->findChild<Widget*>(name);
+    if (!found) qFatal("no widget named %s", qPrintable(name));
+    return found;
+}
+
+inline QPushButton* button(QWidget* root, const QString& text) {
+    for (auto* candidate : root->findChildren<QPushButton*>()) {
+        if (candidate->text() == text) return candidate;
+    }
+    qFatal("no button %s", qPrintable(text));
+}
+
+inline QCheckBox* checkBox(QWidget* root, const QString& text) {
+    for (auto* candidate : root->findChildren<QCheckBox*>()) {
+        if (candidate->text() == text) return candidate;
+    }
+    qFatal("no checkbox %s", qPrintable(text));
+}
 
 // A store on a hand-driven clock, saving into a temporary directory.
 struct StoreFixture {
@@ -42,6 +78,63 @@ class FakeRunningApps final : public agent::ui::RunningApps {
     int refreshes = 0;
     void refreshRunningApps() override { ++refreshes; }
     std::vector<platform::AppInfo> runningApps() const override { return apps; }
+};
+
+// One running application with windows of given frames, on given screens.
+class FakeWindows final : public agent::ui::WindowAccess {
+  public:
+    std::string runningBundleID;
+    std::vector<std::optional<platform::Rect>> frames;  // absent: its frame cannot be read
+    bool sizeReadable = true;
+    std::vector<platform::Rect> displays{{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}};
+
+    std::optional<platform::Pid> runningApp(const std::string& bundleID) override {
+        return bundleID == runningBundleID ? std::optional<platform::Pid>(42) : std::nullopt;
+    }
+    std::vector<platform::WindowId> windows(platform::Pid) override {
+        std::vector<platform::WindowId> ids;
+        for (std::size_t i = 0; i < frames.size(); ++i) ids.push_back(i);
+        return ids;
+    }
+    std::optional<platform::Point> position(platform::WindowId window) override {
+        const auto& frame = frames.at(window);
+        return frame ? std::optional(frame->origin()) : std::nullopt;
+    }
+    std::optional<platform::Size> size(platform::WindowId window) override {
+        const auto& frame = frames.at(window);
+        return frame && sizeReadable ? std::optional(frame->size()) : std::nullopt;
+    }
+    std::vector<platform::Rect> screens() override { return displays; }
+    std::optional<platform::IconImage> published;  // the icon its first window publishes
+    std::optional<platform::IconImage> windowIcon(platform::WindowId, int) override {
+        return published;
+    }
+};
+
+// Remembers every alert and answers the first button.
+class RecordingAlerts final : public agent::ui::AlertPresenter {
+  public:
+    std::vector<agent::ui::Alert> shown;
+    int present(const agent::ui::Alert& alert) override {
+        shown.push_back(alert);
+        return 0;
+    }
+};
+
+class FakeFileDialogs final : public agent::ui::FileDialogs {
+  public:
+    std::optional<QString> answer;
+    QString offeredName;
+    std::optional<QString> saveFile(QWidget*, const QString& defaultName) override {
+        offeredName = defaultName;
+        return answer;
+    }
+    std::optional<QString> openFile(QWidget*) override { return answer; }
+};
+
+class NoIcons final : public agent::ui::AppIcons {
+  public:
+    QIcon icon(const std::string&) override { return {}; }
 };
 
 }  // namespace tarn::testing

@@ -23,41 +23,15 @@
 using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
+using testing::button;
+using testing::checkBox;
 using testing::moveWindow;
+using testing::named;
 using testing::rule;
+using testing::visibleTexts;
 using Dir = Action::MoveDirection;
 
 namespace {
-
-// Every visible label's text, for "is this text on screen" checks.
-QStringList visibleTexts(QWidget* root) {
-    QStringList texts;
-    for (auto* label : root->findChildren<QLabel*>()) {
-        if (label->isVisibleTo(root)) texts << label->text();
-    }
-    return texts;
-}
-
-template <typename Widget>
-Widget* named(QWidget* root, const QString& name) {
-    auto* found = root->findChild<Widget*>(name);
-    if (!found) qFatal("no widget named %s", qPrintable(name));
-    return found;
-}
-
-QPushButton* button(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<QPushButton*>()) {
-        if (candidate->text() == text) return candidate;
-    }
-    qFatal("no button %s", qPrintable(text));
-}
-
-QCheckBox* checkBox(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<QCheckBox*>()) {
-        if (candidate->text() == text) return candidate;
-    }
-    qFatal("no checkbox %s", qPrintable(text));
-}
 
 struct RulesFixture : testing::StoreFixture {
     std::unique_ptr<GlobalRulesView> view;
@@ -495,7 +469,8 @@ class ViewsTest : public QObject {
         testing::FakeRunningApps running;
         running.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
                         {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        RunningAppPicker picker(running);
+        testing::NoIcons icons;
+        RunningAppPicker picker(running, icons);
         QCOMPARE(running.refreshes, 1);
         QCOMPARE(picker.windowTitle(), "Choose a Running App");
         auto* list = picker.findChild<QListWidget*>("runningApps");

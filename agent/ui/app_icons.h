@@ -1,0 +1,36 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "agent/ui/settings_services.h"
+#include "platform/xdg/xdg_desktop.h"
+
+namespace tarn::agent::ui {
+
+class WindowAccess;
+
+// An application's icon on Linux, by its bundle identifier (its X11 window class): the icon
+// of its desktop entry (the entry's StartupWMClass or file name matching the class), else
+// the icon its first window publishes, else none (the caller draws an empty square). Looked
+// up once per application until refresh().
+class DesktopAppIcons final : public AppIcons {
+  public:
+    static constexpr int kSize = 18;
+
+    DesktopAppIcons(WindowAccess& windows, platform::xdg::Locations where)
+        : windows_(windows), where_(std::move(where)) {}
+
+    QIcon icon(const std::string& bundleID) override;
+    // Forgets what was looked up: applications started since then show their windows' icons.
+    void refresh() override { known_.clear(); }
+
+  private:
+    QIcon lookUp(const std::string& bundleID);
+
+    WindowAccess& windows_;
+    platform::xdg::Locations where_;
+    std::map<std::string, QIcon> known_;
+};
+
+}  // namespace tarn::agent::ui
