@@ -23,14 +23,17 @@ export XDG_CONFIG_HOME="$work/config" XDG_RUNTIME_DIR="$work/run"
 mkdir -p "$XDG_CONFIG_HOME/Tarn" "$XDG_RUNTIME_DIR"
 chmod 700 "$XDG_RUNTIME_DIR"
 
-# RULES distinct chords; the first is control+option+F12 (key code 111), the pressed one.
+# RULES distinct chords; the first is command+option+F12 (key code 111, modifiers 8|4), the
+# pressed one (control+alt+F12 would be the server's own console switch).
+# The others leave out the modifier keys themselves (key codes 54 to 63) and F12.
+keys=($(seq 0 53) $(seq 64 110) $(seq 112 126))
 {
     printf '{"globalRules":['
-    printf '{"id":"3C0E2F9A-7B1D-4E55-9A6C-000000000000","chord":{"keyCode":111,"modifiers":6},'
+    printf '{"id":"3C0E2F9A-7B1D-4E55-9A6C-000000000000","chord":{"keyCode":111,"modifiers":12},'
     printf '"action":{"moveMouse":{"target":{"screen":{"index":0}},"position":"Center"}},"swallow":true}'
     for ((i = 1; i < rules; i++)); do
         printf ',{"id":"3C0E2F9A-7B1D-4E55-9A6C-%012d","chord":{"keyCode":%d,"modifiers":%d},' \
-            "$i" $((i % 120)) $(((i / 120) % 16))
+            "$i" "${keys[i % ${#keys[@]}]}" $(((i / ${#keys[@]}) % 16))
         printf '"action":{"moveWindow":{"direction":"left"}},"swallow":true}'
     done
     printf '],"appConfigs":[]}'
@@ -52,7 +55,7 @@ press() {  # N presses in batches of 500, then waits until every action has run
     local target=$(($(pressed) + $1)) left=$1 batch
     while [ "$left" -gt 0 ]; do
         batch=$((left < 500 ? left : 500))
-        xdotool key --delay 0 $(printf 'ctrl+alt+F12 %.0s' $(seq "$batch"))
+        xdotool key --delay 0 $(printf 'super+alt+F12 %.0s' $(seq "$batch"))
         left=$((left - batch))
     done
     wait_until '[ "$(pressed)" -ge "$target" ]'
