@@ -37,7 +37,7 @@ test: build build-asan
 	@ctest --preset default -j $(JOBS)
 	@echo "== asan+ubsan build =="
 	@ctest --preset asan -j $(JOBS)
-	@echo "== tsan build (concurrency tests only) =="
+	@echo "== tsan build (the agent's threads) =="
 	@cmake --preset tsan >/dev/null
 	@cmake --build --preset tsan -j $(JOBS) --target wendle_concurrency_tests
 	@ctest --preset tsan -j $(JOBS)

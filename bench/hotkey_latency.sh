@@ -16,7 +16,7 @@ if [ "${TARN_BENCH_ON_DESKTOP:-}" != 1 ]; then
 fi
 runs=${1:-100}
 build="$root/build/default"
-wendle="$build/agent/wendle"
+wendle="$build/wendle"
 probe="$build/bench/latency_probe"
 app="$build/tests/x11/tarn_x11_test_app"
 for program in "$wendle" "$probe" "$app"; do
@@ -73,7 +73,7 @@ cat >"$XDG_CONFIG_HOME/Tarn/wendle-config.json" <<'JSON'
 {"globalRules":[{"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C","chord":{"keyCode":124,"modifiers":6},
 "action":{"moveWindow":{"direction":"right"}},"swallow":true}],"appConfigs":[]}
 JSON
-"$wendle" --headless 2>"$work/wendle.log" &
+WENDLE_LOG_STDERR=1 "$wendle" --headless 2>"$work/wendle.log" &
 wendle_pid=$!
 pids+=($wendle_pid)
 wait_until 'grep -q "Keystroke interceptor started" "$work/wendle.log"'

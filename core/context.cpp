@@ -29,7 +29,14 @@ platform::BrowserServices& CommandContext::browsers() {
 }
 
 std::filesystem::path CommandContext::appSupportDir() const {
-    return support::getAppSupportDir(support::kAppDirName);
+    if (!appSupportDir_) {
+        appSupportDir_ = support::getAppSupportDir(support::kAppDirName);
+    } else {
+        // Made again if it was removed while the agent runs, so the next save still lands.
+        std::error_code ignored;
+        std::filesystem::create_directories(*appSupportDir_, ignored);
+    }
+    return *appSupportDir_;
 }
 
 }  // namespace tarn

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -38,7 +39,8 @@ class CommandContext {
     // so the default-browser commands work where there is no display.
     platform::BrowserServices& browsers();
 
-    // The Application Support folder "Tarn", created when missing.
+    // The Application Support folder "Tarn", created when missing. Looked up once per
+    // context: the agent keeps one for its life and acts on every key press.
     std::filesystem::path appSupportDir() const;
 
   private:
@@ -47,6 +49,7 @@ class CommandContext {
     std::unique_ptr<platform::BrowserServices> browsers_;
     std::unique_ptr<platform::Desktop> owned_;
     platform::Desktop* desktop_ = nullptr;
+    mutable std::optional<std::filesystem::path> appSupportDir_;
 };
 
 }  // namespace tarn

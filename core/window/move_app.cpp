@@ -132,7 +132,7 @@ int handleMoveApp(const std::string& directionWord,
         err << ", screenSpecific=" << boolText(locations[i].screenSpecific) << '\n';
     }
 
-    const auto stateFile = stateFilePath();
+    const auto stateFile = stateFilePath(context.appSupportDir());
     platform::WindowId window = 0;
     std::string appName;
     bool wasMinimized = false;

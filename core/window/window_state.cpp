@@ -152,7 +152,11 @@ std::optional<WindowState> decodeWindowState(std::string_view text) {
 }
 
 std::filesystem::path stateFilePath() {
-    return support::getAppSupportDir(support::kAppDirName) / "state.json";
+    return stateFilePath(support::getAppSupportDir(support::kAppDirName));
+}
+
+std::filesystem::path stateFilePath(const std::filesystem::path& appSupportDir) {
+    return appSupportDir / "state.json";
 }
 
 std::optional<WindowState> loadWindowState(const std::string& appName,

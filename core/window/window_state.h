@@ -114,8 +114,10 @@ support::Json encodeWindowState(const WindowState& state);
 // Records from before saved locations existed carry one "homeFrame" instead.
 std::optional<WindowState> decodeWindowState(std::string_view text);
 
-// "state.json" in the Application Support folder "Tarn" (the folder is created when missing).
+// "state.json" in the Application Support folder "Tarn" (the folder is created when missing),
+// or in the given folder.
 std::filesystem::path stateFilePath();
+std::filesystem::path stateFilePath(const std::filesystem::path& appSupportDir);
 
 // The application's record from the state file; absent when the file, the entry or the
 // record cannot be read.

@@ -1,11 +1,7 @@
 #include "platform/x11/app_events.h"
 
-#include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <deque>
 #include <functional>
 #include <future>
@@ -15,6 +11,7 @@
 #include "platform/desktop.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/windows.h"
+#include "platform/x11/x_thread.h"
 
 namespace tarn::platform::x11 {
 namespace {
@@ -25,39 +22,15 @@ class AppEventsX11 final : public AppEvents {
     ~AppEventsX11() override { stop(); }
 
     bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string& error) override {
-        stop();
-        wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-        if (wake_ < 0) {
-            error = "cannot make the application observer's wake-up descriptor";
-            return false;
-        }
-        std::promise<std::string> started;
-        auto result = started.get_future();
-        thread_ = std::thread([this, onActivated = std::move(onActivated),
-                               onChanged = std::move(onLaunchedOrTerminated),
-                               started = std::move(started)]() mutable {
-            run(onActivated, onChanged, started);
-        });
-        error = result.get();
-        if (error.empty()) return true;
-        thread_.join();
-        ::close(wake_);
-        wake_ = -1;
-        return false;
+        error = thread_.start(
+            [this, onActivated = std::move(onActivated),
+             onChanged = std::move(onLaunchedOrTerminated)](std::promise<std::string>& started) {
+                run(onActivated, onChanged, started);
+            });
+        return error.empty();
     }
 
-    void stop() override {
-        if (!thread_.joinable()) return;
-        {
-            std::lock_guard guard(lock_);
-            stopping_ = true;
-        }
-        wake();
-        if (std::this_thread::get_id() == thread_.get_id()) return;  // from a callback
-        thread_.join();
-        ::close(wake_);
-        wake_ = -1;
-    }
+    void stop() override { thread_.stop(); }
 
     std::optional<AppInfo> frontmostApplication() override {
         return ask<std::optional<AppInfo>>(
@@ -103,7 +76,7 @@ class AppEventsX11 final : public AppEvents {
         }
         if (own) return safely(read, *own);
         if (queued) {
-            wake();
+            thread_.wake();
             if (auto value = result.get()) return std::move(*value);
         }
         // Not running: a connection for this read alone.
@@ -112,12 +85,6 @@ class AppEventsX11 final : public AppEvents {
         if (!connection) return Result{};
         WindowSystemX11 windows(*connection);
         return safely(read, windows);
-    }
-
-    void wake() {
-        if (wake_ < 0) return;
-        std::uint64_t one = 1;
-        [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
     }
 
     void run(const Notify& onActivated, const Notify& onChanged,
@@ -137,7 +104,6 @@ class AppEventsX11 final : public AppEvents {
         XSync(x.display(), False);
         {
             std::lock_guard guard(lock_);
-            stopping_ = false;
             running_ = !x.lost();
             threadId_ = std::this_thread::get_id();
             windows_ = &windows;
@@ -161,21 +127,16 @@ class AppEventsX11 final : public AppEvents {
             // Reads made meanwhile may have left events in Xlib's queue, out of poll()'s sight.
             if (x.lost()) break;
             if (XQLength(x.display()) > 0) continue;
-            pollfd descriptors[2] = {{ConnectionNumber(x.display()), POLLIN, 0},
-                                     {wake_, POLLIN, 0}};
-            if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) break;
-            if (descriptors[1].revents & POLLIN) {
-                std::uint64_t count = 0;
-                [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+            bool woken = false;
+            if (!thread_.sleep(ConnectionNumber(x.display()), woken)) break;
+            if (woken) {
                 std::deque<Task> tasks;
-                bool stopping = false;
                 {
                     std::lock_guard guard(lock_);
                     tasks.swap(tasks_);
-                    stopping = stopping_;
                 }
                 for (auto& task : tasks) task(&windows);
-                if (stopping) break;
+                if (thread_.stopping()) break;
             }
         }
         std::deque<Task> left;
@@ -191,13 +152,11 @@ class AppEventsX11 final : public AppEvents {
 
     std::string displayName_;
     std::mutex lock_;
-    bool stopping_ = false;
     bool running_ = false;
     std::deque<Task> tasks_;
-    std::thread::id threadId_;           // the running thread's, for reads from its callbacks
+    std::thread::id threadId_;            // the running thread's, for reads from its callbacks
     WindowSystemX11* windows_ = nullptr;  // the thread's, used only on it
-    int wake_ = -1;
-    std::thread thread_;
+    XThread thread_;                      // last: stopped before anything its body uses goes
 };
 
 }  // namespace

@@ -1,13 +1,9 @@
 #include "platform/x11/key_source.h"
 
 #include <X11/extensions/XInput2.h>
-#include <poll.h>
 #include <pthread.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -16,6 +12,7 @@
 #include "platform/x11/connection.h"
 #include "platform/x11/keyboard.h"
 #include "platform/x11/marker_ledger.h"
+#include "platform/x11/x_thread.h"
 
 namespace tarn::platform::x11 {
 namespace {
@@ -89,7 +86,8 @@ class Session {
         std::vector<Grab> kept;
         for (const Grab& grab : grabs_) {
             chords.push_back(grab.chord);
-            if (sameModifiers && grab.state == ChordGrab::grabbed && keyFor(grab.chord) == grab.key) {
+            if (sameModifiers && grab.state == ChordGrab::grabbed &&
+                keyFor(grab.chord) == grab.key) {
                 kept.push_back(grab);
             } else {
                 ungrab(grab, oldCombos, oldMasters);
@@ -108,8 +106,7 @@ class Session {
             const XKeyEvent& key = event.xkey;
             auto verdict = decide(key.keycode, key.state, std::nullopt);
             XAllowEvents(x_.display(),
-                         verdict == KeyVerdict::swallow ? AsyncKeyboard : ReplayKeyboard,
-                         key.time);
+                         verdict == KeyVerdict::swallow ? AsyncKeyboard : ReplayKeyboard, key.time);
             XFlush(x_.display());
             return false;
         }
@@ -184,8 +181,8 @@ class Session {
         bool synthetic = sourceDevice && std::find(xtestDevices_.begin(), xtestDevices_.end(),
                                                    *sourceDevice) != xtestDevices_.end();
         if (synthetic) {
-            down.marker = MarkerLedger::instance().take(
-                x_.name(), {key, masks_.fromX(state & chordMask_)});
+            down.marker =
+                MarkerLedger::instance().take(x_.name(), {key, masks_.fromX(state & chordMask_)});
         }
         try {
             return onKeyDown_(down);
@@ -332,43 +329,19 @@ class KeySourceX11 final : public KeySource {
     ~KeySourceX11() override { stop(); }
 
     bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
-        stop();
-        wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-        if (wake_ < 0) {
-            error = "cannot make the key source's wake-up descriptor";
-            return false;
-        }
+        thread_.stop();
         {
             std::lock_guard guard(lock_);
-            stopping_ = false;
             changed_ = false;
         }
-        std::promise<std::string> started;
-        auto result = started.get_future();
-        thread_ = std::thread([this, onKeyDown = std::move(onKeyDown), onLost = std::move(onLost),
-                               started = std::move(started)]() mutable {
-            run(std::move(onKeyDown), std::move(onLost), started);
+        error = thread_.start([this, onKeyDown = std::move(onKeyDown),
+                               onLost = std::move(onLost)](std::promise<std::string>& started) {
+            run(onKeyDown, onLost, started);
         });
-        error = result.get();
-        if (error.empty()) return true;
-        thread_.join();
-        ::close(wake_);
-        wake_ = -1;
-        return false;
+        return error.empty();
     }
 
-    void stop() override {
-        if (!thread_.joinable()) return;
-        {
-            std::lock_guard guard(lock_);
-            stopping_ = true;
-        }
-        wake();
-        if (std::this_thread::get_id() == thread_.get_id()) return;  // from a callback
-        thread_.join();
-        ::close(wake_);
-        wake_ = -1;
-    }
+    void stop() override { thread_.stop(); }
 
     void setChords(std::vector<Chord> chords) override {
         {
@@ -376,7 +349,7 @@ class KeySourceX11 final : public KeySource {
             wanted_ = std::move(chords);
             changed_ = true;
         }
-        wake();
+        thread_.wake();
     }
 
     std::vector<ChordStatus> chordStatus() override {
@@ -385,13 +358,8 @@ class KeySourceX11 final : public KeySource {
     }
 
   private:
-    void wake() {
-        if (wake_ < 0) return;
-        std::uint64_t one = 1;
-        [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
-    }
-
-    void run(Callback onKeyDown, LostCallback onLost, std::promise<std::string>& started) {
+    void run(const Callback& onKeyDown, const LostCallback& onLost,
+             std::promise<std::string>& started) {
         std::string osName = std::string(kKeySourceThreadName).substr(0, 15);
         ::pthread_setname_np(::pthread_self(), osName.c_str());
 
@@ -433,16 +401,13 @@ class KeySourceX11 final : public KeySource {
             }
             if (XQLength(x.display()) > 0) continue;
 
-            pollfd descriptors[2] = {{ConnectionNumber(x.display()), POLLIN, 0},
-                                     {wake_, POLLIN, 0}};
-            if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) break;
-            if (descriptors[1].revents & POLLIN) {
-                std::uint64_t count = 0;
-                [[maybe_unused]] auto got = ::read(wake_, &count, sizeof count);
+            bool woken = false;
+            if (!thread_.sleep(ConnectionNumber(x.display()), woken)) break;
+            if (woken) {
+                if (thread_.stopping()) return;
                 std::optional<std::vector<Chord>> chords;
                 {
                     std::lock_guard guard(lock_);
-                    if (stopping_) return;
                     if (changed_) chords = takeWantedLocked();
                 }
                 if (chords) publish(session.apply(std::move(*chords)));
@@ -468,10 +433,8 @@ class KeySourceX11 final : public KeySource {
     std::mutex lock_;
     std::vector<Chord> wanted_;  // the last set given
     bool changed_ = false;
-    bool stopping_ = false;
     std::vector<ChordStatus> status_;
-    int wake_ = -1;
-    std::thread thread_;
+    XThread thread_;  // last: stopped before anything its body uses goes
 };
 
 }  // namespace

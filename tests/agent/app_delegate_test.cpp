@@ -63,7 +63,11 @@ class AppDelegateTest : public ::testing::Test {
                     auto desktop = std::make_unique<testing::FakeDesktop>();
                     desktop->trusted = trusted;
                     desktop->untrusted = "no XTEST";
-                    desktop->addApp(20, "org.other", "Other");
+                    if (windowManager) {
+                        desktop->addApp(20, "org.other", "Other");
+                    } else {
+                        desktop->focusedElement = platform::ax::failure;  // nothing to probe
+                    }
                     return platform::DesktopChoice{std::move(desktop), {}};
                 },
             .ownPid = 1,
@@ -87,6 +91,7 @@ class AppDelegateTest : public ::testing::Test {
     std::string keysBuffer;
     ActionHost host{context, keysBuffer, log, &noMove};
     bool trusted = true;
+    bool windowManager = true;
     std::optional<std::string> lost;
     std::optional<AppDelegate> delegate;
 };
@@ -132,6 +137,15 @@ TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLog
     EXPECT_THAT(lines(), ElementsAreArray(expected));
     EXPECT_EQ(source.starts, 0);
     EXPECT_EQ(delegate->interceptor(), nullptr);
+}
+
+TEST_F(AppDelegateTest, ANonFunctionalDesktopLeavesNoInterceptorAndShowsTheInstructions) {
+    windowManager = false;
+    launch();
+    EXPECT_THAT(lines(),
+                Contains("⚠️ Accessibility appears enabled but is non-functional: failure"));
+    EXPECT_THAT(lines(), Contains("Accessibility Permission Required"));
+    EXPECT_EQ(source.starts, 0);
 }
 
 TEST_F(AppDelegateTest, ARefusedKeySourceLeavesTheAgentWithoutInterception) {

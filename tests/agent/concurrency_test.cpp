@@ -3,11 +3,20 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <fstream>
+#include <sstream>
 #include <thread>
 
+#include "agent/app_delegate.h"
+#include "agent/config_json.h"
 #include "agent/config_store.h"
+#include "agent/main_loop.h"
 #include "agent/rule_engine.h"
+#include "platform/sim/sim_agent.h"
+#include "tests/agent/agent_fakes.h"
 #include "tests/agent/manual_scheduler.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
 namespace {
@@ -111,6 +120,119 @@ TEST(Concurrency, SystemLogFromSeveralThreads) {
     tap.join();
     work.join();
     log.flush();
+}
+
+std::atomic<int> moves{0};
+int countMove(const std::string&, const std::vector<window::MoveAppLocation>&,
+              const window::StateFilters&, bool, CommandContext&) {
+    ++moves;
+    return 0;
+}
+
+// The whole agent on its real threads: key presses arrive on the key source's thread while
+// the main loop switches the frontmost application, changes the rules, reloads an outside
+// edit of the file and finally stops; actions run on the work queue.
+TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
+    using namespace std::chrono_literals;
+    testing::TempDir dir;
+    const std::filesystem::path file = dir.path() / "wendle-config.json";
+    RootConfig config;
+    config.globalRules = {{.id = id(1), .chord = {124, {6}}, .action = {Action::MoveWindow{}}},
+                          {.id = id(2),
+                           .chord = {40, {6}},
+                           .action = {Action::SendKeystrokeSequence{"ab{ctrl+alt+right}"}}}};
+    config.appConfigs = {{.bundleID = "org.b", .ruleOverrides = {{id(1), {.enabled = false}}}}};
+    std::ofstream(file) << configText(config);
+
+    MemoryLog log;
+    MainLoop loop;
+    ConfigStore store(loop, Logger(log, LogCategory::appDelegate), [&] { return file; });
+    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
+    testing::FakeAppEvents events;
+    AppObserver observer(events, loop);
+    platform::sim::SimKeySource keys;
+    testing::FakeDesktop desktop;
+    std::ostringstream out;
+    CommandContext context(out, out, desktop);
+    std::string keysBuffer;
+    ActionHost host{context, keysBuffer, log, &countMove};
+    moves = 0;
+    std::optional<AppDelegate> delegate;
+    delegate.emplace(AgentParts{
+        .configStore = store,
+        .appObserver = observer,
+        .ruleEngine = engine,
+        .keySource = keys,
+        .actions = host,
+        .mainLoop = loop,
+        .log = log,
+        .openDesktop =
+            [] {
+                return platform::DesktopChoice{std::make_unique<testing::FakeDesktop>(), {}};
+            },
+        .ownPid = 1,
+        .onDisplayLost = {},
+    });
+    delegate->applicationDidFinishLaunching();
+    ASSERT_TRUE(keys.running());
+
+    std::atomic<bool> done{false};
+    std::atomic<int> swallowed{0};
+    std::thread source([&] {
+        const std::uint64_t flags = platform::keyflags::control | platform::keyflags::option;
+        while (!done) {
+            for (std::int64_t key : {124, 40}) {
+                if (keys.press({key, flags, std::nullopt}) == platform::KeyVerdict::swallow) {
+                    ++swallowed;
+                }
+            }
+            std::this_thread::sleep_for(500us);
+        }
+    });
+    std::thread appEvents([&] {
+        while (!done) {
+            events.activated();
+            std::this_thread::sleep_for(1ms);
+        }
+    });
+
+    int tick = 0;
+    std::function<void()> step = [&] {
+        events.frontmost = platform::AppInfo{
+            .pid = 2, .bundleID = tick % 2 ? "org.a" : "org.b", .localizedName = {}};
+        observer.updateFrontmost();
+        if (tick == 0 || tick == 40) {
+            store.update(
+                [&](RootConfig& c) { c.globalRules[0].swallow = !c.globalRules[0].swallow; });
+        }
+        if (tick == 80) {
+            RootConfig edited = config;
+            edited.globalRules.pop_back();
+            std::ofstream(file.string() + ".edit") << configText(edited);
+            std::filesystem::rename(file.string() + ".edit", file);
+        }
+        // Until the edit has been loaded, and no longer than 5 s.
+        bool reloaded = store.config().globalRules.size() == 1;
+        if (++tick >= 1000 || (tick > 120 && reloaded)) {
+            delegate->prepareToQuit();
+            done = true;
+            loop.quit(0);
+            return;
+        }
+        loop.schedule(5ms, step);
+    };
+    loop.schedule(0ms, step);
+    EXPECT_EQ(loop.run(), 0);
+    source.join();
+    appEvents.join();
+    delegate->interceptor()->workQueue().drain();
+    delegate.reset();
+    WindowActions::configStore = nullptr;
+
+    EXPECT_GT(swallowed.load(), 0);
+    EXPECT_GT(moves.load(), 0);
+    EXPECT_FALSE(desktop.keyEvents.empty());
+    EXPECT_EQ(store.config().globalRules.size(), 1u);
 }
 
 }  // namespace

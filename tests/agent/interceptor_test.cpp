@@ -236,6 +236,8 @@ TEST_F(InterceptorTest, StartingAgainReplacesTheRunningSource) {
     EXPECT_EQ(source.starts, 2);
     EXPECT_EQ(source.stops, 1);
     EXPECT_TRUE(source.running());
+    interceptor.stop();
+    EXPECT_FALSE(interceptor.running());
     source.refuseStart = true;
     EXPECT_FALSE(interceptor.start({}, error));
     EXPECT_EQ(error, "no keyboard here");

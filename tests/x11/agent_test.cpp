@@ -99,9 +99,9 @@ TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
         auto before = outerFrame(app.window());
         run({"xdotool", "key", c.chord});
         EXPECT_TRUE(eventually([&] { return outerFrame(app.window()) != before; })) << logText();
-        // A swallowed key never arrives; a passed one is
-        // APassedChordReachesTheFocusedApplication's.
-        if (!c.reachesApp) {
+        if (c.reachesApp) {
+            EXPECT_TRUE(eventually([&] { return app.keys().size() > keys; }));
+        } else {
             EXPECT_EQ(app.keys().size(), keys);
         }
         if (c.lock) run({"xdotool", "key", c.lock});
@@ -132,13 +132,35 @@ TEST_F(AgentOnX11, TheAgentsOwnTypingNeverTriggersItsRulesWhileAnotherProgramsDo
     EXPECT_EQ(countOf(logText(), "KeyDown: ⌃⌥→"), 1) << logText();
 }
 
-TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnError) {
+// The headless agent's one pending change is the save that follows every load: a file it
+// could not read whole is copied aside and rewritten 150 ms after it was loaded. The server
+// dies inside that wait, so only the save on the way out can write it.
+TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnErrorAfterItsPendingSave) {
     startAgent(kRight);
+    // The save after the launch has landed: the engine was built from it a second time.
+    ASSERT_TRUE(eventually([&] { return countOf(logText(), "RuleEngine:   - ⌃⌥→") == 2; }))
+        << logText();
+    // An edit made outside the agent, with a member it does not know.
+    auto edited = configFile().string() + ".edit";
+    std::ofstream(edited) << R"({"globalRules":[)" + kUp + R"(],"appConfigs":[],"theme":"dark"})";
+    std::filesystem::rename(edited, configFile());
+    ASSERT_TRUE(eventually([&] {
+        return logged(
+            "AppDelegate: Reloading the configuration: "
+            "the configuration file changed outside Wendle");
+    })) << logText();
     ::kill(serverPid(), SIGKILL);
+
     int status = 0;
     ASSERT_EQ(::waitpid(agent_->pid(), &status, 0), agent_->pid());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 1) << status << "\n" << logText();
-    EXPECT_THAT(logText(), HasSubstr("The X server went away"));
+    std::string text = logText();
+    auto gone = text.find("The X server went away");
+    auto saved = text.find("wendle-config.json could not be read whole");
+    ASSERT_NE(gone, std::string::npos) << text;
+    ASSERT_NE(saved, std::string::npos) << text;
+    EXPECT_LT(gone, saved) << "saved before the server was found gone:\n" << text;
+    EXPECT_EQ(support::readFile(configFile()), configWith(kUp));
 }
 
 TEST_F(AgentOnX11, AChordAnotherProgramHoldsIsReportedAndTheOthersStillWork) {
@@ -173,14 +195,6 @@ TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
     ASSERT_NE(failed, std::string::npos) << text;
     EXPECT_LT(failed, up);
     EXPECT_LT(up, text.find("Action: moveWindow(right)"));
-}
-
-// Fails today: the X11 key source replays a passed chord, but the client never receives it.
-TEST_F(AgentOnX11, APassedChordReachesTheFocusedApplication) {
-    TestApp app = startApp(home_, {"--class", "Editor", "--geometry", "798x580+100+100"});
-    startAgent(kLeft);
-    run({"xdotool", "key", "ctrl+alt+Left"});
-    EXPECT_TRUE(eventually([&] { return !app.keys().empty(); })) << logText();
 }
 
 TEST_F(AgentOnX11, OneAgentPerSessionFollowingItsFileAndEndingOnTerm) {
