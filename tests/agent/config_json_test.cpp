@@ -292,6 +292,13 @@ TEST(ConfigJson, MalformedMembersLoseOnlyWhatTheirLevelHolds) {
                        R"(false,"alignRightOnPrimary":false,"alignRightOnSecondary":false,)"
                        R"("alignLeftOnPrimary":false})"),
          whole, "globalRules[0].stateFilters.alignLeftOnSecondary"},
+        {"FiltersNotAnObject", ruleWith(cr + R"(,"stateFilters":5)"), whole,
+         "globalRules[0].stateFilters"},
+        {"AppTargetWithAMember",
+         ruleWith(ch + R"("action":{"moveMouse":{"target":{"app":{"x":1}},"position":"Center"}})"),
+         document("{" + kIdMember + ch + R"("action":{"moveMouse":{"target":{"app":{}},)"
+                  R"("position":"Center"}},"swallow":true})", kApp1),
+         "globalRules[0].action.moveMouse.target.app.x"},
         {"UnknownOverrideTarn", ruleWith(cr + R"(,"overrideTarn":"sideways")"), whole,
          "globalRules[0].overrideTarn"},
         {"OverrideTarnNotText", ruleWith(cr + R"(,"overrideTarn":true)"), whole,

@@ -86,6 +86,9 @@ TEST_F(MoveAppCommandTest, RightCyclesThroughBothScreensAndLeftGoesBack) {
         auto result = run({"move-app", "right"});
         std::string context = "right press " + std::to_string(++press);
         ASSERT_EQ(result.status, 0) << context << result.err;
+        // Presses 5 to 8 start on the second screen.
+        EXPECT_THAT(result.err, HasSubstr(press > 4 ? "isPrimary=false" : "isPrimary=true"))
+            << context;
         expectWindowAt(expected.frame, context);
         EXPECT_EQ(storedState()["horizontalState"], expected.hState) << context;
     }
