@@ -355,11 +355,18 @@ TEST(ConfigJson, MalformedMembersLoseOnlyWhatTheirLevelHolds) {
     }
 }
 
-TEST(ConfigJson, TheOneCaseMessageNamesTheProblem) {
-    DecodedConfig decoded = decode(ruleWith(kChord + R"(,"action":{})"));
-    ASSERT_EQ(decoded.issues.size(), 1u);
-    EXPECT_EQ(decoded.issues[0].message,
-              "Invalid number of keys found, expected one.; the whole list was left empty");
+TEST(ConfigJson, IssueMessagesNameTheProblemAndWhatWasKept) {
+    const std::pair<std::string, const char*> cases[] = {
+        {ruleWith(kChord + R"(,"action":{})"),
+         "Invalid number of keys found, expected one.; the whole list was left empty"},
+        {ruleWith(kChord + "," + kMoveRight + R"(,"stateFilters":{"fullWidthOnPrimary":1})"),
+         "expected true or false; all states stay enabled"},
+    };
+    for (const auto& [text, message] : cases) {
+        DecodedConfig decoded = decode(text);
+        ASSERT_EQ(decoded.issues.size(), 1u);
+        EXPECT_EQ(decoded.issues[0].message, message);
+    }
 }
 
 TEST(ConfigJson, IssuesInsideAnEmptiedListAreReplacedByItsFailure) {

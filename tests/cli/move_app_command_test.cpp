@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "support/json_text.h"
 #include "tests/common/command_runner.h"
 
@@ -97,6 +99,7 @@ TEST_F(MoveAppCommandTest, RightCyclesThroughBothScreensAndLeftGoesBack) {
     ASSERT_EQ(result.status, 0) << result.err;
     expectWindowAt(kRightCycle[6].frame, "left");
     EXPECT_EQ(storedState()["horizontalState"], 2);
+    EXPECT_EQ(storedState()["appName"], "My Editor");
     // The home frame never changed: every press landed where the last one asked.
     EXPECT_EQ(storedState()["initialFrame"],
               Json::parse(R"({"x":100,"y":100,"width":800,"height":600,"screenIndex":0})"));
@@ -289,6 +292,14 @@ TEST_F(MoveAppCommandTest, CorruptFilesDoNotStopTheMove) {
     EXPECT_THAT(result.err, HasSubstr("DEBUG: Creating new state for app\n"));
     expectWindowAt(kRightCycle[0].frame, "right over corrupt files");
     EXPECT_EQ(storedState()["horizontalState"], 1);
+}
+
+TEST_F(MoveAppCommandTest, StateThatCannotBeSavedEndsWithStatusOne) {
+    std::filesystem::create_directories(configDir().parent_path());
+    std::ofstream(configDir()) << "in the way";  // a file where the folder should be
+    auto result = run({"move-app", "right"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("ERROR: Could not save "));
 }
 
 TEST_F(MoveAppCommandTest, WindowThatRefusesASizeKeepsTheAskedFrameInState) {
