@@ -292,6 +292,13 @@ TEST(ConfigJson, MalformedMembersLoseOnlyWhatTheirLevelHolds) {
                        R"(false,"alignRightOnPrimary":false,"alignRightOnSecondary":false,)"
                        R"("alignLeftOnPrimary":false})"),
          whole, "globalRules[0].stateFilters.alignLeftOnSecondary"},
+        {"FiltersNotAnObject", ruleWith(cr + R"(,"stateFilters":5)"), whole,
+         "globalRules[0].stateFilters"},
+        {"AppTargetWithAMember",
+         ruleWith(ch + R"("action":{"moveMouse":{"target":{"app":{"x":1}},"position":"Center"}})"),
+         document("{" + kIdMember + ch + R"("action":{"moveMouse":{"target":{"app":{}},)"
+                  R"("position":"Center"}},"swallow":true})", kApp1),
+         "globalRules[0].action.moveMouse.target.app.x"},
         {"UnknownOverrideTarn", ruleWith(cr + R"(,"overrideTarn":"sideways")"), whole,
          "globalRules[0].overrideTarn"},
         {"OverrideTarnNotText", ruleWith(cr + R"(,"overrideTarn":true)"), whole,
@@ -348,11 +355,18 @@ TEST(ConfigJson, MalformedMembersLoseOnlyWhatTheirLevelHolds) {
     }
 }
 
-TEST(ConfigJson, TheOneCaseMessageNamesTheProblem) {
-    DecodedConfig decoded = decode(ruleWith(kChord + R"(,"action":{})"));
-    ASSERT_EQ(decoded.issues.size(), 1u);
-    EXPECT_EQ(decoded.issues[0].message,
-              "Invalid number of keys found, expected one.; the whole list was left empty");
+TEST(ConfigJson, IssueMessagesNameTheProblemAndWhatWasKept) {
+    const std::pair<std::string, const char*> cases[] = {
+        {ruleWith(kChord + R"(,"action":{})"),
+         "Invalid number of keys found, expected one.; the whole list was left empty"},
+        {ruleWith(kChord + "," + kMoveRight + R"(,"stateFilters":{"fullWidthOnPrimary":1})"),
+         "expected true or false; all states stay enabled"},
+    };
+    for (const auto& [text, message] : cases) {
+        DecodedConfig decoded = decode(text);
+        ASSERT_EQ(decoded.issues.size(), 1u);
+        EXPECT_EQ(decoded.issues[0].message, message);
+    }
 }
 
 TEST(ConfigJson, IssuesInsideAnEmptiedListAreReplacedByItsFailure) {

@@ -42,36 +42,6 @@ INSTANTIATE_TEST_SUITE_P(
         ChordCase{"VolumeDown", {73, {0}}, "Vol-", "73"}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(KeyNames, SpotChecksAcrossTheTable) {
-    const std::vector<std::pair<std::int64_t, const char*>> expected{
-        {0, "A"},       {11, "B"},    {6, "Z"},       {29, "0"},    {25, "9"},
-        {122, "F1"},    {64, "F17"},  {36, "Return"}, {48, "Tab"},  {49, "Space"},
-        {51, "Delete"}, {53, "Esc"},  {123, "←"},     {126, "↑"},   {27, "-"},
-        {24, "="},      {39, "'"},    {41, ";"},      {47, "."},    {115, "Home"},
-        {116, "PgUp"},  {119, "End"}, {121, "PgDn"},  {72, "Vol+"}, {74, "Mute"}};
-    for (const auto& [code, name] : expected) {
-        EXPECT_EQ((KeyChord{code, {}}.keyName()), name) << code;
-    }
-    for (std::int64_t unnamed :
-         {10, 52, 54, 55, 56, 57, 58, 59, 60, 61, 62, 63, 71, 75, 127, 200}) {
-        EXPECT_EQ((KeyChord{unnamed, {}}.keyName()), std::nullopt) << unnamed;
-    }
-}
-
-TEST(KeyNames, EightyFourDistinctNames) {
-    const auto& table = KeyChord::keyCodeToName();
-    EXPECT_EQ(table.size(), 84u);
-    std::set<std::string_view> names;
-    for (const auto& entry : table) names.insert(entry.second);
-    EXPECT_EQ(names.size(), 84u);
-}
-
-TEST(KeyChordEquality, KeyCodeAndWholeRawModifierValue) {
-    EXPECT_EQ((KeyChord{1, {6}}), (KeyChord{1, {6}}));
-    EXPECT_NE((KeyChord{1, {6}}), (KeyChord{2, {6}}));
-    EXPECT_NE((KeyChord{1, {6}}), (KeyChord{1, {6 | 32}}));
-}
-
 TEST(ActionNames, DirectionsAndPositionsReadBack) {
     std::vector<std::string> names;
     for (auto direction : Action::allMoveDirections) {

@@ -14,14 +14,6 @@
 namespace tarn::agent {
 namespace {
 
-TEST(LogCategories, NamesOfTheAgentsComponents) {
-    EXPECT_EQ(categoryName(LogCategory::appDelegate), "AppDelegate");
-    EXPECT_EQ(categoryName(LogCategory::keystrokeInterceptor), "KeystrokeInterceptor");
-    EXPECT_EQ(categoryName(LogCategory::ruleEngine), "RuleEngine");
-    EXPECT_EQ(categoryName(LogCategory::permissions), "Permissions");
-    EXPECT_EQ(categoryName(LogCategory::windowActions), "WindowActions");
-}
-
 TEST(MemoryLog, KeepsMessagesFromEveryThreadWhole) {
     MemoryLog log;
     Logger first(log, LogCategory::ruleEngine);

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "support/json_text.h"
 #include "tests/common/command_runner.h"
 
@@ -86,6 +88,9 @@ TEST_F(MoveAppCommandTest, RightCyclesThroughBothScreensAndLeftGoesBack) {
         auto result = run({"move-app", "right"});
         std::string context = "right press " + std::to_string(++press);
         ASSERT_EQ(result.status, 0) << context << result.err;
+        // Presses 5 to 8 start on the second screen.
+        EXPECT_THAT(result.err, HasSubstr(press > 4 ? "isPrimary=false" : "isPrimary=true"))
+            << context;
         expectWindowAt(expected.frame, context);
         EXPECT_EQ(storedState()["horizontalState"], expected.hState) << context;
     }
@@ -286,6 +291,14 @@ TEST_F(MoveAppCommandTest, CorruptFilesDoNotStopTheMove) {
     EXPECT_THAT(result.err, HasSubstr("DEBUG: Creating new state for app\n"));
     expectWindowAt(kRightCycle[0].frame, "right over corrupt files");
     EXPECT_EQ(storedState()["horizontalState"], 1);
+}
+
+TEST_F(MoveAppCommandTest, StateThatCannotBeSavedEndsWithStatusOne) {
+    std::filesystem::create_directories(configDir().parent_path());
+    std::ofstream(configDir()) << "in the way";  // a file where the folder should be
+    auto result = run({"move-app", "right"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, HasSubstr("ERROR: Could not save "));
 }
 
 TEST_F(MoveAppCommandTest, WindowThatRefusesASizeKeepsTheAskedFrameInState) {

@@ -240,9 +240,7 @@ void type(platform::Desktop& desktop, std::uint16_t code, std::uint64_t flags = 
 
 // macOS virtual key codes (ANSI) the tests type.
 namespace mac {
-constexpr std::uint16_t a = 0, b = 11, e = 14, h = 4, i = 34, r = 15, t = 17;
-constexpr std::uint16_t one = 18, equal = 24, comma = 43, slash = 44, space = 49;
-constexpr std::uint16_t enter = 36, right = 124, f5 = 96, f13 = 105, isoSection = 10;
+constexpr std::uint16_t a = 0, b = 11, e = 14, f5 = 96, f13 = 105, isoSection = 10;
 }  // namespace mac
 
 class Keys : public X11Test {
@@ -252,38 +250,6 @@ class Keys : public X11Test {
         return app.keys();
     }
 };
-
-TEST_F(Keys, TextCapitalsShiftedSymbolsAndEnterArriveExactly) {
-    auto app = startApp(dir_, {});
-    const std::uint64_t shift = keyflags::shift;
-    // "Hi, there! A+b?" and Enter
-    const std::pair<std::uint16_t, std::uint64_t> keys[] = {
-        {mac::h, shift},     {mac::i, 0},       {mac::comma, 0},     {mac::space, 0},
-        {mac::t, 0},         {mac::h, 0},       {mac::e, 0},         {mac::r, 0},
-        {mac::e, 0},         {mac::one, shift}, {mac::space, 0},     {mac::a, shift},
-        {mac::equal, shift}, {mac::b, 0},       {mac::slash, shift}, {mac::enter, 0},
-    };
-    for (auto [code, flags] : keys) type(desktop(), code, flags);
-
-    // State 0x1 is Shift.
-    EXPECT_THAT(received(app, 16),
-                ElementsAre("key H 0x1", "key i 0x0", "key comma 0x0", "key space 0x0", "key t 0x0",
-                            "key h 0x0", "key e 0x0", "key r 0x0", "key e 0x0", "key exclam 0x1",
-                            "key space 0x0", "key A 0x1", "key plus 0x1", "key b 0x0",
-                            "key question 0x1", "key Return 0x0"));
-    EXPECT_THAT(keysDown(), ElementsAre());
-}
-
-TEST_F(Keys, ChordsWithTwoModifiers) {
-    auto app = startApp(dir_, {});
-    type(desktop(), mac::t, keyflags::control | keyflags::option);
-    type(desktop(), mac::a, keyflags::shift | keyflags::command);
-    type(desktop(), mac::right, keyflags::command);
-
-    // Control 0x4, Alt (Mod1) 0x8, Super (Mod4) 0x40, Shift 0x1.
-    EXPECT_THAT(received(app, 3), ElementsAre("key t 0xc", "key A 0x41", "key Right 0x40"));
-    EXPECT_THAT(keysDown(), ElementsAre());
-}
 
 // The user's held modifiers used to be pressed again after every key, and one the user let
 // go of meanwhile stayed held by the XTEST device.
@@ -443,23 +409,6 @@ TEST_F(Clipboard, LargeTextGoesThroughInPieces) {
     desktop().clipboard().writeText(text);
     EXPECT_EQ(desktop().clipboard().readText(), text);
     EXPECT_EQ(clipboardText(), text);
-}
-
-// --- Pointer --------------------------------------------------------------------------------
-
-using Pointer = X11Test;
-
-TEST_F(Pointer, WarpLandsWhereAskedOnBothMonitors) {
-    const platform::Point points[] = {{960, 540}, {10, 35}, {2000, 500}, {3839, 1079}};
-    for (auto point : points) {
-        desktop().pointer().warp(point);
-        EXPECT_TRUE(eventually([&] { return pointerLocation() == point; }))
-            << point.x << "," << point.y;
-        EXPECT_EQ(desktop().pointer().location(), point);
-    }
-    EXPECT_TRUE(desktop().pointer().canCreateMouseEvent({0, 0}));
-    EXPECT_TRUE(desktop().accessibility().isTrusted(false));
-    EXPECT_EQ(desktop().accessibility().untrustedReason(), "");
 }
 
 // --- Things going away ----------------------------------------------------------------------

@@ -66,24 +66,6 @@ TEST_F(InputCommandsOnX11, GrabTypesWhatAnotherClientPutOnTheClipboard) {
     EXPECT_THAT(keysDown(), ElementsAre());
 }
 
-// `out=$(tarn keys '{put}')` must come back at once: the owner left serving the clipboard
-// holds none of tarn's descriptors. `timeout` ends a shell left waiting (status 124).
-TEST_F(InputCommandsOnX11, PutIsServedAfterTarnExitedAndTarnReturnsAtOnce) {
-    const std::string script = "out=$(\"$@\"); echo \"status $? [$out]\"";
-    auto result =
-        run({"timeout", "5", "sh", "-c", script, "sh", "env", "HOME=" + home_.path().string(),
-             "XDG_CONFIG_HOME=" + (home_.path() / ".config").string(), TARN_BINARY, "keys",
-             "{insert after from tarn \u2713}{put}"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "status 0 []\n");
-
-    EXPECT_EQ(clipboardText(), "from tarn \u2713");
-    EXPECT_EQ(clipboardText(), "from tarn \u2713");  // still served after a first read
-
-    putOnClipboard("someone else's");
-    EXPECT_EQ(clipboardText(), "someone else's");
-}
-
 // --- move-mouse -----------------------------------------------------------------------------
 
 struct PointerCase {
@@ -91,18 +73,13 @@ struct PointerCase {
     platform::Point expected;
 };
 
-// Screens count from the primary (0), then the others from the left; negative numbers count
-// from the end. Home is 10 right and down of the corner; center the middle. A window is
-// taken by its outer frame: 100,100 800x606 (client 798x581 plus openbox's 1,1,20,5).
+// The numbering of screens is proven on the fake desktop; here each kind of target once, on
+// the real monitors and the real outer frame: 100,100 800x606 (client 798x581 plus openbox's
+// 1,1,20,5). Home is 10 right and down of the corner; center the middle.
 const PointerCase kPointerCases[] = {
     {{"screen", "1", "center"}, {2880, 540}},
-    {{"screen", "1", "home"}, {1930, 10}},
     {{"screen", "0", "home"}, {10, 10}},
-    {{"screen"}, {960, 540}},
-    {{"screen", "-1", "center"}, {2880, 540}},
-    {{"screen", "3", "home"}, {1930, 10}},
     {{"app", "home"}, {110, 110}},
-    {{"app", "center"}, {500, 403}},
     {{}, {500, 403}},
 };
 

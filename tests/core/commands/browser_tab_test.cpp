@@ -6,74 +6,20 @@
 #include "core/errors.h"
 #include "support/store.h"
 #include "tests/common/fake_desktop.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::commands {
 namespace {
 
-TEST(BrowserTabScriptTest, ChromiumTemplateWithTwoTitleTerms) {
+// Both templates, the name as typed, every title term (an empty one too), quotes left as they
+// are.
+TEST(BrowserTabScriptTest, ChromiumAndSafariTemplates) {
     EXPECT_EQ(composeBrowserTabScript("Brave Browser", "mail.example", "Inbox||Mail",
                                       "https://mail.example/"),
-              "tell application \"Brave Browser\"\n"
-              "    activate\n"
-              "    set found to false\n"
-              "    \n"
-              "    repeat with w in windows\n"
-              "        set i to 0\n"
-              "        repeat with t in tabs of w\n"
-              "            set i to i + 1\n"
-              "            if (URL of t contains \"mail.example\") or (title of t contains "
-              "\"Inbox\") or (title of t contains \"Mail\") then\n"
-              "                set active tab index of w to i\n"
-              "                set index of w to 1\n"
-              "                set found to true\n"
-              "                exit repeat\n"
-              "            end if\n"
-              "        end repeat\n"
-              "        if found then exit repeat\n"
-              "    end repeat\n"
-              "    \n"
-              "    if not found then\n"
-              "        if (count of windows) is 0 then\n"
-              "            make new window\n"
-              "        end if\n"
-              "        tell window 1\n"
-              "            set newTab to make new tab with properties "
-              "{URL:\"https://mail.example/\"}\n"
-              "            set active tab index to (count of tabs)\n"
-              "        end tell\n"
-              "    end if\n"
-              "end tell");
-}
-
-TEST(BrowserTabScriptTest, SafariTemplateKeepsTheNameAsTypedAndAnEmptyTerm) {
+              testing::golden("core/commands/golden/chromium_tab.applescript"));
     EXPECT_EQ(composeBrowserTabScript("SAFARI", "a\"b", "", "u"),
-              "tell application \"SAFARI\"\n"
-              "    activate\n"
-              "    set found to false\n"
-              "    \n"
-              "    repeat with w in windows\n"
-              "        repeat with t in tabs of w\n"
-              "            if (URL of t contains \"a\"b\") or (name of t contains \"\") then\n"
-              "                set current tab of w to t\n"
-              "                set index of w to 1\n"
-              "                set found to true\n"
-              "                exit repeat\n"
-              "            end if\n"
-              "        end repeat\n"
-              "        if found then exit repeat\n"
-              "    end repeat\n"
-              "    \n"
-              "    if not found then\n"
-              "        if (count of windows) is 0 then\n"
-              "            make new document\n"
-              "        end if\n"
-              "        tell window 1\n"
-              "            set newTab to make new tab with properties {URL:\"u\"}\n"
-              "            set current tab to newTab\n"
-              "        end tell\n"
-              "    end if\n"
-              "end tell");
+              testing::golden("core/commands/golden/safari_tab.applescript"));
 }
 
 TEST(BrowserTabScriptTest, FamilyByNameIgnoringCase) {

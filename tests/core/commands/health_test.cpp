@@ -69,12 +69,6 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
 
-TEST(PermissionHealthNameTest, PrintsCaseNames) {
-    EXPECT_EQ(permissionHealthName(PermissionHealth::healthy), "healthy");
-    EXPECT_EQ(permissionHealthName(PermissionHealth::cannotMoveMouse), "cannotMoveMouse");
-    EXPECT_EQ(permissionHealthName(PermissionHealth::cannotReadPosition), "cannotReadPosition");
-}
-
 // A lost desktop is one error line; commands that need none never open it.
 TEST(TarnCliTest, DesktopIsOpenedOnlyByCommandsThatNeedIt) {
     std::ostringstream out, err;

@@ -19,31 +19,6 @@ TEST(KeyTablesTest, HoldEveryNameOnceInLowerCase) {
     EXPECT_EQ(keyMap().count("A") + keyMap().count("Enter") + modifierMap().count("CMD"), 0u);
 }
 
-// One or two names of every group, the shared codes, and the keys easiest to mix up.
-TEST(KeyTablesTest, KeyMapGivesTheAnsiKeyCode) {
-    // clang-format off
-    const std::pair<const char*, KeyCode> cases[] = {
-        {"a", 0}, {"q", 12}, {"z", 6}, {"0", 29}, {"5", 23}, {"6", 22}, {"9", 25}, {"f1", 122},
-        {"f17", 64}, {"f20", 90}, {"return", 36}, {"enter", 36}, {"keypadenter", 76},
-        {"delete", 51}, {"backspace", 51}, {"forwarddelete", 117}, {"esc", 53}, {"up", 126},
-        {"pagedown", 121}, {"quote", 39}, {"singlequote", 39}, {"grave", 50}, {"leftbrace", 33},
-        {"rightbrace", 30}, {"doublequote", 39}, {"keypad8", 91}, {"keypadequals", 81},
-        {"mute", 74}, {"volumeup", 72}};
-    // clang-format on
-    for (const auto& [name, code] : cases) {
-        auto found = keyMap().find(name);
-        ASSERT_NE(found, keyMap().end()) << name;
-        EXPECT_EQ(found->second, code) << name;
-    }
-}
-
-TEST(KeyTablesTest, ModifierMapGivesTheEventFlags) {
-    const std::pair<const char*, KeyFlags> expected[] = {
-        {"cmd", 0x100000}, {"command", 0x100000}, {"ctrl", 0x40000}, {"control", 0x40000},
-        {"alt", 0x80000},  {"option", 0x80000},   {"shift", 0x20000}};
-    for (const auto& [name, flags] : expected) EXPECT_EQ(modifierMap().at(name), flags) << name;
-}
-
 TEST(KeyTablesTest, PlainKeysMapTypableCharactersOnly) {
     // clang-format off
     const std::tuple<char, KeyCode, KeyFlags> typed[] = {
