@@ -197,17 +197,8 @@ AppRulesView::AppRulesView(ConfigStore& store, std::string bundleID, WindowAcces
     sectionColumn->addWidget(
         caption("You can enable/disable rules or customize state filters per app"));
     model_ = new AppRulesModel(store_, bundleID_, this);
-    table_ = new QTableView;
-    table_->setModel(model_);
-    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table_->setSelectionMode(QAbstractItemView::SingleSelection);
-    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table_->setAlternatingRowColors(true);
-    table_->setShowGrid(false);
-    table_->verticalHeader()->hide();
-    table_->verticalHeader()->setDefaultSectionSize(24);
+    table_ = rulesTable(model_);
     auto* columns = table_->horizontalHeader();
-    columns->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     columns->setSectionResizeMode(AppRulesModel::enabled, QHeaderView::Fixed);
     columns->setSectionResizeMode(AppRulesModel::hotkey, QHeaderView::Stretch);
     columns->setSectionResizeMode(AppRulesModel::action, QHeaderView::Stretch);
@@ -278,16 +269,7 @@ void AppRulesView::selectRule(std::optional<Uuid> id) {
 }
 
 void AppRulesView::syncTableSelection() {
-    int row = selected_ ? model_->rowOf(*selected_) : -1;
-    auto* selection = table_->selectionModel();
-    QSignalBlocker quiet(selection);
-    if (row < 0) {
-        selection->clearSelection();
-    } else {
-        selection->setCurrentIndex(model_->index(row, 0),
-                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-    }
-    table_->viewport()->update();
+    showSelectedRow(*table_, selected_ ? model_->rowOf(*selected_) : -1);
 }
 
 // A panel per rule, made when the selection changes and dropped when its rule is gone.

@@ -23,21 +23,12 @@ GlobalRulesView::GlobalRulesView(ConfigStore& store, std::function<int()> screen
     column->addWidget(heading("Global Hotkeys"));
 
     model_ = new GlobalRulesModel(store_, this);
-    table_ = new QTableView;
-    table_->setModel(model_);
-    table_->setSelectionBehavior(QAbstractItemView::SelectRows);
-    table_->setSelectionMode(QAbstractItemView::SingleSelection);
-    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
-    table_->setAlternatingRowColors(true);
-    table_->setShowGrid(false);
-    table_->verticalHeader()->hide();
-    table_->verticalHeader()->setDefaultSectionSize(24);
+    table_ = rulesTable(model_);
     table_->horizontalHeader()->setSectionResizeMode(GlobalRulesModel::hotkey,
                                                      QHeaderView::Interactive);
     table_->horizontalHeader()->setSectionResizeMode(GlobalRulesModel::action,
                                                      QHeaderView::Stretch);
     table_->horizontalHeader()->setSectionResizeMode(GlobalRulesModel::swallow, QHeaderView::Fixed);
-    table_->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     table_->setColumnWidth(GlobalRulesModel::hotkey, 160);
     table_->setColumnWidth(GlobalRulesModel::swallow, 80);
     table_->setMinimumHeight(160);
@@ -112,17 +103,7 @@ void GlobalRulesView::selectRule(std::optional<Uuid> id) {
 }
 
 void GlobalRulesView::syncTableSelection() {
-    int row = selected_ ? model_->rowOf(*selected_) : -1;
-    auto* selection = table_->selectionModel();
-    QSignalBlocker quiet(selection);
-    if (row < 0) {
-        selection->clearSelection();
-    } else {
-        selection->setCurrentIndex(model_->index(row, 0),
-                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
-        table_->scrollTo(model_->index(row, 0));
-    }
-    table_->viewport()->update();
+    showSelectedRow(*table_, selected_ ? model_->rowOf(*selected_) : -1);
     remove_->setEnabled(selected_.has_value());
 }
 

@@ -2,6 +2,8 @@
 
 #include <QApplication>
 #include <QFrame>
+#include <QHeaderView>
+#include <QSignalBlocker>
 
 namespace tarn::agent::ui {
 namespace {
@@ -44,6 +46,34 @@ QFrame* divider() {
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
     return line;
+}
+
+QTableView* rulesTable(QAbstractItemModel* model) {
+    auto* table = new QTableView;
+    table->setModel(model);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->setSelectionMode(QAbstractItemView::SingleSelection);
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setAlternatingRowColors(true);
+    table->setShowGrid(false);
+    table->verticalHeader()->hide();
+    table->verticalHeader()->setDefaultSectionSize(24);
+    table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    return table;
+}
+
+void showSelectedRow(QTableView& table, int row) {
+    auto* selection = table.selectionModel();
+    QSignalBlocker quiet(selection);
+    if (row < 0) {
+        selection->clearSelection();
+    } else {
+        QModelIndex first = table.model()->index(row, 0);
+        selection->setCurrentIndex(first,
+                                   QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        table.scrollTo(first);
+    }
+    table.viewport()->update();
 }
 
 }  // namespace tarn::agent::ui
