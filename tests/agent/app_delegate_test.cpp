@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "agent/config_json.h"
+#include "support/files.h"
 #include "tests/agent/agent_fakes.h"
 #include "tests/agent/manual_scheduler.h"
 #include "tests/common/fake_desktop.h"
@@ -19,22 +20,10 @@ using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
-int noMove(const std::string&, const std::vector<window::MoveAppLocation>&,
-           const window::StateFilters&, bool, CommandContext&) {
-    return 0;
-}
-
 RootConfig withRule(std::int64_t keyCode) {
-    Uuid::Bytes bytes{};
-    bytes[15] = static_cast<std::uint8_t>(keyCode);
-    RootConfig config;
-    config.globalRules = {{.id = Uuid(bytes),
-                           .chord = {keyCode, {6}},
-                           .action = {Action::MoveWindow{Action::MoveDirection::left}}}};
-    return config;
+    return {.globalRules = {{.id = testing::ruleId(1), .chord = {keyCode, {6}}}}};
 }
 
 class AppDelegateTest : public ::testing::Test {
@@ -89,7 +78,7 @@ class AppDelegateTest : public ::testing::Test {
     std::ostringstream out;
     CommandContext context{out, out, desktop};
     std::string keysBuffer;
-    ActionHost host{context, keysBuffer, log, &noMove};
+    ActionHost host{context, keysBuffer, log, nullptr};  // no key is pressed here
     bool trusted = true;
     bool windowManager = true;
     std::optional<std::string> lost;
@@ -139,16 +128,15 @@ TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLog
     EXPECT_EQ(delegate->interceptor(), nullptr);
 }
 
-TEST_F(AppDelegateTest, ANonFunctionalDesktopLeavesNoInterceptorAndShowsTheInstructions) {
+TEST_F(AppDelegateTest, ANonFunctionalDesktopOrARefusedKeySourceLeavesNoInterceptor) {
     windowManager = false;
     launch();
     EXPECT_THAT(lines(),
                 Contains("⚠️ Accessibility appears enabled but is non-functional: failure"));
     EXPECT_THAT(lines(), Contains("Accessibility Permission Required"));
     EXPECT_EQ(source.starts, 0);
-}
 
-TEST_F(AppDelegateTest, ARefusedKeySourceLeavesTheAgentWithoutInterception) {
+    windowManager = true;
     source.refuseStart = true;
     launch();
     EXPECT_THAT(lines(), Contains("❌ Failed to start keystroke interceptor: The event tap could "
@@ -203,12 +191,8 @@ TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEnt
     delegate->prepareToQuit();
     EXPECT_FALSE(source.running());
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{126, 6}));
-    std::ifstream in(file());
-    std::stringstream text;
-    text << in.rdbuf();
-    EXPECT_EQ(text.str(), configText(withRule(126)));
+    EXPECT_EQ(support::readFile(file()), configText(withRule(126)));
 
-    source.refuseStart = false;
     delegate->startInterceptionIfPossible();
     source.loseDisplay("the X server closed the connection");
     EXPECT_FALSE(lost);  // only on the main loop
