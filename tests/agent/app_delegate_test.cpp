@@ -11,6 +11,7 @@
 #include "tests/agent/agent_fakes.h"
 #include "tests/agent/manual_scheduler.h"
 #include "tests/common/fake_desktop.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
@@ -19,7 +20,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::Not;
 
 RootConfig withRule(std::int64_t keyCode) {
@@ -37,6 +37,11 @@ class AppDelegateTest : public ::testing::Test {
             if (entry.category != LogCategory::ruleEngine) found.push_back(entry.message);
         }
         return found;
+    }
+    std::string transcript() {
+        std::string text;
+        for (const std::string& line : lines()) text += line + "\n";
+        return text;
     }
     AppDelegate& launch() {
         delegate.emplace(AgentParts{
@@ -87,17 +92,7 @@ class AppDelegateTest : public ::testing::Test {
 
 TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
     launch();
-    EXPECT_THAT(
-        lines(),
-        ElementsAre("Wendle starting...", "Config loaded, rebuildingindex...",
-                    "AXIsProcessTrustedWithOptions returned: true",
-                    "Testing accessibility against Other (PID: 20)",
-                    "AXUIElementCopyAttributeValue for windows returned: success)",
-                    "Probe accessibility returned: success", "Accessibility is working!",
-                    "✅ Accessibility working, starting keystroke interceptor...",
-                    "✅ Accessibility verified, starting keystroke interceptor...",
-                    "Starting event tap...", "✅ Keystroke interceptor started successfully",
-                    "First run: starting at login is left off (no settings window to ask)"));
+    EXPECT_EQ(transcript(), testing::golden("agent/golden/first_launch.txt"));
     EXPECT_TRUE(source.running());
     EXPECT_NE(delegate->interceptor(), nullptr);
     EXPECT_EQ(WindowActions::configStore.load(), &store);
@@ -106,24 +101,12 @@ TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
     EXPECT_TRUE(std::filesystem::exists(file()));
 }
 
+// The trust check is logged at each of its three askings; the instructions line by line.
 TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLogged) {
     writeFile(configText(withRule(124)));
     trusted = false;
     launch();
-    const std::vector<std::string> check{"AXIsProcessTrustedWithOptions returned: false",
-                                         "Not trusted according to OS", "Reason: no XTEST"};
-    std::vector<std::string> expected{"Wendle starting...", "Config loaded, rebuildingindex..."};
-    expected.insert(expected.end(), check.begin(), check.end());
-    expected.push_back("⚠️ Accessibility not trusted, cannot start keystroke interception");
-    expected.insert(expected.end(), check.begin(), check.end());
-    expected.push_back("Accessibility Permission Required");
-    std::string text = Permissions::instructionsText(nullptr);
-    for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
-        end = text.find('\n', at);
-        expected.push_back(text.substr(at, end == std::string::npos ? end : end - at));
-    }
-    expected.insert(expected.end(), check.begin(), check.end());
-    EXPECT_THAT(lines(), ElementsAreArray(expected));
+    EXPECT_EQ(transcript(), testing::golden("agent/golden/untrusted_launch.txt"));
     EXPECT_EQ(source.starts, 0);
     EXPECT_EQ(delegate->interceptor(), nullptr);
 }

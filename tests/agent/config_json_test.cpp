@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
+
+#include "tests/common/golden.h"
 
 namespace tarn::agent {
 namespace {
@@ -82,29 +85,11 @@ TEST(ConfigJson, WritesExactTextAndReadsBackTheSameValue) {
         .ruleOverrides = {{uuid(kId1), RuleOverride{.stateFilters = StateFilters{}}},
                           {uuid("00000000-0000-4000-8000-000000000002"), {.enabled = false}}},
     };
-    const std::pair<RootConfig, std::string> cases[] = {
-        {RootConfig{{plain}, {editor}},
-         R"({"globalRules":[{"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C",)"
-         R"("chord":{"keyCode":124,"modifiers":6},"action":{"moveWindow":{"direction":"right"}},)"
-         R"("swallow":true,"stateFilters":{"fullWidthOnPrimary":true,"fullWidthOnSecondary":false,)"
-         R"("alignRightOnPrimary":true,"alignRightOnSecondary":true,"alignLeftOnPrimary":true,)"
-         R"("alignLeftOnSecondary":true}}],"appConfigs":[{"bundleID":"org.demo.editor",)"
-         R"("displayName":"Editor","savedLocations":[{"frame":[[100,50],[900,700]],)"
-         R"("screenIndex":0,"screenSpecific":true}],"ruleOverrides":)"
-         R"(["3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C",{"enabled":false}]}]})"},
-        {RootConfig{{unusual}, {odd}},
-         R"({"globalRules":[{"id":"ABCDEF01-2345-4789-8ABC-DEF012345678",)"
-         R"("chord":{"keyCode":-3,"modifiers":264},)"
-         R"("action":{"sendKeystrokeSequence":{"sequence":"a\/b\n\"c\""}},"swallow":false,)"
-         R"("overrideTarn":"maximize"}],"appConfigs":[{"bundleID":"b","displayName":"Bé",)"
-         R"("savedLocations":[{"frame":[[-1440.5,0],[0.25,1e+20]],"screenIndex":-1,)"
-         R"("screenSpecific":false}],"ruleOverrides":["00000000-0000-4000-8000-000000000002",)"
-         R"({"enabled":false},"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C",{"enabled":true,)"
-         R"("stateFilters":{"fullWidthOnPrimary":true,"fullWidthOnSecondary":true,)"
-         R"("alignRightOnPrimary":true,"alignRightOnSecondary":true,"alignLeftOnPrimary":true,)"
-         R"("alignLeftOnSecondary":true}}]}]})"},
-    };
-    for (const auto& [config, text] : cases) {
+    // One document a line, in the order of the configurations below.
+    std::istringstream texts(testing::golden("agent/golden/two_configs.jsonl"));
+    for (const RootConfig& config : {RootConfig{{plain}, {editor}}, RootConfig{{unusual}, {odd}}}) {
+        std::string text;
+        std::getline(texts, text);
         EXPECT_EQ(configText(config), text);
         DecodedConfig decoded = decode(text);
         EXPECT_TRUE(decoded.readWhole()) << text;
