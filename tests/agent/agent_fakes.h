@@ -5,10 +5,18 @@
 #include <string>
 #include <vector>
 
+#include "agent/uuid.h"
 #include "platform/app_events.h"
 #include "platform/key_source.h"
 
 namespace tarn::testing {
+
+// A rule identifier told apart by its last byte alone.
+inline agent::Uuid ruleId(int n) {
+    agent::Uuid::Bytes bytes{};
+    bytes[15] = static_cast<std::uint8_t>(n);
+    return agent::Uuid(bytes);
+}
 
 // A key source the test drives by hand: press() calls the callback as the source's thread
 // would, and the verdict comes back.

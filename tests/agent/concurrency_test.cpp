@@ -9,9 +9,7 @@
 
 #include "agent/app_delegate.h"
 #include "agent/config_json.h"
-#include "agent/config_store.h"
 #include "agent/main_loop.h"
-#include "agent/rule_engine.h"
 #include "platform/sim/sim_agent.h"
 #include "tests/agent/agent_fakes.h"
 #include "tests/agent/manual_scheduler.h"
@@ -21,54 +19,44 @@
 namespace tarn::agent {
 namespace {
 
-Uuid id(int n) {
-    Uuid::Bytes bytes{};
-    bytes[15] = static_cast<std::uint8_t>(n);
-    return Uuid(bytes);
-}
+using testing::ruleId;
+using namespace std::chrono_literals;
 
 const KeyChord kPressed{124, {6}};
 const StateFilters kFiltersA{.fullWidthOnPrimary = false};
 const StateFilters kFiltersB{.alignLeftOnSecondary = false};
 
-// A match mixing one variant's rules with another's overrides shows as a mismatched override.
-RootConfig variant(int rule, const StateFilters& filters, int padding) {
+// `rules` rules, the last one on kPressed with an override carrying `filters`: a reader that
+// mixes one variant's rules with another's overrides sees a mismatched override.
+RootConfig variant(int rule, const StateFilters& filters, int rules) {
     RootConfig config;
-    for (int i = 0; i < padding; ++i) {
-        config.globalRules.push_back(
-            HotkeyRule{.id = id(100 + i), .chord = {i, {8}}, .action = {Action::MoveWindow{}}});
-    }
-    config.globalRules.push_back(HotkeyRule{
-        .id = id(rule), .chord = kPressed, .action = {Action::SendKeystrokeSequence{"abc"}}});
-    config.appConfigs.push_back(AppConfig{
-        .bundleID = "org.demo.editor",
-        .displayName = "Editor",
-        .ruleOverrides = {{id(rule), RuleOverride{.enabled = true, .stateFilters = filters}}}});
+    for (int i = 1; i < rules; ++i)
+        config.globalRules.push_back({.id = ruleId(100 + i), .chord = {i, {8}}});
+    config.globalRules.push_back({.id = ruleId(rule), .chord = kPressed});
+    config.appConfigs.push_back({.bundleID = "org.demo.editor",
+                                 .ruleOverrides = {{ruleId(rule), {.stateFilters = filters}}}});
     return config;
 }
 
 TEST(Concurrency, MatchingWhileTheIndexIsRebuilt) {
     DiscardLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    const RootConfig a = variant(1, kFiltersA, 3);
-    const RootConfig b = variant(2, kFiltersB, 5);
+    const RootConfig a = variant(1, kFiltersA, 4), b = variant(2, kFiltersB, 6);
     engine.rebuildIndex(a);
-
     std::atomic<bool> done{false};
     int rebuilds = 0;
     std::thread rebuilder([&] {
-        for (int i = 0; !done.load(std::memory_order_relaxed); ++i, ++rebuilds) {
-            engine.rebuildIndex(i % 2 == 0 ? b : a);
+        for (; !done.load(std::memory_order_relaxed); ++rebuilds) {
+            engine.rebuildIndex(rebuilds % 2 == 0 ? b : a);
             std::this_thread::yield();
         }
     });
     int mismatches = 0;
     for (int i = 0; i < 1'000'000; ++i) {
         auto result = engine.match("org.demo.editor", kPressed);
-        bool consistent =
-            result && result->override &&
-            result->override->stateFilters == (result->rule.id == id(1) ? kFiltersA : kFiltersB);
-        if (!consistent) ++mismatches;
+        mismatches += !result || !result->override ||
+                      result->override->stateFilters !=
+                          (result->rule.id == ruleId(1) ? kFiltersA : kFiltersB);
     }
     done = true;
     rebuilder.join();
@@ -85,20 +73,19 @@ TEST(Concurrency, SnapshotsReadWhileTheStorePublishes) {
     std::atomic<int> reads{0};
     int mismatches = 0;
     std::thread workQueue([&] {
-        while (!done.load(std::memory_order_relaxed)) {
+        for (; !done.load(std::memory_order_relaxed); ++reads) {
             auto config = store.snapshot();
             // Each published configuration has as many applications as rules.
-            if (config->appConfigs.size() * 21 != config->globalRules.size()) ++mismatches;
-            ++reads;
+            mismatches += config->appConfigs.size() * 20 != config->globalRules.size();
         }
     });
+    const RootConfig one = variant(1, kFiltersA, 20);
     for (int i = 0; i < 2000 || reads.load() < 1000; ++i) {
-        RootConfig config = variant(1, kFiltersA, 20);
-        for (int extra = 0; extra < i % 3; ++extra) {
-            RootConfig more = variant(1, kFiltersA, 20);
-            config.globalRules.insert(config.globalRules.end(), more.globalRules.begin(),
-                                      more.globalRules.end());
-            config.appConfigs.push_back(more.appConfigs[0]);
+        RootConfig config;
+        for (int n = 0; n <= i % 3; ++n) {
+            config.globalRules.insert(config.globalRules.end(), one.globalRules.begin(),
+                                      one.globalRules.end());
+            config.appConfigs.push_back(one.appConfigs[0]);
         }
         store.setConfig(std::move(config));
     }
@@ -133,15 +120,14 @@ int countMove(const std::string&, const std::vector<window::MoveAppLocation>&,
 // the main loop switches the frontmost application, changes the rules, reloads an outside
 // edit of the file and finally stops; actions run on the work queue.
 TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
-    using namespace std::chrono_literals;
     testing::TempDir dir;
     const std::filesystem::path file = dir.path() / "wendle-config.json";
-    RootConfig config;
-    config.globalRules = {{.id = id(1), .chord = {124, {6}}, .action = {Action::MoveWindow{}}},
-                          {.id = id(2),
-                           .chord = {40, {6}},
-                           .action = {Action::SendKeystrokeSequence{"ab{ctrl+alt+right}"}}}};
-    config.appConfigs = {{.bundleID = "org.b", .ruleOverrides = {{id(1), {.enabled = false}}}}};
+    RootConfig config{
+        .globalRules = {{.id = ruleId(1), .chord = {124, {6}}},
+                        {.id = ruleId(2),
+                         .chord = {40, {6}},
+                         .action = {Action::SendKeystrokeSequence{"ab{ctrl+alt+right}"}}}},
+        .appConfigs = {{.bundleID = "org.b", .ruleOverrides = {{ruleId(1), {.enabled = false}}}}}};
     std::ofstream(file) << configText(config);
 
     MemoryLog log;
@@ -156,7 +142,6 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
     CommandContext context(out, out, desktop);
     std::string keysBuffer;
     ActionHost host{context, keysBuffer, log, &countMove};
-    moves = 0;
     std::optional<AppDelegate> delegate;
     delegate.emplace(AgentParts{
         .configStore = store,
@@ -180,20 +165,15 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
     std::atomic<int> swallowed{0};
     std::thread source([&] {
         const std::uint64_t flags = platform::keyflags::control | platform::keyflags::option;
-        while (!done) {
+        for (; !done; std::this_thread::sleep_for(500us)) {
             for (std::int64_t key : {124, 40}) {
-                if (keys.press({key, flags, std::nullopt}) == platform::KeyVerdict::swallow) {
-                    ++swallowed;
-                }
+                swallowed +=
+                    keys.press({key, flags, std::nullopt}) == platform::KeyVerdict::swallow;
             }
-            std::this_thread::sleep_for(500us);
         }
     });
     std::thread appEvents([&] {
-        while (!done) {
-            events.activated();
-            std::this_thread::sleep_for(1ms);
-        }
+        for (; !done; std::this_thread::sleep_for(1ms)) events.activated();
     });
 
     int tick = 0;
@@ -216,8 +196,7 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
         if (++tick >= 1000 || (tick > 120 && reloaded)) {
             delegate->prepareToQuit();
             done = true;
-            loop.quit(0);
-            return;
+            return loop.quit(0);
         }
         loop.schedule(5ms, step);
     };

@@ -16,20 +16,15 @@ using platform::KeyVerdict;
 using platform::keyflags::command;
 using platform::keyflags::control;
 using platform::keyflags::option;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
+using testing::ruleId;
+using Dir = Action::MoveDirection;
 
-constexpr std::uint64_t kCapsLock = 0x10000;
-constexpr std::uint64_t kNumericPad = 0x200000;
-constexpr std::int64_t kRightArrow = 124;
+constexpr std::int64_t kRight = 124;
 constexpr std::int64_t kK = 40;
-
-Uuid id(int n) {
-    Uuid::Bytes bytes{};
-    bytes[15] = static_cast<std::uint8_t>(n);
-    return Uuid(bytes);
-}
+constexpr std::uint64_t kCtlOpt = control | option;
 
 // What the move-app engine was asked, in order.
 struct MoveCall {
@@ -45,16 +40,17 @@ int movesToFail = 0;
 int recordMove(const std::string& direction, const std::vector<window::MoveAppLocation>& locations,
                const window::StateFilters& filters, bool fromUserRule, CommandContext&) {
     moveCalls.push_back({direction, locations, filters, fromUserRule});
-    if (movesToFail > 0) {
-        --movesToFail;
-        throw platform::DesktopError("lost the connection to the X server on display :9");
-    }
+    if (movesToFail-- > 0) throw platform::DesktopError("lost the connection to the X server");
     return 0;
 }
 
-const StateFilters kRuleFilters{.fullWidthOnPrimary = false};
-const StateFilters kOverrideFilters{.alignRightOnPrimary = false, .alignLeftOnSecondary = false};
-const window::StateFilters kAllOn{};
+HotkeyRule moveRule(int n, std::int64_t key, std::int64_t mods, Dir direction,
+                    bool swallow = true) {
+    return {.id = ruleId(n),
+            .chord = {key, {mods}},
+            .action = {Action::MoveWindow{direction}},
+            .swallow = swallow};
+}
 
 class InterceptorTest : public ::testing::Test {
   protected:
@@ -66,17 +62,14 @@ class InterceptorTest : public ::testing::Test {
         app.focused = 70;
         desktop.frontmost = 7;
         WindowActions::configStore = &store;
+        host.desktopLost = [this] { ++desktopsLost; };
+        host.beforeAction = [this] { ++actionsStarted; };
     }
     ~InterceptorTest() override { WindowActions::configStore = nullptr; }
 
     void configure(RootConfig config) {
         engine.rebuildIndex(config);
         store.setConfig(std::move(config));
-    }
-    void frontmostIs(std::optional<std::string> bundleID) {
-        events.frontmost =
-            platform::AppInfo{.pid = 7, .bundleID = std::move(bundleID), .localizedName = {}};
-        observer.updateFrontmost();
     }
     std::vector<std::string> lines(LogCategory category) {
         std::vector<std::string> found;
@@ -97,136 +90,82 @@ class InterceptorTest : public ::testing::Test {
     testing::FakeKeySource source;
     testing::FakeDesktop desktop;
     std::ostringstream out;
-    std::ostringstream err;
-    CommandContext context{out, err, desktop};
+    CommandContext context{out, out, desktop};
     std::string keysBuffer;
     int desktopsLost = 0;
     int actionsStarted = 0;
-    ActionHost host{context,
-                    keysBuffer,
-                    log,
-                    &recordMove,
-                    [this] { ++desktopsLost; },
-                    [this] { ++actionsStarted; }};
+    ActionHost host{context, keysBuffer, log, &recordMove};
     KeystrokeInterceptor interceptor{engine, observer, source, host, log};
 };
 
-HotkeyRule moveRule(int n, std::int64_t key, std::int64_t mods, Action::MoveDirection direction,
-                    bool swallow = true) {
-    return {.id = id(n),
-            .chord = {key, {mods}},
-            .action = {Action::MoveWindow{direction}},
-            .swallow = swallow};
-}
-
-// --- The key source's callback ------------------------------------------------------------
-
-struct PressCase {
-    const char* name;
-    std::int64_t keyCode;
-    std::uint64_t flags;
-    std::optional<std::int64_t> marker;
-    std::optional<std::string> frontmost;
-    KeyVerdict verdict;
-    std::vector<std::string> lines;  // the interceptor's log, actions included
-};
-
 TEST_F(InterceptorTest, EachPressIsLoggedMatchedAndSwallowedOrPassed) {
-    RootConfig config;
-    config.globalRules = {moveRule(1, kRightArrow, 6, Action::MoveDirection::right),
-                          moveRule(2, kK, 8, Action::MoveDirection::up, /*swallow=*/false)};
-    config.appConfigs = {{.bundleID = "org.off", .ruleOverrides = {{id(1), {.enabled = false}}}}};
-    configure(config);
-    std::string ruleOne = "execute() called for rule: " + id(1).text();
-    std::string ruleTwo = "execute() called for rule: " + id(2).text();
-    const std::vector<PressCase> cases{
-        {"bound chord",
-         kRightArrow,
-         control | option,
-         {},
-         "org.app",
-         KeyVerdict::swallow,
-         {"KeyDown: ⌃⌥→ (mod=6, keyCode=124, rawFlags=786432)",
-          "✓ Matched rule: moveWindow(right), swallow: true", ruleOne,
-          "  Action: moveWindow(right)"}},
-        {"caps lock and keypad bits",
-         kRightArrow,
-         control | option | kCapsLock | kNumericPad,
-         {},
-         "org.app",
-         KeyVerdict::swallow,
-         {"KeyDown: ⌃⌥→ (mod=6, keyCode=124, rawFlags=2949120)",
-          "✓ Matched rule: moveWindow(right), swallow: true", ruleOne,
-          "  Action: moveWindow(right)"}},
-        {"the agent's own key",
-         kRightArrow,
-         control | option,
-         0x43414C56,
-         "org.app",
-         KeyVerdict::pass,
-         {}},
-        {"another program's marker",
-         kRightArrow,
-         control | option,
-         0x43414C57,
-         std::nullopt,
-         KeyVerdict::swallow,
-         {"KeyDown: ⌃⌥→ (mod=6, keyCode=124, rawFlags=786432)",
-          "✓ Matched rule: moveWindow(right), swallow: true", ruleOne,
-          "  Action: moveWindow(right)"}},
-        {"an extra modifier",
-         kRightArrow,
-         control | option | command,
-         {},
-         "org.app",
-         KeyVerdict::pass,
-         {"KeyDown: ⌃⌥⌘→ (mod=14, keyCode=124, rawFlags=1835008)"}},
-        {"swallow off",
-         kK,
-         command,
-         {},
-         "org.app",
-         KeyVerdict::pass,
-         {"KeyDown: ⌘K (mod=8, keyCode=40, rawFlags=1048576)",
-          "✓ Matched rule: moveWindow(up), swallow: false", ruleTwo, "  Action: moveWindow(up)"}},
-        {"disabled for the application",
-         kRightArrow,
-         control | option,
-         {},
-         "org.off",
-         KeyVerdict::pass,
-         {"KeyDown: ⌃⌥→ (mod=6, keyCode=124, rawFlags=786432)"}},
+    configure(
+        {.globalRules = {moveRule(1, kRight, 6, Dir::right), moveRule(2, kK, 8, Dir::up, false)},
+         .appConfigs = {
+             {.bundleID = "org.off", .ruleOverrides = {{ruleId(1), {.enabled = false}}}}}});
+    struct Case {
+        const char* name;
+        std::int64_t keyCode;
+        std::uint64_t flags;
+        std::optional<std::int64_t> marker;
+        std::optional<std::string> frontmost;
+        KeyVerdict verdict;
+        const char* keyDown;  // the chord as logged; null: nothing logged
+        int rule;             // the rule whose action runs; 0: none
+    };
+    using enum KeyVerdict;
+    const auto none = std::nullopt;
+    const char* kBound = "⌃⌥→ (mod=6, keyCode=124, rawFlags=786432)";
+    const Case cases[] = {
+        {"bound chord", kRight, kCtlOpt, none, "org.app", swallow, kBound, 1},
+        {"caps lock and keypad bits", kRight, kCtlOpt | 0x10000 | 0x200000, none, "org.app",
+         swallow, "⌃⌥→ (mod=6, keyCode=124, rawFlags=2949120)", 1},
+        {"the agent's own key", kRight, kCtlOpt, 0x43414C56, "org.app", pass, nullptr, 0},
+        {"another program's marker", kRight, kCtlOpt, 0x43414C57, none, swallow, kBound, 1},
+        {"an extra modifier", kRight, kCtlOpt | command, none, "org.app", pass,
+         "⌃⌥⌘→ (mod=14, keyCode=124, rawFlags=1835008)", 0},
+        {"swallow off", kK, command, none, "org.app", pass,
+         "⌘K (mod=8, keyCode=40, rawFlags=1048576)", 2},
+        {"disabled for the application", kRight, kCtlOpt, none, "org.off", pass, kBound, 0},
+    };
+    const std::vector<std::string> ran[] = {
+        {},
+        {"✓ Matched rule: moveWindow(right), swallow: true",
+         "execute() called for rule: " + ruleId(1).text(), "  Action: moveWindow(right)"},
+        {"✓ Matched rule: moveWindow(up), swallow: false",
+         "execute() called for rule: " + ruleId(2).text(), "  Action: moveWindow(up)"},
     };
     std::string error;
     ASSERT_TRUE(interceptor.start({}, error));
-    for (const PressCase& c : cases) {
+    for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        frontmostIs(c.frontmost);
+        events.frontmost =
+            platform::AppInfo{.pid = 7, .bundleID = c.frontmost, .localizedName = {}};
+        observer.updateFrontmost();
         log.takeMessages();
         EXPECT_EQ(source.press(c.keyCode, c.flags, c.marker), c.verdict);
         interceptor.workQueue().drain();
-        EXPECT_THAT(lines(LogCategory::keystrokeInterceptor), ElementsAreArray(c.lines));
+        std::vector<std::string> expected = ran[c.rule];
+        if (c.keyDown) expected.insert(expected.begin(), std::string("KeyDown: ") + c.keyDown);
+        EXPECT_THAT(lines(LogCategory::keystrokeInterceptor), ElementsAreArray(expected));
     }
 }
 
 TEST_F(InterceptorTest, ActionsRunInPressOrderAndAFailureCostsOnlyItsOwnPress) {
-    configure({.globalRules = {moveRule(1, kRightArrow, 6, Action::MoveDirection::right),
-                               moveRule(2, kK, 6, Action::MoveDirection::down)}});
+    configure({.globalRules = {moveRule(1, kRight, 6, Dir::right), moveRule(2, kK, 6, Dir::down)}});
     std::string error;
     ASSERT_TRUE(interceptor.start({}, error));
     movesToFail = 1;
-    source.press(kRightArrow, control | option);
-    source.press(kK, control | option);
-    source.press(kRightArrow, control | option);
+    for (std::int64_t key : {kRight, kK, kRight}) source.press(key, kCtlOpt);
     interceptor.workQueue().drain();
-    ASSERT_EQ(moveCalls.size(), 3u);
-    EXPECT_EQ(moveCalls[0].direction, "right");
-    EXPECT_EQ(moveCalls[1].direction, "down");
+    std::vector<std::string> directions;
+    for (const MoveCall& call : moveCalls) directions.push_back(call.direction);
+    EXPECT_THAT(directions, ElementsAre("right", "down", "right"));
     EXPECT_EQ(desktopsLost, 1);
     EXPECT_EQ(actionsStarted, 3);  // each action starts from a fresh look at the desktop
     EXPECT_THAT(lines(LogCategory::keystrokeInterceptor),
-                ::testing::Contains("Action failed, the desktop went away: lost the connection "
-                                    "to the X server on display :9"));
+                Contains("Action failed, the desktop went away: lost the connection to the X "
+                         "server"));
 }
 
 TEST_F(InterceptorTest, StartingAgainReplacesTheRunningSource) {
@@ -245,95 +184,56 @@ TEST_F(InterceptorTest, StartingAgainReplacesTheRunningSource) {
 }
 
 TEST(ChordSet, EveryRuleChordOnceWithoutUnpressableModifiers) {
-    RootConfig config;
-    config.globalRules = {moveRule(1, kRightArrow, 6, Action::MoveDirection::right),
-                          moveRule(2, kRightArrow, 6, Action::MoveDirection::left),
-                          moveRule(3, kK, 8 | 16, Action::MoveDirection::up),
-                          moveRule(4, kK, 15, Action::MoveDirection::up)};
+    RootConfig config{
+        .globalRules = {moveRule(1, kRight, 6, Dir::right), moveRule(2, kRight, 6, Dir::left),
+                        moveRule(3, kK, 8 | 16, Dir::up), moveRule(4, kK, 15, Dir::up)}};
     EXPECT_THAT(chordsOf(config), ElementsAre(platform::Chord{kK, 15}, platform::Chord{124, 6}));
 }
 
-// --- Moving the window --------------------------------------------------------------------
-
-struct MoveCase {
-    const char* name;
-    Action::MoveDirection direction;
-    std::optional<StateFilters> ruleFilters;
-    std::optional<RuleOverride> override;
-    MoveCall expected;
-    std::vector<std::string> lines;  // WindowActions' log
-};
-
 TEST_F(InterceptorTest, MovesTakeTheEffectiveFiltersAndTheApplicationsSavedLocations) {
-    RootConfig config;
-    config.appConfigs = {{.bundleID = "org.app",
-                          .savedLocations = {{{0, 25, 960, 1055}, 0, true},
-                                             {{960, 25, 960.5, 1055}, 0, false},
-                                             {{1920, 0, 1920, 1080}, 1, true}}}};
-    configure(config);
+    configure({.appConfigs = {{.bundleID = "org.app",
+                               .savedLocations = {{{0, 25, 960, 1055}, 0, true},
+                                                  {{960, 25, 960.5, 1055}, 0, false},
+                                                  {{1920, 0, 1920, 1080}, 1, true}}}}});
     const std::vector<window::MoveAppLocation> three{
         {{0, 25, 960, 1055}, true}, {{960, 25, 960.5, 1055}, false}, {{1920, 0, 1920, 1080}, true}};
-    window::StateFilters overrideFilters;
-    overrideFilters.alignLeftOnSecondary = false;
-    overrideFilters.alignRightOnPrimary = false;
-    window::StateFilters ruleFilters;
-    ruleFilters.fullWidthOnPrimary = false;
-    const std::vector<std::string> locationLines{
+    const std::vector<std::string> listed{
         "Found 3 saved location(s)",
         "  [0]: frame=(0.000000,25.000000,960.000000,1055.000000) screen=0 screenSpecific=true",
-        "  [1]: frame=(960.000000,25.000000,960.500000,1055.000000) screen=0 "
-        "screenSpecific=false",
-        "  [2]: frame=(1920.000000,0.000000,1920.000000,1080.000000) screen=1 "
-        "screenSpecific=true"};
-    auto with = [](std::vector<std::string> head, const std::vector<std::string>& middle,
-                   std::vector<std::string> tail) {
-        head.insert(head.end(), middle.begin(), middle.end());
-        head.insert(head.end(), tail.begin(), tail.end());
-        return head;
+        "  [1]: frame=(960.000000,25.000000,960.500000,1055.000000) screen=0 screenSpecific=false",
+        "  [2]: frame=(1920.000000,0.000000,1920.000000,1080.000000) screen=1 screenSpecific=true",
+        "Using provided state filters for rule"};
+    const RuleOverride withFilters{
+        .stateFilters = StateFilters{.alignRightOnPrimary = false, .alignLeftOnSecondary = false}};
+    window::StateFilters ofOverride, ofRule, allOn;
+    ofOverride.alignRightOnPrimary = ofOverride.alignLeftOnSecondary = false;
+    ofRule.fullWidthOnPrimary = false;
+    struct Case {
+        Dir direction;
+        std::optional<RuleOverride> override;
+        MoveCall expected;
     };
-    const std::vector<MoveCase> cases{
-        {"maximize is up, bare",
-         Action::MoveDirection::maximize,
-         kRuleFilters,
-         {},
-         {"up", {}, kAllOn, true},
-         {"performMove called: direction=maximize", "Calling handleMoveApp: direction=up"}},
-        {"left with the override's filters",
-         Action::MoveDirection::left,
-         kRuleFilters,
-         RuleOverride{.stateFilters = kOverrideFilters},
-         {"left", three, overrideFilters, true},
-         with({"performMove called: direction=left"}, locationLines,
-              {"Using provided state filters for rule", "Calling handleMoveApp: direction=left"})},
-        {"an override without filters keeps the rule's",
-         Action::MoveDirection::right,
-         kRuleFilters,
-         RuleOverride{},
-         {"right", three, ruleFilters, true},
-         with({"performMove called: direction=right"}, locationLines,
-              {"Using provided state filters for rule", "Calling handleMoveApp: direction=right"})},
-        {"up ignores filters",
-         Action::MoveDirection::up,
-         kRuleFilters,
-         RuleOverride{.stateFilters = kOverrideFilters},
-         {"up", {}, kAllOn, true},
-         {"performMove called: direction=up", "Calling handleMoveApp: direction=up"}},
-        {"down",
-         Action::MoveDirection::down,
-         {},
-         {},
-         {"down", {}, kAllOn, true},
-         {"performMove called: direction=down", "Calling handleMoveApp: direction=down"}},
+    const Case cases[] = {
+        {Dir::maximize, withFilters, {"up", {}, allOn, true}},  // up and down take no filters
+        {Dir::up, withFilters, {"up", {}, allOn, true}},
+        {Dir::down, {}, {"down", {}, allOn, true}},
+        {Dir::left, withFilters, {"left", three, ofOverride, true}},
+        {Dir::right, RuleOverride{}, {"right", three, ofRule, true}},  // keeps the rule's filters
     };
-    for (const MoveCase& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(directionName(c.direction));
         moveCalls.clear();
         log.takeMessages();
-        HotkeyRule rule = moveRule(1, kRightArrow, 6, c.direction);
-        rule.stateFilters = c.ruleFilters;
+        HotkeyRule rule = moveRule(1, kRight, 6, c.direction);
+        rule.stateFilters = StateFilters{.fullWidthOnPrimary = false};
         interceptor.execute(rule, c.override, "org.app");
         EXPECT_THAT(moveCalls, ElementsAre(c.expected));
-        EXPECT_THAT(lines(LogCategory::windowActions), ElementsAreArray(c.lines));
+        std::vector<std::string> expected{"performMove called: direction=" +
+                                          std::string(directionName(c.direction))};
+        if (!c.expected.locations.empty())
+            expected.insert(expected.end(), listed.begin(), listed.end());
+        expected.push_back("Calling handleMoveApp: direction=" + c.expected.direction);
+        EXPECT_THAT(lines(LogCategory::windowActions), ElementsAreArray(expected));
     }
 }
 
@@ -341,8 +241,8 @@ TEST_F(InterceptorTest, AnApplicationWithoutSavedLocationsMovesWithDefaults) {
     desktop.apps.front().info.bundleID = "org.other";
     configure(
         {.appConfigs = {{.bundleID = "org.app", .savedLocations = {{{0, 0, 9, 9}, 0, true}}}}});
-    interceptor.execute(moveRule(1, kRightArrow, 6, Action::MoveDirection::right), {}, "org.app");
-    EXPECT_THAT(moveCalls, ElementsAre(MoveCall{"right", {}, kAllOn, true}));
+    interceptor.execute(moveRule(1, kRight, 6, Dir::right), {}, "org.app");
+    EXPECT_THAT(moveCalls, ElementsAre(MoveCall{"right", {}, {}, true}));
     EXPECT_THAT(lines(LogCategory::windowActions),
                 ElementsAre("performMove called: direction=right",
                             "No saved locations found for frontmost app",
@@ -350,88 +250,62 @@ TEST_F(InterceptorTest, AnApplicationWithoutSavedLocationsMovesWithDefaults) {
                             "Calling handleMoveApp: direction=right"));
 }
 
-// --- Moving the pointer -------------------------------------------------------------------
-
-struct MouseCase {
-    const char* name;
-    Action::MoveMouse action;
-    std::vector<platform::Point> warps;
-    std::string lastLine;
-};
-
 TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
     desktop.screens = {{0, 0, 1440, 900}, {1440, -200, 1920, 1080}};
     using Screen = Action::MouseTarget::Screen;
     using App = Action::MouseTarget::App;
     const auto corner = Action::MousePosition::upperCorner;
     const auto center = Action::MousePosition::center;
-    const std::vector<MouseCase> cases{
-        {"index past the end", {{Screen{2}}, corner}, {}, "Screen index 2 out of bounds"},
-        {"negative index", {{Screen{-1}}, center}, {}, "Screen index -1 out of bounds"},
-        {"primary corner",
-         {{Screen{0}}, corner},
-         {{10, 10}},
-         "Moving mouse to: (10.000000, 10.000000)"},
-        {"primary center",
-         {{Screen{0}}, center},
-         {{720, 450}},
-         "Moving mouse to: (720.000000, 450.000000)"},
-        {"second screen corner",
-         {{Screen{1}}, corner},
-         {{1450, -190}},
-         "Moving mouse to: (1450.000000, -190.000000)"},
-        {"window center",
-         {{App{}}, center},
-         {{500, 500}},
-         "Moving mouse to: (500.000000, 500.000000)"},
-        {"window corner",
-         {{App{}}, corner},
-         {{110, 210}},
-         "Moving mouse to: (110.000000, 210.000000)"},
+    struct Case {
+        Action::MoveMouse action;
+        std::vector<platform::Point> warps;
+        std::string lastLine;
     };
-    for (const MouseCase& c : cases) {
-        SCOPED_TRACE(c.name);
+    const Case cases[] = {
+        {{{Screen{2}}, corner}, {}, "Screen index 2 out of bounds"},
+        {{{Screen{-1}}, center}, {}, "Screen index -1 out of bounds"},
+        {{{Screen{0}}, corner}, {{10, 10}}, "Moving mouse to: (10.000000, 10.000000)"},
+        {{{Screen{0}}, center}, {{720, 450}}, "Moving mouse to: (720.000000, 450.000000)"},
+        {{{Screen{1}}, corner}, {{1450, -190}}, "Moving mouse to: (1450.000000, -190.000000)"},
+        {{{App{}}, center}, {{500, 500}}, "Moving mouse to: (500.000000, 500.000000)"},
+        {{{App{}}, corner}, {{110, 210}}, "Moving mouse to: (110.000000, 210.000000)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.lastLine);
         desktop.warps.clear();
         log.takeMessages();
-        interceptor.execute({.id = id(1), .action = {c.action}}, {}, "org.app");
+        interceptor.execute({.id = ruleId(1), .action = {c.action}}, {}, "org.app");
         EXPECT_EQ(desktop.warps, c.warps);
-        auto written = lines(LogCategory::windowActions);
-        ASSERT_FALSE(written.empty());
-        EXPECT_EQ(written.back(), c.lastLine);
+        EXPECT_EQ(lines(LogCategory::windowActions).back(), c.lastLine);
     }
 }
 
 TEST_F(InterceptorTest, NoWindowToAimAtLeavesThePointer) {
-    const Action::MoveMouse toWindow{{Action::MouseTarget::App{}}, Action::MousePosition::center};
+    const HotkeyRule toWindow{
+        .action = {Action::MoveMouse{{Action::MouseTarget::App{}}, Action::MousePosition::center}}};
     desktop.apps.front().focusedWindowError = -25204;
-    interceptor.execute({.id = id(1), .action = {toWindow}}, {}, {});
+    interceptor.execute(toWindow, {}, {});
     desktop.apps.front().focusedWindowError = platform::ax::success;
     desktop.apps.front().windows.front().frameReadable = false;
-    interceptor.execute({.id = id(1), .action = {toWindow}}, {}, {});
+    interceptor.execute(toWindow, {}, {});
     desktop.frontmost.reset();
-    interceptor.execute({.id = id(1), .action = {toWindow}}, {}, {});
-    EXPECT_THAT(desktop.warps, IsEmpty());
-    auto written = lines(LogCategory::windowActions);
-    EXPECT_THAT(written, ::testing::IsSupersetOf({"Could not get frontmost window",
-                                                  "Could not get window frame",
-                                                  "No frontmost application"}));
+    interceptor.execute(toWindow, {}, {});
+    EXPECT_TRUE(desktop.warps.empty());
+    EXPECT_THAT(
+        lines(LogCategory::windowActions),
+        ::testing::IsSupersetOf({"Could not get frontmost window", "Could not get window frame",
+                                 "No frontmost application"}));
 }
 
-// --- Typing -------------------------------------------------------------------------------
-
 TEST_F(InterceptorTest, TypedKeysCarryTheMarkerAndKeepTheSessionsBuffer) {
-    auto type = [&](const char* sequence) {
-        interceptor.execute({.id = id(1), .action = {Action::SendKeystrokeSequence{sequence}}}, {},
-                            {});
-    };
-    type("a{insert after kept}");
-    type("{insert after !}");
+    for (const char* sequence : {"a{insert after kept}", "{insert after !}", "{unclosed"}) {
+        interceptor.execute({.action = {Action::SendKeystrokeSequence{sequence}}}, {}, {});
+    }
     ASSERT_FALSE(desktop.keyEvents.empty());
     for (const auto& event : desktop.keyEvents) EXPECT_EQ(event.marker, 0x43414C56);
     EXPECT_EQ(keysBuffer, "kept!");
-    type("{unclosed");
     EXPECT_THAT(lines(LogCategory::keystrokeInterceptor),
-                ::testing::Contains("Keystroke sequence failed with status 2"));
+                Contains("Keystroke sequence failed with status 2"));
 }
 
 }  // namespace

@@ -1,36 +1,17 @@
 #include "agent/logger.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace tarn::agent {
 namespace {
-
-TEST(MemoryLog, KeepsMessagesFromEveryThreadWhole) {
-    MemoryLog log;
-    Logger first(log, LogCategory::ruleEngine);
-    Logger second(log, LogCategory::permissions);
-    std::thread other([&] {
-        for (int i = 0; i < 500; ++i) second.error("from the other thread");
-    });
-    for (int i = 0; i < 500; ++i) first.error("from this thread");
-    other.join();
-    auto entries = log.entries();
-    ASSERT_EQ(entries.size(), 1000u);
-    for (const auto& entry : entries) {
-        EXPECT_EQ(entry.message, entry.category == LogCategory::ruleEngine
-                                     ? "from this thread"
-                                     : "from the other thread");
-    }
-}
 
 TEST(DiscardLog, TellsLoggersNotToBuildMessages) {
     DiscardLog discard;
@@ -39,56 +20,37 @@ TEST(DiscardLog, TellsLoggersNotToBuildMessages) {
     EXPECT_TRUE(Logger(memory, LogCategory::appDelegate).enabled());
 }
 
-// Points standard error somewhere else for the life of the object.
-class RedirectedStderr {
-  public:
-    explicit RedirectedStderr(int fd) : saved_(::dup(STDERR_FILENO)) { ::dup2(fd, STDERR_FILENO); }
+// Points standard error at `fd` for the life of the object.
+struct RedirectedStderr {
+    explicit RedirectedStderr(int fd) { ::dup2(fd, STDERR_FILENO); }
     ~RedirectedStderr() {
-        ::dup2(saved_, STDERR_FILENO);
-        ::close(saved_);
+        ::dup2(saved, STDERR_FILENO);
+        ::close(saved);
     }
-    RedirectedStderr(const RedirectedStderr&) = delete;
-    RedirectedStderr& operator=(const RedirectedStderr&) = delete;
-
-  private:
-    int saved_;
+    int saved = ::dup(STDERR_FILENO);
 };
 
 std::string drain(int fd) {
     std::string text;
     char buffer[4096];
-    ssize_t n;
-    while ((n = ::read(fd, buffer, sizeof buffer)) > 0) {
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) {
         text.append(buffer, static_cast<std::size_t>(n));
     }
     return text;
 }
 
 // A pseudo-terminal: `terminal` is what a program writes to, `master` what shows up there.
-class Pty {
-  public:
+// Once the terminal side is closed, reading the master ends after what was written.
+struct Pty {
     Pty() {
-        master = ::posix_openpt(O_RDWR | O_NOCTTY);
-        if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) {
-            throw std::runtime_error("no pseudo-terminal");
-        }
+        if (master < 0 || ::grantpt(master) != 0 || ::unlockpt(master) != 0) std::abort();
         terminal = ::open(::ptsname(master), O_RDWR | O_NOCTTY);
-        if (terminal < 0) throw std::runtime_error("no pseudo-terminal");
     }
     ~Pty() {
-        closeTerminal();
+        if (terminal >= 0) ::close(terminal);
         ::close(master);
     }
-    Pty(const Pty&) = delete;
-    Pty& operator=(const Pty&) = delete;
-
-    // Once the terminal side is closed, reading the master ends after what was written.
-    void closeTerminal() {
-        if (terminal >= 0) ::close(terminal);
-        terminal = -1;
-    }
-
-    int master = -1;
+    int master = ::posix_openpt(O_RDWR | O_NOCTTY);
     int terminal = -1;
 };
 
@@ -96,6 +58,7 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     constexpr int kMessages = 2000;
     const std::string text = "line " + std::string(200, 'x');
     Pty pty;
+    ASSERT_GE(pty.terminal, 0);
     std::string shown;
     std::thread reader;
     {
@@ -106,7 +69,7 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
         for (int i = 0; i < kMessages; ++i) logger.error(text);
         reader = std::thread([&] { shown = drain(pty.master); });
     }
-    pty.closeTerminal();
+    ::close(std::exchange(pty.terminal, -1));
     reader.join();
     int written = 0;
     int dropped = 0;
@@ -125,8 +88,11 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     EXPECT_EQ(written + dropped, kMessages);
 }
 
-TEST(SystemLog, EchoesToATerminalAndFlushWaitsForTheWriter) {
+TEST(SystemLog, EchoesToATerminalOnlyAndFlushWaitsForTheWriter) {
     Pty pty;
+    ASSERT_GE(pty.terminal, 0);
+    int pipeEnds[2];
+    ASSERT_EQ(::pipe(pipeEnds), 0);
     std::string shown;
     {
         RedirectedStderr redirect(pty.terminal);
@@ -137,19 +103,14 @@ TEST(SystemLog, EchoesToATerminalAndFlushWaitsForTheWriter) {
         ::fcntl(pty.master, F_SETFL, O_NONBLOCK);
         shown = drain(pty.master);
     }
-    // The terminal turns each line's "\n" into "\r\n".
-    EXPECT_EQ(shown, "Permissions: one\r\nPermissions: two\r\n");
-}
-
-TEST(SystemLog, StaysOffStandardErrorOtherwise) {
-    int pipeEnds[2];
-    ASSERT_EQ(::pipe(pipeEnds), 0);
     {
         RedirectedStderr redirect(pipeEnds[1]);
         SystemLog log;
         Logger(log, LogCategory::windowActions).error("moved");
     }
     ::close(pipeEnds[1]);
+    // The terminal turns each line's "\n" into "\r\n"; a pipe is no terminal.
+    EXPECT_EQ(shown, "Permissions: one\r\nPermissions: two\r\n");
     EXPECT_EQ(drain(pipeEnds[0]), "");
     ::close(pipeEnds[0]);
 }

@@ -21,12 +21,7 @@ class ManualScheduler final : public agent::Scheduler {
     }
 
     void cancel(Ticket ticket) override {
-        for (auto it = tasks_.begin(); it != tasks_.end(); ++it) {
-            if (it->first.ticket == ticket) {
-                tasks_.erase(it);
-                return;
-            }
-        }
+        std::erase_if(tasks_, [&](const auto& entry) { return entry.first.ticket == ticket; });
     }
 
     void advance(std::chrono::milliseconds by) {

@@ -3,24 +3,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/agent/agent_fakes.h"
+#include "tests/common/golden.h"
+
 namespace tarn::agent {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-
-Uuid id(int n) {
-    Uuid::Bytes bytes{};
-    bytes[15] = static_cast<std::uint8_t>(n);
-    return Uuid(bytes);
-}
+using testing::ruleId;
+using Dir = Action::MoveDirection;
+using Target = Action::MouseTarget;
 
 HotkeyRule rule(int n, std::int64_t keyCode, std::int64_t modifiers, Action action) {
-    return HotkeyRule{.id = id(n), .chord = {keyCode, {modifiers}}, .action = std::move(action)};
+    return {.id = ruleId(n), .chord = {keyCode, {modifiers}}, .action = std::move(action)};
 }
 
-Action move(Action::MoveDirection direction) {
-    return {Action::MoveWindow{direction}};
+AppConfig app(const char* bundleID, std::map<Uuid, RuleOverride> overrides) {
+    return {.bundleID = bundleID, .displayName = {}, .ruleOverrides = std::move(overrides)};
 }
 
 const StateFilters kNoFullWidth{.fullWidthOnPrimary = false};
@@ -29,31 +27,20 @@ const StateFilters kNoFullWidth{.fullWidthOnPrimary = false};
 RootConfig engineConfig() {
     RootConfig config;
     config.globalRules = {
-        rule(1, 124, 6, move(Action::MoveDirection::right)),
-        rule(2, 124, 6, move(Action::MoveDirection::left)),
-        rule(3, 0, 8, {Action::SendKeystrokeSequence{"{cmd}c"}}),
-        rule(4, 1, 8 | 16, move(Action::MoveDirection::up)),
-        rule(5, 2, 0,
-             {Action::MoveMouse{{Action::MouseTarget::Screen{1}}, Action::MousePosition::center}}),
+        rule(1, 124, 6, {Action::MoveWindow{Dir::right}}),
+        rule(2, 124, 6, {Action::MoveWindow{Dir::left}}),
+        rule(3, 0, 8, {Action::SendKeystrokeSequence{"{cmd}c\n"}}),
+        rule(4, 1, 8 | 16,
+             {Action::MoveMouse{{Target::App{}}, Action::MousePosition::upperCorner}}),
+        rule(5, 2, 0, {Action::MoveMouse{{Target::Screen{1}}, Action::MousePosition::center}}),
     };
     config.appConfigs = {
-        AppConfig{.bundleID = "org.off",
-                  .displayName = "Off",
-                  .ruleOverrides = {{id(1), {.enabled = false}}}},
-        AppConfig{.bundleID = "org.on",
-                  .displayName = "On",
-                  .ruleOverrides = {{id(1), {.enabled = true}},
-                                    {id(3), {.enabled = true, .stateFilters = kNoFullWidth}}}},
-        AppConfig{.bundleID = "org.dup",
-                  .displayName = "Dup first",
-                  .ruleOverrides = {{id(1), {.enabled = false}}}},
-        AppConfig{.bundleID = "org.dup",
-                  .displayName = "Dup second",
-                  .ruleOverrides = {{id(3), {.enabled = false}}}},
-        AppConfig{.bundleID = "org.ghost",
-                  .displayName = "Ghost",
-                  .ruleOverrides = {{id(99), {.enabled = false}}}},
-        AppConfig{.bundleID = "org.plain", .displayName = "Plain"},
+        app("org.off", {{ruleId(1), {.enabled = false}}}),
+        app("org.on", {{ruleId(1), {}}, {ruleId(3), {.stateFilters = kNoFullWidth}}}),
+        app("org.dup", {{ruleId(1), {.enabled = false}}}),
+        app("org.dup", {{ruleId(3), {.enabled = false}}}),
+        app("org.ghost", {{ruleId(99), {.enabled = false}}}),
+        app("org.plain", {}),
     };
     return config;
 }
@@ -62,11 +49,11 @@ TEST(RuleEngine, FindsTheRuleAndOverrideAndSaysSo) {
     struct Case {
         const char* bundleID;  // null: no frontmost application
         std::int64_t keyCode, modifiers;
-        int ruleNumber;  // 0: no match
+        int rule;  // 0: no match
         std::optional<RuleOverride> override;
-        const char* log;  // null: nothing logged
+        const char* log;  // null: nothing logged; "+": matched with org.on's override
     };
-    const RuleOverride filtered{.enabled = true, .stateFilters = kNoFullWidth};
+    const std::string overridden = "Matched global rule with app override for org.on: ";
     const Case cases[] = {
         {nullptr, 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
         {"org.unknown", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
@@ -75,9 +62,8 @@ TEST(RuleEngine, FindsTheRuleAndOverrideAndSaysSo) {
         {"org.plain", 0, 8, 3, {}, "Matched global rule: ⌘A"},
         // The earlier rule wins even when disabled; the later one with the chord is not tried.
         {"org.off", 124, 6, 0, {}, "Rule ⌃⌥→ disabled for org.off"},
-        {"org.on", 124, 6, 1, RuleOverride{.enabled = true},
-         "Matched global rule with app override for org.on: ⌃⌥→"},
-        {"org.on", 0, 8, 3, filtered, "Matched global rule with app override for org.on: ⌘A"},
+        {"org.on", 124, 6, 1, RuleOverride{}, "+⌃⌥→"},
+        {"org.on", 0, 8, 3, RuleOverride{.stateFilters = kNoFullWidth}, "+⌘A"},
         {"org.off", 0, 8, 3, {}, "Matched global rule: ⌘A"},
         // Two entries for one application: only the second one's overrides count.
         {"org.dup", 124, 6, 1, {}, "Matched global rule: ⌃⌥→"},
@@ -92,7 +78,7 @@ TEST(RuleEngine, FindsTheRuleAndOverrideAndSaysSo) {
     MemoryLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
     EXPECT_EQ(engine.match("org.on", {124, {6}}), std::nullopt);  // before the first rebuild
-    EXPECT_THAT(log.entries(), IsEmpty());
+    EXPECT_TRUE(log.entries().empty());
     RootConfig config = engineConfig();
     engine.rebuildIndex(config);
     log.takeMessages();
@@ -101,61 +87,35 @@ TEST(RuleEngine, FindsTheRuleAndOverrideAndSaysSo) {
                                           << c.keyCode << "/" << c.modifiers);
         auto bundle = c.bundleID ? std::optional<std::string>(c.bundleID) : std::nullopt;
         auto result = engine.match(bundle, {c.keyCode, {c.modifiers}});
-        if (c.ruleNumber) {
+        if (c.rule) {
             ASSERT_TRUE(result);
-            EXPECT_EQ(result->rule, config.globalRules[static_cast<std::size_t>(c.ruleNumber - 1)]);
+            EXPECT_EQ(result->rule, config.globalRules[static_cast<std::size_t>(c.rule - 1)]);
             EXPECT_EQ(result->override, c.override);
         } else {
             EXPECT_EQ(result, std::nullopt);
         }
-        EXPECT_EQ(log.takeMessages(),
-                  c.log ? std::vector<std::string>{c.log} : std::vector<std::string>{});
+        std::vector<std::string> logged;
+        if (c.log) logged.push_back(c.log[0] == '+' ? overridden + (c.log + 1) : c.log);
+        EXPECT_EQ(log.takeMessages(), logged);
     }
-}
 
-TEST(RuleEngine, EmptyConfigurationMatchesNothingAndLogsNothing) {
-    MemoryLog log;
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    engine.rebuildIndex(RootConfig{});
-    EXPECT_THAT(log.takeMessages(), ElementsAre("Rebuilding index...", "Loaded 0 global rules:"));
-    for (std::int64_t code : {0, 124, 200}) {
-        EXPECT_EQ(engine.match(std::nullopt, {code, {0}}), std::nullopt);
-        EXPECT_EQ(engine.match("org.on", {code, {6}}), std::nullopt);
-    }
-    EXPECT_THAT(log.entries(), IsEmpty());
+    // A rebuild replaces rules and overrides alike.
+    engine.rebuildIndex({.globalRules = {rule(7, 124, 6, {Action::MoveWindow{Dir::down}})}});
+    EXPECT_EQ(engine.match("org.off", {124, {6}}),
+              (RuleMatch{rule(7, 124, 6, {Action::MoveWindow{Dir::down}}), std::nullopt}));
+    EXPECT_EQ(engine.match(std::nullopt, {0, {8}}), std::nullopt);
 }
 
 TEST(RuleEngine, RebuildLogsEveryRuleAndEveryApplication) {
     MemoryLog log;
     RuleEngine engine(Logger(log, LogCategory::ruleEngine));
     engine.rebuildIndex(engineConfig());
-    engine.match("org.off", {124, {6}});
-    for (const auto& entry : log.entries()) EXPECT_EQ(entry.category, LogCategory::ruleEngine);
-    EXPECT_THAT(
-        log.takeMessages(),
-        ElementsAre(
-            "Rebuilding index...", "Loaded 5 global rules:", "  - ⌃⌥→ (mod=6) → moveWindow(right)",
-            "  - ⌃⌥→ (mod=6) → moveWindow(left)",
-            "  - ⌘A (mod=8) → sendKeystrokeSequence(\"{cmd}c\")",
-            "  - ⌘S (mod=24) → moveWindow(up)", "  - D (mod=0) → moveMouse(screen(1), Center)",
-            "Loaded 1 rule overrides for org.off", "Loaded 2 rule overrides for org.on",
-            "Loaded 1 rule overrides for org.dup", "Loaded 1 rule overrides for org.dup",
-            "Loaded 1 rule overrides for org.ghost", "Loaded 0 rule overrides for org.plain",
-            "Rule ⌃⌥→ disabled for org.off"));
-}
-
-TEST(RuleEngine, ARebuildReplacesRulesAndOverrides) {
-    DiscardLog log;
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    engine.rebuildIndex(engineConfig());
-    RootConfig next;
-    next.globalRules = {rule(7, 124, 6, move(Action::MoveDirection::down))};
-    engine.rebuildIndex(next);
-    auto result = engine.match("org.off", {124, {6}});
-    ASSERT_TRUE(result);
-    EXPECT_EQ(result->rule.id, id(7));
-    EXPECT_EQ(result->override, std::nullopt);
-    EXPECT_EQ(engine.match(std::nullopt, {0, {8}}), std::nullopt);
+    std::string text;
+    for (const auto& entry : log.entries()) {
+        EXPECT_EQ(entry.category, LogCategory::ruleEngine);
+        text += entry.message + "\n";
+    }
+    EXPECT_EQ(text, testing::golden("agent/golden/rebuild_log.txt"));
 }
 
 }  // namespace
