@@ -45,53 +45,42 @@ struct Options {
 };
 
 [[noreturn]] void usage() {
-    std::fprintf(stderr,
-                 "usage: tarn_x11_test_app --log FILE [--class NAME] "
-                 "[--geometry WxH+X+Y] [--windows N] [--min WxH] [--no-pid] "
-                 "[--hold-clipboard] [--serve-string BYTES] [--skip-taskbar] "
-                 "[--grab KEYSYM MASK]\n");
+    std::fputs("tarn_x11_test_app: bad arguments (see the source)\n", stderr);
     std::exit(2);
 }
 
 Options parse(int argc, char** argv) {
-    Options options;
+    Options o;
     for (int i = 1; i < argc; ++i) {
-        std::string word = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) usage();
-            return argv[++i];
-        };
-        if (word == "--log") {
-            options.log = value();
-        } else if (word == "--class") {
-            options.className = value();
-        } else if (word == "--geometry") {
-            if (std::sscanf(value(), "%dx%d+%d+%d", &options.width, &options.height, &options.x,
-                            &options.y) != 4) {
-                usage();
-            }
-        } else if (word == "--windows") {
-            options.windows = std::atoi(value());
-        } else if (word == "--min") {
-            if (std::sscanf(value(), "%dx%d", &options.minWidth, &options.minHeight) != 2) usage();
-        } else if (word == "--no-pid") {
-            options.setPid = false;
-        } else if (word == "--hold-clipboard") {
-            options.holdClipboard = true;
-        } else if (word == "--serve-string") {
-            options.serveString = true;
-            options.string = value();
-        } else if (word == "--skip-taskbar") {
-            options.skipTaskbar = true;
-        } else if (word == "--grab") {
-            options.grabKey = value();
-            options.grabMask = static_cast<unsigned>(std::strtoul(value(), nullptr, 16));
-        } else {
-            usage();
-        }
+        const std::string word = argv[i];
+        auto value = [&]() -> const char* { return i + 1 < argc ? argv[++i] : (usage(), ""); };
+        bool ok = true;
+        if (word == "--log")
+            o.log = value();
+        else if (word == "--class")
+            o.className = value();
+        else if (word == "--geometry")
+            ok = std::sscanf(value(), "%dx%d+%d+%d", &o.width, &o.height, &o.x, &o.y) == 4;
+        else if (word == "--windows")
+            o.windows = std::atoi(value());
+        else if (word == "--min")
+            ok = std::sscanf(value(), "%dx%d", &o.minWidth, &o.minHeight) == 2;
+        else if (word == "--no-pid")
+            o.setPid = false;
+        else if (word == "--hold-clipboard")
+            o.holdClipboard = true;
+        else if (word == "--serve-string")
+            o.string = value(), o.serveString = true;
+        else if (word == "--skip-taskbar")
+            o.skipTaskbar = true;
+        else if (word == "--grab")
+            o.grabKey = value(), o.grabMask = std::strtoul(value(), nullptr, 16);
+        else
+            ok = false;
+        if (!ok) usage();
     }
-    if (options.log.empty() || options.windows < 1) usage();
-    return options;
+    if (o.log.empty() || o.windows < 1) usage();
+    return o;
 }
 
 }  // namespace
@@ -146,9 +135,8 @@ int main(int argc, char** argv) {
         XSetWMProtocols(display, window, &deleteWindow, 1);
         if (options.skipTaskbar) {
             Atom skip = XInternAtom(display, "_NET_WM_STATE_SKIP_TASKBAR", False);
-            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False),
-                            XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip),
-                            1);
+            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False), XA_ATOM,
+                            32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip), 1);
         }
         if (options.setPid) {
             long pid = ::getpid();
