@@ -184,20 +184,31 @@ TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
     EXPECT_LT(up, text.find("Action: moveWindow(right)"));
 }
 
-// One agent per session; a chord another program holds is reported and the others work; a
-// hand edit of the file rebinds without a restart (the rule it removes no longer swallows
-// its key); SIGTERM ends it cleanly.
-TEST_F(AgentOnX11, OneAgentFollowingItsFileBesideOtherHotkeyPrograms) {
+// One agent per session, its keys watched by a thread of its own; a chord another program
+// holds or whose key the keyboard lacks is reported and the others work; a hand edit of the
+// file rebinds without a restart (the rule it removes no longer swallows its key); a keymap
+// change takes each chord to where its key went; SIGTERM ends it cleanly.
+TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     TestApp holder = startApp(home_, {"--class", "Holder", "--grab", "k", "c"});
     ASSERT_TRUE(eventually([&] { return holder.logged("grabbed"); }));
     TestApp app = startApp(home_, kEditor);
-    startAgent(configWith(kRight + "," + rule('F', 40, move("left"))));
+    startAgent(configWith(kRight + "," + rule('F', 40, move("left")) + "," +
+                          rule('0', 105, move("left"))));
     EXPECT_TRUE(eventually([&] {
         return logged(
-            "KeystrokeInterceptor: Hotkey ⌃⌥K is already taken by another program; "
-            "it stays unbound");
+                   "KeystrokeInterceptor: Hotkey ⌃⌥K is already taken by another program; "
+                   "it stays unbound") &&
+               logged(
+                   "KeystrokeInterceptor: Hotkey ⌃⌥F13 has no key on this keyboard; it stays "
+                   "unbound");
     })) << logText();
     EXPECT_TRUE(pressMoves(app, "ctrl+alt+Right"));
+    std::string threads;
+    auto tasks = "/proc/" + std::to_string(agent_->pid()) + "/task";
+    for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+        threads += support::readFile(task.path() / "comm").value_or("");
+    }
+    EXPECT_THAT(threads, ::testing::HasSubstr("KeystrokeInterc\n"));
     Output second = run(wendleCommand("second.log"));
     EXPECT_EQ(second.status, 0);
     EXPECT_EQ(second.out, "Wendle is already running in this session\n");
@@ -210,8 +221,21 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileBesideOtherHotkeyPrograms) {
     std::size_t before = app.keys().size();
     run({"xdotool", "key", "ctrl+alt+Right"});
     EXPECT_TRUE(eventually([&] { return app.keys().size() > before; }));
-    run({"xdotool", "key", "ctrl+alt+Up"});
-    EXPECT_TRUE(acted("moveWindow(up)"));
+
+    // Up and Down trade keys: the chord follows Up to its new key, the old one types Down.
+    const std::string up = std::to_string(keyCodeOf("Up")),
+                      down = std::to_string(keyCodeOf("Down"));
+    ASSERT_EQ(run({"xmodmap", "-e", "keycode " + up + " = Down", "-e", "keycode " + down + " = Up"})
+                  .status,
+              0);
+    EXPECT_TRUE(eventually([&] {
+        run({"xdotool", "key", "ctrl+alt+Up"});
+        return logged("KeystrokeInterceptor:   Action: moveWindow(up)");
+    })) << logText();
+    before = app.keys().size();
+    run({"xdotool", "key", "ctrl+alt+Down"});
+    EXPECT_TRUE(eventually([&] { return app.keys().size() > before; }));
+    EXPECT_EQ(app.keys().back(), "key Down 0xc");
 
     ::kill(agent_->pid(), SIGTERM);
     EXPECT_EQ(exitStatus(), 0);

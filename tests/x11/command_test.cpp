@@ -1,5 +1,5 @@
-// The built tarn, and the desktop chooser, on the real X server of with-x11.sh and on bare
-// servers of the tests' own.
+// The built tarn where the X server cannot be used: a display that cannot be opened, a bare
+// server of the test's own without XTEST. (On the fixture's server the other tests run it.)
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,15 +14,6 @@ namespace {
 using tarn::testing::runTarn;
 using tarn::testing::TempDir;
 
-TEST(X11Command, HealthcheckIsHealthyOnTheRealServer) {
-    TempDir home;
-    auto app = startApp(home, {"--class", "Alpha"});
-    auto result = runTarn({"healthcheck"}, home.path(), std::nullopt, {"DISPLAY=" + display()});
-    EXPECT_EQ(result.err, "");
-    EXPECT_EQ(result.out, "healthy\n");
-    EXPECT_EQ(result.status, 0);
-}
-
 TEST(X11Command, DisplayThatCannotBeOpenedIsNamed) {
     TempDir home;
     auto result = runTarn({"healthcheck"}, home.path(), std::nullopt, {"DISPLAY=:65000"});
@@ -31,15 +22,6 @@ TEST(X11Command, DisplayThatCannotBeOpenedIsNamed) {
               "DISPLAY\n");
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.status, 1);
-}
-
-TEST(X11Command, X11IsChosenWhenDisplayIsSetAndNoSimulatedDesktopIsNamed) {
-    tarn::testing::ScopedEnv noSim("TARN_SIM_DESKTOP", nullptr);
-    auto choice = platform::openDesktop();
-    ASSERT_TRUE(choice.desktop) << choice.error;
-    EXPECT_EQ(choice.desktop->displays().activeDisplays().size(), 2u);
-    EXPECT_EQ(choice.desktop->scripts().run("tell application \"x\" to activate").error,
-              "no script runner on this platform (AppleScript is not available on Linux)");
 }
 
 // A server without XTEST and RandR: the desktop opens, says why it may not drive anything,
