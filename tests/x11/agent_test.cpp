@@ -189,19 +189,20 @@ TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
 // file rebinds without a restart (the rule it removes no longer swallows its key); a keymap
 // change takes each chord to where its key went; SIGTERM ends it cleanly.
 TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
-    TestApp holder = startApp(home_, {"--class", "Holder", "--grab", "k", "c"});
+    TestApp holder = startApp(home_, {"--class", "Holder", "--grab", "Down", "c"});
     ASSERT_TRUE(eventually([&] { return holder.logged("grabbed"); }));
     TestApp app = startApp(home_, kEditor);
-    startAgent(configWith(kRight + "," + rule('F', 40, move("left")) + "," +
+    startAgent(configWith(kRight + "," + rule('F', 125, move("left")) + "," +
                           rule('0', 105, move("left"))));
     EXPECT_TRUE(eventually([&] {
         return logged(
-                   "KeystrokeInterceptor: Hotkey ⌃⌥K is already taken by another program; "
+                   "KeystrokeInterceptor: Hotkey ⌃⌥↓ is already taken by another program; "
                    "it stays unbound") &&
                logged(
                    "KeystrokeInterceptor: Hotkey ⌃⌥F13 has no key on this keyboard; it stays "
                    "unbound");
     })) << logText();
+    EXPECT_EQ(countOf(logText(), "is already taken"), 1) << logText();
     EXPECT_TRUE(pressMoves(app, "ctrl+alt+Right"));
     std::string threads;
     auto tasks = "/proc/" + std::to_string(agent_->pid()) + "/task";
@@ -222,10 +223,10 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     run({"xdotool", "key", "ctrl+alt+Right"});
     EXPECT_TRUE(eventually([&] { return app.keys().size() > before; }));
 
-    // Up and Down trade keys: the chord follows Up to its new key, the old one types Down.
+    // Up and Left trade keys: the chord follows Up to its new key, the old one types Left.
     const std::string up = std::to_string(keyCodeOf("Up")),
-                      down = std::to_string(keyCodeOf("Down"));
-    ASSERT_EQ(run({"xmodmap", "-e", "keycode " + up + " = Down", "-e", "keycode " + down + " = Up"})
+                      left = std::to_string(keyCodeOf("Left"));
+    ASSERT_EQ(run({"xmodmap", "-e", "keycode " + up + " = Left", "-e", "keycode " + left + " = Up"})
                   .status,
               0);
     EXPECT_TRUE(eventually([&] {
@@ -233,9 +234,9 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
         return logged("KeystrokeInterceptor:   Action: moveWindow(up)");
     })) << logText();
     before = app.keys().size();
-    run({"xdotool", "key", "ctrl+alt+Down"});
+    run({"xdotool", "key", "ctrl+alt+Left"});
     EXPECT_TRUE(eventually([&] { return app.keys().size() > before; }));
-    EXPECT_EQ(app.keys().back(), "key Down 0xc");
+    EXPECT_EQ(app.keys().back(), "key Left 0xc");
 
     ::kill(agent_->pid(), SIGTERM);
     EXPECT_EQ(exitStatus(), 0);
