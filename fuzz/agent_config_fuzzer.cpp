@@ -1,8 +1,6 @@
 // Feeds arbitrary bytes to the agent's configuration reader. Whatever it reads, the agent
 // must be able to save, and the saved file must read back whole as the same configuration,
 // both by the agent and, for what it looks at, by the core's override lookup.
-#include <cstddef>
-#include <cstdint>
 #include <optional>
 
 #include "agent/config_json.h"

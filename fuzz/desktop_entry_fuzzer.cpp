@@ -1,7 +1,4 @@
 // Feeds arbitrary bytes to the desktop entry reader and its key-file line reader.
-#include <cstddef>
-#include <cstdint>
-#include <string_view>
 
 #include "fuzz/fuzz_check.h"
 #include "platform/xdg/key_file.h"

@@ -1,19 +1,14 @@
 // Feeds arbitrary bytes to the keys-string parser and the escape expansion. Any crash,
 // sanitizer report, exception other than KeysParseError, or broken invariant is a finding.
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <string_view>
 
 #include "core/keys/escapes.h"
 #include "core/keys/parser.h"
+#include "fuzz/fuzz_check.h"
 #include "support/unicode_text.h"
 
 namespace {
 
-void check(bool condition) {
-    if (!condition) std::abort();
-}
+using tarn::fuzz::check;
 
 bool hasByte(std::string_view text, char byte) {
     return text.find(byte) != std::string_view::npos;
@@ -23,7 +18,7 @@ bool hasByte(std::string_view text, char byte) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace tarn;
-    std::string_view text(reinterpret_cast<const char*>(data), size);
+    std::string_view text = fuzz::textOf(data, size);
 
     for (std::size_t at = 0; at < text.size();) {
         std::size_t end = support::characterEnd(text, at);

@@ -1,11 +1,8 @@
 // Feeds arbitrary bytes to the mimeapps.list reader and writer. The first line of the input
 // is a default to set ("type=desktop-id"), the rest the file. Once set, the default reads
 // back; setting it again changes nothing; every other type's defaults stay as they were.
-#include <cstddef>
-#include <cstdint>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "fuzz/fuzz_check.h"

@@ -1,8 +1,6 @@
 // Feeds arbitrary bytes to the core's lenient reader of the agent's configuration file.
 // Nothing in the file may stop a move-app call: every JSON object decodes, and each list
 // comes back whole or empty.
-#include <cstddef>
-#include <cstdint>
 
 #include "core/window/override_lookup.h"
 #include "fuzz/fuzz_check.h"

@@ -1,7 +1,5 @@
 // Feeds arbitrary bytes to the store document reader (the settings and window state files).
 // A document it reads must write back to a text that reads as the same store.
-#include <cstddef>
-#include <cstdint>
 #include <variant>
 
 #include "fuzz/fuzz_check.h"

@@ -1,7 +1,5 @@
 // Feeds arbitrary bytes to the window state record reader. A record it reads must write back
 // to a text that reads as the same record.
-#include <cstddef>
-#include <cstdint>
 
 #include "core/window/window_state.h"
 #include "fuzz/fuzz_check.h"

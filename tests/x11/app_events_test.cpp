@@ -52,8 +52,8 @@ TEST_F(AppEventsTest, LaunchesAndActivationsAreReportedAndReadBack) {
     auto facts = [](const AppInfo& app) {
         return std::tuple(app.pid, app.bundleID, app.localizedName, app.regularActivationPolicy);
     };
-    using Facts = std::tuple<platform::Pid, std::optional<std::string>, std::optional<std::string>,
-                             bool>;
+    using Facts =
+        std::tuple<platform::Pid, std::optional<std::string>, std::optional<std::string>, bool>;
     EXPECT_EQ(facts(apps[0]), Facts(alpha.pid(), "Alpha", "Alpha", true));
     EXPECT_EQ(facts(apps[1]), Facts(beta.pid(), "Beta", "Beta", false));
 

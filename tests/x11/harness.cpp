@@ -11,32 +11,30 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <regex>
 #include <sstream>
 #include <thread>
 
+#include "support/files.h"
+
 namespace tarn::x11test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::vector<char*> pointers(std::vector<std::string>& words) {
-    std::vector<char*> result;
-    for (auto& word : words) result.push_back(word.data());
-    result.push_back(nullptr);
-    return result;
-}
-
-// Starts argv with the given descriptors as its standard input and output (-1: /dev/null);
-// standard error goes to /dev/null.
-pid_t spawn(std::vector<std::string> argv, int in, int out) {
-    auto args = pointers(argv);
+// Starts argv with its standard output on `out` (-1: /dev/null); standard input and error
+// are /dev/null.
+pid_t spawn(std::vector<std::string> argv, int out) {
+    std::vector<char*> args;
+    for (auto& word : argv) args.push_back(word.data());
+    args.push_back(nullptr);
     pid_t pid = ::fork();
     if (pid != 0) return pid;
     int devNull = ::open("/dev/null", O_RDWR);
-    ::dup2(in >= 0 ? in : devNull, 0);
+    ::dup2(devNull, 0);
     ::dup2(out >= 0 ? out : devNull, 1);
     ::dup2(devNull, 2);
     ::setpgid(0, 0);  // so a stuck one can be ended with everything it started
@@ -57,30 +55,23 @@ int waitFor(pid_t pid, Clock::time_point deadline) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-// Feeds `input` through a pipe (written whole before the child reads: test inputs are small
-// or the child reads them eagerly).
-int inputPipe(const std::string& input) {
-    ::signal(SIGPIPE, SIG_IGN);  // a child that does not read its input must not end us
-    int fds[2];
-    if (::pipe2(fds, O_CLOEXEC) != 0) return -1;
-    std::thread writer([fd = fds[1], input] {
-        std::size_t done = 0;
-        while (done < input.size()) {
-            ssize_t n = ::write(fd, input.data() + done, input.size() - done);
-            if (n <= 0) break;
-            done += static_cast<std::size_t>(n);
-        }
-        ::close(fd);
-    });
-    writer.detach();
-    return fds[0];
-}
-
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> result;
     std::istringstream in(text);
     for (std::string line; std::getline(in, line);) result.push_back(line);
     return result;
+}
+
+std::optional<std::string> firstMatch(const std::string& text, const std::regex& pattern) {
+    std::smatch match;
+    if (!std::regex_search(text, match, pattern)) return std::nullopt;
+    return match[1].str();
+}
+
+pid_t fixturePid(const char* variable) {
+    const char* value = std::getenv(variable);
+    if (!value) throw std::runtime_error(std::string(variable) + " is not set: run with-x11.sh");
+    return static_cast<pid_t>(std::atoi(value));
 }
 
 }  // namespace
@@ -94,13 +85,11 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
     }
 }
 
-Output run(const std::vector<std::string>& argv, const std::string& input) {
+Output run(const std::vector<std::string>& argv) {
     int out[2];
     if (::pipe2(out, O_CLOEXEC) != 0) return {};
-    int in = inputPipe(input);
-    pid_t pid = spawn(argv, in, out[1]);
+    pid_t pid = spawn(argv, out[1]);
     ::close(out[1]);
-    if (in >= 0) ::close(in);
     Output result;
     auto deadline = Clock::now() + 10s;
     char buffer[65536];
@@ -116,18 +105,7 @@ Output run(const std::vector<std::string>& argv, const std::string& input) {
     return result;
 }
 
-int runDetached(const std::vector<std::string>& argv, const std::string& input) {
-    int in = inputPipe(input);
-    pid_t pid = spawn(argv, in, -1);
-    if (in >= 0) ::close(in);
-    return waitFor(pid, Clock::now() + 10s);
-}
-
-Child::Child(const std::vector<std::string>& argv) : pid_(spawn(argv, -1, -1)) {}
-
-Child::~Child() {
-    kill();
-}
+Child::Child(const std::vector<std::string>& argv) : pid_(spawn(argv, -1)) {}
 
 void Child::kill() {
     if (pid_ <= 0) return;
@@ -136,57 +114,27 @@ void Child::kill() {
     pid_ = -1;
 }
 
-PrivateServer::PrivateServer(const std::vector<std::string>& options) {
-    int ready[2];
-    if (::pipe2(ready, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for Xvfb");
-    std::vector<std::string> argv{"Xvfb", "-displayfd", "3", "-nolisten", "tcp"};
-    argv.insert(argv.end(), options.begin(), options.end());
-    auto args = pointers(argv);
-    pid_ = ::fork();
-    if (pid_ == 0) {
-        // The server writes the display it picked to descriptor 3.
-        ::dup2(ready[1], 3);
-        int devNull = ::open("/dev/null", O_RDWR);
-        ::dup2(devNull, 1);
-        ::dup2(devNull, 2);
-        ::execvp(args[0], args.data());
-        ::_exit(127);
-    }
-    ::close(ready[1]);
-    std::string number;
-    auto deadline = Clock::now() + 10s;
-    char c = 0;
-    while (Clock::now() < deadline) {
-        pollfd descriptor{ready[0], POLLIN, 0};
-        if (::poll(&descriptor, 1, 100) <= 0) continue;
-        if (::read(ready[0], &c, 1) != 1 || c == '\n') break;
-        number += c;
-    }
-    ::close(ready[0]);
-    if (number.empty()) {
-        ::kill(pid_, SIGKILL);
-        waitFor(pid_, Clock::now() + 5s);
+PrivateServer::PrivateServer(const std::string& options) {
+    // The server picks a free display itself and writes its number to descriptor 3.
+    auto file = dir_.path() / "display";
+    xvfb_.emplace(std::vector<std::string>{
+        "sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp " + options + " 3>\"$0\"",
+        file.string()});
+    auto number = [&] { return support::readFile(file).value_or(""); };
+    if (!eventually([&] { return number().ends_with('\n'); }, 10s)) {
         throw std::runtime_error("Xvfb reported no display");
     }
-    display_ = ":" + number;
-}
-
-PrivateServer::~PrivateServer() {
-    ::kill(pid_, SIGTERM);
-    waitFor(pid_, Clock::now() + 5s);
+    display_ = ":" + number().substr(0, number().size() - 1);
 }
 
 std::string TestApp::logText() const {
-    std::ifstream in(log);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return support::readFile(log).value_or("");
 }
 
 std::vector<std::string> TestApp::keys() const {
     std::vector<std::string> result;
     for (auto& line : lines(logText())) {
-        if (line.rfind("key ", 0) == 0) result.push_back(line);
+        if (line.starts_with("key ")) result.push_back(line);
     }
     return result;
 }
@@ -202,40 +150,32 @@ TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::strin
         if (options[i] == "--windows") count = std::stoul(options[i + 1]);
     }
     TestApp app{Child(argv), log, {}};
+    auto fail = [&](const std::string& what) {
+        throw std::runtime_error("the test app " + what + "; active window " +
+                                 std::to_string(activeWindow()) + ", log:\n" + app.logText());
+    };
 
-    auto readWindows = [&] {
+    bool made = eventually([&] {
         app.windows.clear();
         for (auto& line : lines(app.logText())) {
-            if (line.rfind("window ", 0) == 0) app.windows.push_back(std::stoul(line.substr(7)));
+            if (line.starts_with("window ")) app.windows.push_back(std::stoul(line.substr(7)));
         }
         return app.windows.size() == count;
-    };
-    if (!eventually(readWindows)) throw std::runtime_error("the test app made no windows");
+    });
+    if (!made) fail("made no windows");
     for (unsigned long window : app.windows) {
         bool shown = eventually([&] {
-            if (until == Until::mapped) {
-                auto info = run({"xwininfo", "-id", std::to_string(window)});
-                return info.out.find("Map State: IsViewable") != std::string::npos;
-            }
-            return wmState(window) == "Normal";
+            if (until != Until::mapped) return wmState(window) == "Normal";
+            return run({"xwininfo", "-id", std::to_string(window)}).out.find("IsViewable") !=
+                   std::string::npos;
         });
-        if (!shown) {
-            auto info = run({"xwininfo", "-id", std::to_string(window)});
-            throw std::runtime_error("test app window " + std::to_string(window) +
-                                     " was not shown: WM_STATE \"" + wmState(window) + "\"\n" +
-                                     info.out + "log:\n" + app.logText());
-        }
+        if (!shown) fail("window " + std::to_string(window) + " was not shown");
     }
-    if (until == Until::focused) {
-        const std::string focusLine = "focus " + std::to_string(app.windows.back());
-        bool focused = eventually([&] {
-            return activeWindow() == app.windows.back() &&
-                   app.logText().find(focusLine) != std::string::npos;
-        });
-        if (!focused) {
-            throw std::runtime_error("the test app did not get the focus: active window " +
-                                     std::to_string(activeWindow()) + ", log:\n" + app.logText());
-        }
+    const std::string focusLine = "focus " + std::to_string(app.windows.back());
+    if (until == Until::focused && !eventually([&] {
+            return activeWindow() == app.windows.back() && app.logged(focusLine);
+        })) {
+        fail("did not get the focus");
     }
     return app;
 }
@@ -247,90 +187,62 @@ std::string display() {
     return value ? value : "";
 }
 
+pid_t serverPid() {
+    return fixturePid("TARN_TEST_XVFB_PID");
+}
+
+pid_t windowManagerPid() {
+    return fixturePid("TARN_TEST_WM_PID");
+}
+
 unsigned long activeWindow() {
     auto result = run({"xdotool", "getactivewindow"});
     if (result.status != 0) return 0;
     return std::strtoul(result.out.c_str(), nullptr, 10);
 }
 
+std::string xprop(unsigned long window, const std::string& property) {
+    return run({"xprop", "-id", std::to_string(window), property}).out;
+}
+
 std::string wmState(unsigned long window) {
-    auto result = run({"xprop", "-id", std::to_string(window), "WM_STATE"});
-    std::smatch match;
     static const std::regex state("window state: (\\w+)");
-    return std::regex_search(result.out, match, state) ? match[1].str() : "";
+    return firstMatch(xprop(window, "WM_STATE"), state).value_or("");
 }
 
-std::vector<std::string> netWmState(unsigned long window) {
-    auto result = run({"xprop", "-id", std::to_string(window), "_NET_WM_STATE"});
-    std::vector<std::string> states;
-    static const std::regex name("_NET_WM_STATE_\\w+");
-    for (std::sregex_iterator it(result.out.begin(), result.out.end(), name), end; it != end;
-         ++it) {
-        states.push_back(it->str());
-    }
-    return states;
-}
-
-bool windowExists(unsigned long window) {
-    return run({"xwininfo", "-id", std::to_string(window)}).status == 0;
-}
-
-std::optional<platform::Rect> outerFrame(unsigned long window) {
+std::optional<Rect> outerFrame(unsigned long window) {
     auto info = run({"xwininfo", "-id", std::to_string(window)});
-    if (info.status != 0) return std::nullopt;
-    auto field = [&](const char* label) -> std::optional<double> {
-        std::smatch match;
-        std::regex pattern(std::string(label) + ":\\s+(-?\\d+)");
-        if (!std::regex_search(info.out, match, pattern)) return std::nullopt;
-        return std::stod(match[1].str());
+    auto field = [&](const char* label) {
+        auto value = firstMatch(info.out, std::regex(std::string(label) + ":\\s+(-?\\d+)"));
+        return value ? std::stod(*value) : NAN;
     };
-    auto x = field("Absolute upper-left X");
-    auto y = field("Absolute upper-left Y");
-    auto width = field("Width");
-    auto height = field("Height");
-    if (!x || !y || !width || !height) return std::nullopt;
-
+    Rect client{field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
+                field("Height")};
+    if (info.status != 0 || std::isnan(client.x + client.y + client.width + client.height)) {
+        return std::nullopt;
+    }
+    // Without a window manager there are no extents (xprop says "not found").
     double left = 0, right = 0, top = 0, bottom = 0;
-    auto extents = run({"xprop", "-id", std::to_string(window), "_NET_FRAME_EXTENTS"});
-    std::smatch match;
-    static const std::regex values("= (\\d+), (\\d+), (\\d+), (\\d+)");
-    if (std::regex_search(extents.out, match, values)) {
-        left = std::stod(match[1].str());
-        right = std::stod(match[2].str());
-        top = std::stod(match[3].str());
-        bottom = std::stod(match[4].str());
-    }
-    return platform::Rect{*x - left, *y - top, *width + left + right, *height + top + bottom};
+    std::sscanf(xprop(window, "_NET_FRAME_EXTENTS").c_str(), "%*[^=]= %lf, %lf, %lf, %lf", &left,
+                &right, &top, &bottom);
+    return Rect{client.x - left, client.y - top, client.width + left + right,
+                client.height + top + bottom};
 }
 
-platform::Rect frameOnceAt(unsigned long window, const platform::Rect& expected) {
-    platform::Rect seen{};
-    eventually([&] {
-        auto frame = outerFrame(window);
-        if (frame) seen = *frame;
-        return frame && near(*frame, expected);
-    });
-    return seen;
-}
-
-std::vector<Monitor> monitors() {
-    std::vector<Monitor> result;
-    static const std::regex line(R"(^\s*\d+: \+?(\*?)(\S+) (\d+)/\d+x(\d+)/\d+\+(-?\d+)\+(-?\d+))");
-    for (auto& text : lines(run({"xrandr", "--listmonitors"}).out)) {
-        std::smatch match;
-        if (!std::regex_search(text, match, line)) continue;
-        result.push_back({match[2].str(), match[1].length() > 0,
-                          rect(std::stod(match[5].str()), std::stod(match[6].str()),
-                               std::stod(match[3].str()), std::stod(match[4].str()))});
+::testing::AssertionResult settlesAt(unsigned long window, const Rect& expected) {
+    std::optional<Rect> seen;
+    if (eventually([&] { return (seen = outerFrame(window)) && near(*seen, expected); })) {
+        return ::testing::AssertionSuccess();
     }
-    return result;
+    return ::testing::AssertionFailure() << "expected " << describe(expected) << ", oracle saw "
+                                         << (seen ? describe(*seen) : "no window");
 }
 
 std::optional<platform::Point> pointerLocation() {
-    auto result = run({"xdotool", "getmouselocation"});
-    std::smatch match;
     static const std::regex location("x:(-?\\d+) y:(-?\\d+)");
-    if (!std::regex_search(result.out, match, location)) return std::nullopt;
+    std::smatch match;
+    auto text = run({"xdotool", "getmouselocation"}).out;
+    if (!std::regex_search(text, match, location)) return std::nullopt;
     return platform::Point{std::stod(match[1].str()), std::stod(match[2].str())};
 }
 
@@ -340,8 +252,12 @@ std::optional<std::string> clipboardText() {
     return result.out;
 }
 
-void putOnClipboard(const std::string& text, const std::string& target) {
-    runDetached({"xclip", "-selection", "clipboard", "-t", target, "-i"}, text);
+void putOnClipboard(const std::string& text) {
+    // xclip reads the file, then leaves a child behind serving it: nobody waits for output.
+    tarn::testing::TempDir dir;
+    std::ofstream(dir.path() / "text", std::ios::binary) << text;
+    waitFor(spawn({"xclip", "-selection", "clipboard", "-i", (dir.path() / "text").string()}, -1),
+            Clock::now() + 10s);
 }
 
 std::vector<int> keysDown() {
@@ -389,26 +305,23 @@ void holdOnUsersKeyboard(const std::string& keysymName, bool down) {
     XCloseDisplay(connection);
 }
 
-pid_t windowManagerPid() {
-    const char* value = std::getenv("TARN_TEST_WM_PID");
-    return value ? static_cast<pid_t>(std::atoi(value)) : -1;
+int processesWith(const std::string& word) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        if (support::readFile(entry.path() / "cmdline").value_or("").find(word) !=
+            std::string::npos) {
+            ++count;
+        }
+    }
+    return count;
 }
 
-pid_t serverPid() {
-    const char* value = std::getenv("TARN_TEST_XVFB_PID");
-    return value ? static_cast<pid_t>(std::atoi(value)) : -1;
-}
-
-platform::Rect rect(double x, double y, double width, double height) {
-    return platform::Rect{x, y, width, height};
-}
-
-bool near(const platform::Rect& a, const platform::Rect& b, double tolerance) {
+bool near(const Rect& a, const Rect& b, double tolerance) {
     return std::fabs(a.x - b.x) <= tolerance && std::fabs(a.y - b.y) <= tolerance &&
            std::fabs(a.width - b.width) <= tolerance && std::fabs(a.height - b.height) <= tolerance;
 }
 
-std::string describe(const platform::Rect& r) {
+std::string describe(const Rect& r) {
     std::ostringstream text;
     text << r.x << "," << r.y << " " << r.width << "x" << r.height;
     return text.str();

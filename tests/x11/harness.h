@@ -1,9 +1,10 @@
 #pragma once
 
 // What the X11 tests share: the private X server the fixture started (with-x11.sh), the
-// project's test client, and independent oracles (xdotool, xprop, xwininfo, xrandr, xclip)
-// that report what really happened, never through the code under test.
+// project's test client, and independent oracles (xdotool, xprop, xwininfo, xclip) that
+// report what really happened, never through the code under test.
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <chrono>
@@ -19,6 +20,7 @@
 namespace tarn::x11test {
 
 using namespace std::chrono_literals;
+using platform::Rect;
 
 // Polls the condition (every 5 ms) until it holds or the time is up; its last answer.
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
@@ -27,17 +29,14 @@ struct Output {
     int status = -1;
     std::string out;
 };
-// Runs a program to its end (killed after 10 s) with `input` on its standard input.
-Output run(const std::vector<std::string>& argv, const std::string& input = "");
-// The same, but nobody reads its output: for programs that leave a child behind holding it
-// (xclip serving what it was given).
-int runDetached(const std::vector<std::string>& argv, const std::string& input = "");
+// Runs a program to its end (killed after 10 s).
+Output run(const std::vector<std::string>& argv);
 
 // A child process, ended (SIGTERM, then waited for) with the object.
 class Child {
   public:
     explicit Child(const std::vector<std::string>& argv);
-    ~Child();
+    ~Child() { kill(); }
     Child(Child&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
@@ -52,14 +51,12 @@ class Child {
 // lack what the fixture's has. Ended with the object.
 class PrivateServer {
   public:
-    explicit PrivateServer(const std::vector<std::string>& options);
-    ~PrivateServer();
-    PrivateServer(const PrivateServer&) = delete;
-    PrivateServer& operator=(const PrivateServer&) = delete;
+    explicit PrivateServer(const std::string& options);
     const std::string& display() const { return display_; }
 
   private:
-    pid_t pid_ = -1;
+    tarn::testing::TempDir dir_;
+    std::optional<Child> xvfb_;
     std::string display_;
 };
 
@@ -72,6 +69,7 @@ struct TestApp {
     pid_t pid() const { return process.pid(); }
     unsigned long window() const { return windows.front(); }
     std::string logText() const;
+    bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // The "key ..." lines of the log, in order.
     std::vector<std::string> keys() const;
 };
@@ -84,38 +82,31 @@ TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::strin
 // --- Oracles ------------------------------------------------------------------------------
 
 std::string display();
-unsigned long activeWindow();                               // xdotool getactivewindow; 0 when none
-std::string wmState(unsigned long window);                  // "Normal", "Iconic", or "" (xprop)
-std::vector<std::string> netWmState(unsigned long window);  // _NET_WM_STATE atom names
-bool windowExists(unsigned long window);                    // xwininfo
+unsigned long activeWindow();  // xdotool getactivewindow; 0 when none
+std::string xprop(unsigned long window, const std::string& property);
+std::string wmState(unsigned long window);  // "Normal", "Iconic", or "" (xprop)
 // The outer frame: xwininfo's absolute client geometry widened by the frame extents xprop
 // reports (none without a window manager).
-std::optional<platform::Rect> outerFrame(unsigned long window);
-// The outer frame once it has settled within a pixel of `expected`, or the last one seen when
-// time ran out (an empty rect when none could be read).
-platform::Rect frameOnceAt(unsigned long window, const platform::Rect& expected);
-struct Monitor {
-    std::string name;
-    bool primary = false;
-    platform::Rect bounds;
-};
-std::vector<Monitor> monitors();                   // xrandr --listmonitors
+std::optional<Rect> outerFrame(unsigned long window);
+// Whether the outer frame settles within a pixel of `expected`; says what it saw if not.
+::testing::AssertionResult settlesAt(unsigned long window, const Rect& expected);
 std::optional<platform::Point> pointerLocation();  // xdotool getmouselocation
 std::optional<std::string> clipboardText();        // xclip -o; absent when it fails
-void putOnClipboard(const std::string& text, const std::string& target = "UTF8_STRING");
+void putOnClipboard(const std::string& text);      // xclip, which stays to serve it
 // Key codes that are down now (XQueryKeymap on a connection of the test's own).
 std::vector<int> keysDown();
 int keyCodeOf(const std::string& keysymName);  // from xmodmap -pke; 0 when unmapped
 // Presses or lets go of a key on the server's own keyboard device, not through the XTEST
 // one, as a person holding it would.
 void holdOnUsersKeyboard(const std::string& keysymName, bool down);
+// Processes whose command line holds the word.
+int processesWith(const std::string& word);
 
 // The fixture's processes, for tests that take the desktop away.
-pid_t windowManagerPid();
 pid_t serverPid();
+pid_t windowManagerPid();
 
-platform::Rect rect(double x, double y, double width, double height);
-bool near(const platform::Rect& a, const platform::Rect& b, double tolerance = 1);
-std::string describe(const platform::Rect& r);
+bool near(const Rect& a, const Rect& b, double tolerance = 1);
+std::string describe(const Rect& r);
 
 }  // namespace tarn::x11test

@@ -6,15 +6,12 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/command_runner.h"
-#include "tests/common/permission_text.h"
-#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {
 namespace {
 
 using tarn::testing::CommandResult;
-using tarn::testing::kPermissionInstructions;
 using tarn::testing::runTarn;
 using tarn::testing::TempDir;
 using ::testing::ElementsAre;
@@ -51,19 +48,27 @@ TEST_F(InputCommandsOnX11, KeysTypesTextSymbolsEnterAndChordsExactly) {
     EXPECT_THAT(keysDown(), ElementsAre());
 }
 
-TEST_F(InputCommandsOnX11, GrabTypesWhatAnotherClientPutOnTheClipboard) {
+// {grab} reads what another client put, {paste} types it (a line feed as Enter), {put} leaves
+// a process of tarn's serving the buffer after tarn has exited, until someone else takes the
+// clipboard.
+TEST_F(InputCommandsOnX11, GrabPasteAndPutGoThroughTheClipboard) {
     auto app = startApp(home_, {});
     putOnClipboard("Got 42\n!");
     ASSERT_EQ(clipboardText(), "Got 42\n!");
+    const std::string tag = "tag-" + std::to_string(::getpid());
 
-    auto result = tarn({"keys", "{grab}{paste}"});
+    auto result = tarn({"keys", "{grab}{paste}{insert after  \u2713 " + tag + "}{put}"});
     ASSERT_EQ(result.status, 0) << result.err;
-
-    // The line feed is typed as Enter.
     EXPECT_THAT(received(app, 8),
                 ElementsAre("key G 0x1", "key o 0x0", "key t 0x0", "key space 0x0", "key 4 0x0",
                             "key 2 0x0", "key Return 0x0", "key exclam 0x1"));
     EXPECT_THAT(keysDown(), ElementsAre());
+    EXPECT_EQ(clipboardText(), "Got 42\n! \u2713 " + tag);
+    EXPECT_EQ(processesWith(tag), 1);
+
+    putOnClipboard("someone else's");
+    EXPECT_TRUE(eventually([&] { return processesWith(tag) == 0; }));
+    EXPECT_EQ(clipboardText(), "someone else's");
 }
 
 // --- move-mouse -----------------------------------------------------------------------------
@@ -85,7 +90,7 @@ const PointerCase kPointerCases[] = {
 
 TEST_F(InputCommandsOnX11, MoveMouseToScreensAndTheFocusedWindow) {
     auto app = startApp(home_, {"--geometry", "798x581+100+100"});
-    ASSERT_EQ(frameOnceAt(app.window(), rect(100, 100, 800, 606)), rect(100, 100, 800, 606));
+    ASSERT_TRUE(settlesAt(app.window(), {100, 100, 800, 606}));
     for (const auto& c : kPointerCases) {
         std::vector<std::string> args{"move-mouse"};
         args.insert(args.end(), c.words.begin(), c.words.end());
@@ -98,38 +103,6 @@ TEST_F(InputCommandsOnX11, MoveMouseToScreensAndTheFocusedWindow) {
         EXPECT_EQ(result.out, "");
         EXPECT_EQ(pointerLocation(), c.expected);
     }
-}
-
-// --- A server without XTEST -----------------------------------------------------------------
-
-struct Refusal {
-    std::vector<std::string> args;
-    std::string before;  // what the command says before the instructions
-    std::string after;   // and after the reason
-};
-
-TEST(CommandsWithoutXTest, RefuseWithThePermissionTextTheReasonAndStatusFive) {
-    TempDir home;
-    PrivateServer server({"-tst"});
-    const std::string reason = "Reason: the X server on display " + server.display() +
-                               " lacks the XTEST extension, so no keyboard or mouse events can "
-                               "be made\n";
-    const Refusal refusals[] = {
-        {{"keys", "abc"}, "", "ERROR: Accessibility permission required to send keystrokes\n"},
-        {{"move-app", "right"},
-         "DEBUG: handleMoveApp called with direction: right, fromUserRule: false\n",
-         "ERROR: Accessibility not trusted\n"},
-        {{"move-mouse", "screen", "1"}, "", ""},
-    };
-    for (const auto& refusal : refusals) {
-        SCOPED_TRACE(refusal.args[0]);
-        auto result =
-            runTarn(refusal.args, home.path(), std::nullopt, {"DISPLAY=" + server.display()});
-        EXPECT_EQ(result.status, 5);
-        EXPECT_EQ(result.out, "");
-        EXPECT_EQ(result.err, refusal.before + kPermissionInstructions + reason + refusal.after);
-    }
-    EXPECT_FALSE(std::filesystem::exists(home.path() / ".config" / "Tarn" / "state.json"));
 }
 
 }  // namespace

@@ -23,136 +23,64 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
-namespace {
-
-struct Options {
-    std::string log;
-    std::string className = "TarnTestApp";
-    int width = 640, height = 480, x = 100, y = 100;
-    int windows = 1;
-    int minWidth = 0, minHeight = 0;
-    bool setPid = true;
-    bool holdClipboard = false;
-    bool serveString = false;
-    std::string string;
-    bool skipTaskbar = false;
-    std::string grabKey;
-    unsigned grabMask = 0;
-};
-
-[[noreturn]] void usage() {
-    std::fprintf(stderr,
-                 "usage: tarn_x11_test_app --log FILE [--class NAME] "
-                 "[--geometry WxH+X+Y] [--windows N] [--min WxH] [--no-pid] "
-                 "[--hold-clipboard] [--serve-string BYTES] [--skip-taskbar] "
-                 "[--grab KEYSYM MASK]\n");
-    std::exit(2);
-}
-
-Options parse(int argc, char** argv) {
-    Options options;
-    for (int i = 1; i < argc; ++i) {
-        std::string word = argv[i];
-        auto value = [&]() -> const char* {
-            if (i + 1 >= argc) usage();
-            return argv[++i];
-        };
-        if (word == "--log") {
-            options.log = value();
-        } else if (word == "--class") {
-            options.className = value();
-        } else if (word == "--geometry") {
-            if (std::sscanf(value(), "%dx%d+%d+%d", &options.width, &options.height, &options.x,
-                            &options.y) != 4) {
-                usage();
-            }
-        } else if (word == "--windows") {
-            options.windows = std::atoi(value());
-        } else if (word == "--min") {
-            if (std::sscanf(value(), "%dx%d", &options.minWidth, &options.minHeight) != 2) usage();
-        } else if (word == "--no-pid") {
-            options.setPid = false;
-        } else if (word == "--hold-clipboard") {
-            options.holdClipboard = true;
-        } else if (word == "--serve-string") {
-            options.serveString = true;
-            options.string = value();
-        } else if (word == "--skip-taskbar") {
-            options.skipTaskbar = true;
-        } else if (word == "--grab") {
-            options.grabKey = value();
-            options.grabMask = static_cast<unsigned>(std::strtoul(value(), nullptr, 16));
-        } else {
-            usage();
-        }
-    }
-    if (options.log.empty() || options.windows < 1) usage();
-    return options;
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
-    Options options = parse(argc, argv);
-    FILE* log = std::fopen(options.log.c_str(), "a");
-    if (!log) return 1;
-    std::setvbuf(log, nullptr, _IONBF, 0);
+    // Each option with the number of values it takes.
+    const std::map<std::string, int> arity{
+        {"--log", 1},  {"--class", 1},       {"--geometry", 1},       {"--windows", 1},
+        {"--min", 1},  {"--no-pid", 0},      {"--hold-clipboard", 0}, {"--serve-string", 1},
+        {"--grab", 2}, {"--skip-taskbar", 0}};
+    std::map<std::string, std::vector<std::string>> given;
+    for (int i = 1; i < argc; ++i) {
+        auto option = arity.find(argv[i]);
+        if (option == arity.end() || i + option->second >= argc) return 2;
+        auto& values = given[argv[i]];
+        for (int k = 0; k < option->second; ++k) values.push_back(argv[++i]);
+    }
+    auto value = [&](const char* name, const char* otherwise) {
+        return given.count(name) ? given[name][0] : std::string(otherwise);
+    };
+    const std::string className = value("--class", "TarnTestApp");
+    const std::string served = value("--serve-string", "");
+    int width = 0, height = 0, x = 0, y = 0, minWidth = 0, minHeight = 0;
+    std::sscanf(value("--geometry", "640x480+100+100").c_str(), "%dx%d+%d+%d", &width, &height, &x,
+                &y);
+    std::sscanf(value("--min", "0x0").c_str(), "%dx%d", &minWidth, &minHeight);
+    FILE* log = std::fopen(value("--log", "").c_str(), "a");
     Display* display = XOpenDisplay(nullptr);
-    if (!display) return 1;
+    if (!log || !display) return 1;
+    std::setvbuf(log, nullptr, _IONBF, 0);
 
-    Atom deleteWindow = XInternAtom(display, "WM_DELETE_WINDOW", False);
-    Atom pidAtom = XInternAtom(display, "_NET_WM_PID", False);
-    std::string instance = options.className;
+    std::string instance = className;
     for (char& c : instance) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-
     std::vector<Window> windows;
-    for (int i = 0; i < options.windows; ++i) {
+    for (int i = 0; i < std::atoi(value("--windows", "1").c_str()); ++i) {
         int offset = 40 * i;  // cascade, so each window has its own place
-        Window window = XCreateSimpleWindow(
-            display, DefaultRootWindow(display), options.x + offset, options.y + offset,
-            static_cast<unsigned>(options.width), static_cast<unsigned>(options.height), 0,
-            BlackPixel(display, DefaultScreen(display)),
-            WhitePixel(display, DefaultScreen(display)));
-        XSelectInput(display, window,
-                     KeyPressMask | KeyReleaseMask | FocusChangeMask | StructureNotifyMask);
-
-        XClassHint hint{instance.data(), options.className.data()};
+        Window window =
+            XCreateSimpleWindow(display, DefaultRootWindow(display), x + offset, y + offset,
+                                static_cast<unsigned>(width), static_cast<unsigned>(height), 0,
+                                BlackPixel(display, DefaultScreen(display)),
+                                WhitePixel(display, DefaultScreen(display)));
+        XSelectInput(display, window, KeyPressMask | FocusChangeMask);
+        XClassHint hint{instance.data(), const_cast<char*>(className.c_str())};
         XSetClassHint(display, window, &hint);
-        std::string title = options.className + " " + std::to_string(i + 1);
-        XStoreName(display, window, title.c_str());
-        XSizeHints* sizes = XAllocSizeHints();
-        sizes->flags = USPosition | USSize;
-        sizes->x = options.x + offset;
-        sizes->y = options.y + offset;
-        sizes->width = options.width;
-        sizes->height = options.height;
-        if (options.minWidth > 0) {
-            sizes->flags |= PMinSize;
-            sizes->min_width = options.minWidth;
-            sizes->min_height = options.minHeight;
-        }
-        XSetWMNormalHints(display, window, sizes);
-        XFree(sizes);
-        XWMHints* hints = XAllocWMHints();
-        hints->flags = InputHint | StateHint;
-        hints->input = True;
-        hints->initial_state = NormalState;
-        XSetWMHints(display, window, hints);
-        XFree(hints);
-        XSetWMProtocols(display, window, &deleteWindow, 1);
-        if (options.skipTaskbar) {
+        XSizeHints sizes{};
+        sizes.flags = USPosition | USSize | (minWidth > 0 ? PMinSize : 0);
+        sizes.min_width = minWidth;
+        sizes.min_height = minHeight;
+        XSetWMNormalHints(display, window, &sizes);
+        if (given.count("--skip-taskbar")) {
             Atom skip = XInternAtom(display, "_NET_WM_STATE_SKIP_TASKBAR", False);
-            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False),
-                            XA_ATOM, 32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip),
-                            1);
+            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False), XA_ATOM,
+                            32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip), 1);
         }
-        if (options.setPid) {
+        if (!given.count("--no-pid")) {
             long pid = ::getpid();
-            XChangeProperty(display, window, pidAtom, XA_CARDINAL, 32, PropModeReplace,
+            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False),
+                            XA_CARDINAL, 32, PropModeReplace,
                             reinterpret_cast<unsigned char*>(&pid), 1);
         }
         XMapWindow(display, window);
@@ -161,15 +89,15 @@ int main(int argc, char** argv) {
     }
     XFlush(display);
 
-    if (!options.grabKey.empty()) {
-        KeyCode key = XKeysymToKeycode(display, XStringToKeysym(options.grabKey.c_str()));
-        XGrabKey(display, key, options.grabMask, DefaultRootWindow(display), True, GrabModeAsync,
-                 GrabModeAsync);
+    if (given.count("--grab")) {
+        auto& grab = given["--grab"];
+        KeyCode key = XKeysymToKeycode(display, XStringToKeysym(grab[0].c_str()));
+        XGrabKey(display, key, static_cast<unsigned>(std::strtoul(grab[1].c_str(), nullptr, 16)),
+                 DefaultRootWindow(display), True, GrabModeAsync, GrabModeAsync);
         XSync(display, False);
         std::fprintf(log, "grabbed\n");
     }
-
-    if (options.holdClipboard || options.serveString) {
+    if (given.count("--hold-clipboard") || given.count("--serve-string")) {
         XSetSelectionOwner(display, XInternAtom(display, "CLIPBOARD", False), windows[0],
                            CurrentTime);
         XSync(display, False);
@@ -179,48 +107,30 @@ int main(int argc, char** argv) {
     while (true) {
         XEvent event;
         XNextEvent(display, &event);
-        switch (event.type) {
-            case MappingNotify:
-                XRefreshKeyboardMapping(&event.xmapping);
-                break;
-            case FocusIn:
-                std::fprintf(log, "focus %lu\n", event.xfocus.window);
-                break;
-            case KeyPress: {
-                char text[16];
-                KeySym symbol = NoSymbol;
-                XLookupString(&event.xkey, text, sizeof text, &symbol, nullptr);
-                const char* name = XKeysymToString(symbol);
-                std::fprintf(log, "%s %s 0x%x\n", IsModifierKey(symbol) ? "mod" : "key",
-                             name ? name : "NoSymbol", event.xkey.state);
-                break;
+        if (event.type == MappingNotify) {
+            XRefreshKeyboardMapping(&event.xmapping);
+        } else if (event.type == FocusIn) {
+            std::fprintf(log, "focus %lu\n", event.xfocus.window);
+        } else if (event.type == KeyPress) {
+            KeySym symbol = NoSymbol;
+            char text[16];
+            XLookupString(&event.xkey, text, sizeof text, &symbol, nullptr);
+            const char* name = XKeysymToString(symbol);
+            std::fprintf(log, "%s %s 0x%x\n", IsModifierKey(symbol) ? "mod" : "key",
+                         name ? name : "NoSymbol", event.xkey.state);
+        } else if (event.type == SelectionRequest && given.count("--serve-string")) {
+            const XSelectionRequestEvent& request = event.xselectionrequest;
+            XEvent reply{.xselection = {SelectionNotify, 0, True, display, request.requestor,
+                                        request.selection, request.target, None, request.time}};
+            if (request.target == XA_STRING) {
+                XChangeProperty(display, request.requestor, request.property, XA_STRING, 8,
+                                PropModeReplace,
+                                reinterpret_cast<const unsigned char*>(served.data()),
+                                static_cast<int>(served.size()));
+                reply.xselection.property = request.property;
             }
-            case SelectionRequest: {
-                if (!options.serveString) break;
-                const XSelectionRequestEvent& request = event.xselectionrequest;
-                XEvent reply{};
-                reply.xselection.type = SelectionNotify;
-                reply.xselection.requestor = request.requestor;
-                reply.xselection.selection = request.selection;
-                reply.xselection.target = request.target;
-                reply.xselection.time = request.time;
-                reply.xselection.property = None;
-                if (request.target == XA_STRING) {
-                    XChangeProperty(display, request.requestor, request.property, XA_STRING, 8,
-                                    PropModeReplace,
-                                    reinterpret_cast<const unsigned char*>(options.string.data()),
-                                    static_cast<int>(options.string.size()));
-                    reply.xselection.property = request.property;
-                }
-                XSendEvent(display, request.requestor, False, NoEventMask, &reply);
-                XFlush(display);
-                break;
-            }
-            case ClientMessage:
-                if (static_cast<Atom>(event.xclient.data.l[0]) == deleteWindow) return 0;
-                break;
-            default:
-                break;
+            XSendEvent(display, request.requestor, False, NoEventMask, &reply);
+            XFlush(display);
         }
     }
 }

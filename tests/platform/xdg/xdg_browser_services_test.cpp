@@ -7,6 +7,7 @@
 #include "core/commands/browser_default.h"
 #include "platform/xdg/xdg_desktop.h"
 #include "support/files.h"
+#include "support/json_text.h"
 #include "tests/common/fake_desktop.h"
 #include "tests/common/temp_dir.h"
 
@@ -116,27 +117,21 @@ class XdgTreeTest : public ::testing::Test {
 };
 
 TEST_F(XdgTreeTest, ListsTheEntriesInEffectThatHandleBothSchemes) {
-    std::string p;  // the tree's path as JSON writes it, each slash escaped
-    for (char c : dir.path().string()) p += c == '/' ? std::string("\\/") : std::string(1, c);
-    auto item = [&](const std::string& name, const std::string& id, const std::string& path) {
-        return "  {\n    \"name\" : \"" + name + "\",\n    \"bundleID\" : \"" + id +
-               "\",\n    \"path\" : \"" + p + path + "\"\n  }";
-    };
-    EXPECT_EQ(
-        command({"list"}),
-        std::make_tuple(
-            0,
-            "[\n" +
-                item("Chromium", "chromium.desktop", "\\/sys1\\/applications\\/chromium.desktop") +
-                ",\n" +
-                item("Firefox (mine)", "firefox.desktop",
-                     "\\/user\\/applications\\/firefox.desktop") +
-                ",\n" +
-                item("Konqueror", "kde4-konqueror.desktop",
-                     "\\/sys1\\/applications\\/kde4\\/konqueror.desktop") +
-                ",\n" + item("zen", "zen.desktop", "\\/sys2\\/applications\\/zen.desktop") +
-                "\n]\n",
-            std::string()));
+    auto [status, out, err] = command({"list"});
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(err, "");
+    std::vector<std::string> listed;
+    for (const auto& item : support::Json::parse(out)) {
+        listed.push_back(item["name"].get<std::string>() + " " +
+                         item["bundleID"].get<std::string>() + " " +
+                         item["path"].get<std::string>().substr(dir.path().string().size()));
+    }
+    EXPECT_EQ(listed,
+              (std::vector<std::string>{
+                  "Chromium chromium.desktop /sys1/applications/chromium.desktop",
+                  "Firefox (mine) firefox.desktop /user/applications/firefox.desktop",
+                  "Konqueror kde4-konqueror.desktop /sys1/applications/kde4/konqueror.desktop",
+                  "zen zen.desktop /sys2/applications/zen.desktop"}));
 }
 
 // Each id comes once, as the entry in effect: the core would prefer a system entry to the user's.
