@@ -71,6 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
              "", events({events({6}, 0x120000), sleep(250000), events({0, 33}, 0x20000)})},
         Case{"OnlyTheFirstWord", {"a", "b"}, "{}", 0, "", events({0})},
         Case{"EmptyString", {""}, "{}", 0, "", Json::array()},
+        Case{"UnpostableKeysSkipped", {"ab"}, R"({"unpostableKeys": [0]})", 0, "", events({11})},
         Case{"ClipboardRoundTrip", {"{grab}{trim after ?}{insert before x:{slash}}{put}"},
              R"({"clipboard": "path?q=1"})", 0, "",
              events({kGrab, Json{{"type", "clipboard"}, {"text", "x:/path"}}})},
