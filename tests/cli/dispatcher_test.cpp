@@ -54,18 +54,6 @@ TEST_F(DispatcherTest, VersionWordsPrintTheVersionLineOnStandardOutput) {
     }
 }
 
-TEST_F(DispatcherTest, HelpTextKeepsItsTrailingSpacesAndArchiveExample) {
-    auto result = run({"help"});
-    EXPECT_THAT(result.err,
-                ::testing::HasSubstr("  {put}          - Paste Tarn buffer to clipboard  \n"));
-    EXPECT_THAT(result.err,
-                ::testing::HasSubstr("\n      Example: {cmd+c}{grab}{trim after ?}{insert before "
-                                     "http:{slash}{slash}web.archive.org{slash}}{paste}\n"));
-    EXPECT_THAT(result.err, ::testing::StartsWith(kVersionLine + "\n\nCommands:\n"));
-    EXPECT_THAT(result.err,
-                ::testing::EndsWith("    browser - Default browser for browser-tab command\n"));
-}
-
 TEST_F(DispatcherTest, MoveAppWithoutDirectionPrintsItsUsage) {
     auto result = run({"move-app"});
     EXPECT_EQ(result.status, 1);
@@ -112,12 +100,12 @@ TEST_P(HealthcheckTest, PrintsTheVerdict) {
 // Each verdict's word and status once; which verdict a desktop earns is proven on the fake.
 INSTANTIATE_TEST_SUITE_P(
     Verdicts, HealthcheckTest,
-    ::testing::Values(
-        HealthCase{"AllGood", "{}", "healthy", 0},
-        HealthCase{"AccessibilityDisabled", R"({"apps": [{"pid": 100, "bundleID": "a",
+    ::testing::Values(HealthCase{"AllGood", "{}", "healthy", 0},
+                      HealthCase{"AccessibilityDisabled", R"({"apps": [{"pid": 100, "bundleID": "a",
             "windowListError": -25211}]})",
-                   "cannotReadPosition", 1},
-        HealthCase{"NoMouseEvents", R"({"mouseEventsAvailable": false})", "cannotMoveMouse", 1}),
+                                 "cannotReadPosition", 1},
+                      HealthCase{"NoMouseEvents", R"({"mouseEventsAvailable": false})",
+                                 "cannotMoveMouse", 1}),
     [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace

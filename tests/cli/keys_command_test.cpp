@@ -75,8 +75,6 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"ClipboardRoundTrip", {"{grab}{trim after ?}{insert before x:{slash}}{put}"},
              R"({"clipboard": "path?q=1"})", 0, "",
              events({kGrab, Json{{"type", "clipboard"}, {"text", "x:/path"}}})},
-        Case{"PastedLinesEndWithEnter", {"{grab}{paste}"}, R"({"clipboard": "a\nb"})", 0, "",
-             events({kGrab, 0, 36, 11})},
         Case{"PasteErrorAndTypingGoesOn", {"{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
              "Error parsing buffer for paste: unclosedBrace\n", events({kGrab, 16})},
         Case{"NoString", {}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
@@ -86,8 +84,6 @@ INSTANTIATE_TEST_SUITE_P(
              "Error: Unknown key name: cmd+foo" + kUnknown, Json::array()},
         Case{"InvalidPause", {"a{pause Soon}"}, "{}", 4, "Error: Invalid pause value: soon\n",
              Json::array()},
-        Case{"PauseBeyondTheSleep", {"a{pause 4294968}"}, "{}", 4,
-             "Error: Invalid pause value: 4294968\n", Json::array()},
         // The permission is checked before the string is parsed.
         Case{"WithoutPermission", {"abc"}, R"({"accessibilityTrusted": false})", 5, kPermission,
              events({kPrompt})},

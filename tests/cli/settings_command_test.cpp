@@ -41,40 +41,29 @@ TEST_P(SettingsInferenceTest, StoresTheInferredKind) {
     EXPECT_EQ(get.out, std::string(c.readBack) + "\n");
 }
 
+// How numbers and words are read is proven on the parsers; here each kind once, the edges
+// of int64, and doubles JSON cannot hold, which stay as typed text instead of aborting the save.
+// A whole double is written without a fraction and so reads back as an integer.
+// clang-format off
 INSTANTIATE_TEST_SUITE_P(
     Values, SettingsInferenceTest,
     ::testing::Values(
         InferenceCase{"String", "Google Chrome", "Google Chrome", "\"Google Chrome\""},
         InferenceCase{"LeadingZeros", "007", "7", "7"},
-        InferenceCase{"PlusSign", "+12", "12", "12"}, InferenceCase{"Negative", "-3", "-3", "-3"},
-        InferenceCase{"Int64Max", "9223372036854775807", "9223372036854775807",
-                      "9223372036854775807"},
-        InferenceCase{"BeyondInt64IsDouble", "9223372036854775808", "9.223372036854776e+18",
-                      "9.223372036854776e+18"},
+        InferenceCase{"Int64Max", "9223372036854775807", "9223372036854775807", "9223372036854775807"},
+        InferenceCase{"BeyondInt64IsDouble", "9223372036854775808", "9.223372036854776e+18", "9.223372036854776e+18"},
         InferenceCase{"Fraction", "2.50", "2.5", "2.5"},
-        InferenceCase{"LeadingDot", ".5", "0.5", "0.5"},
-        // A whole double is written without a fraction and so reads back as an integer.
         InferenceCase{"Exponent", "1e3", "1000", "1000"},
         InferenceCase{"TrueAnyCase", "TRUE", "true", "true"},
         InferenceCase{"FalseAnyCase", "False", "false", "false"},
-        InferenceCase{"YesIsAString", "YES", "YES", "\"YES\""},
         InferenceCase{"SlashesEscaped", "http://a/b", "http://a/b", "\"http:\\/\\/a\\/b\""},
-        InferenceCase{"QuotesEscaped", "say \"hi\"", "say \"hi\"", "\"say \\\"hi\\\"\""},
-        InferenceCase{"Empty", "", "", "\"\""},
-        InferenceCase{"SpaceBeforeNumber", " 5", " 5", "\" 5\""},
-        // Doubles JSON cannot hold stay as typed text instead of aborting the save.
         InferenceCase{"Infinity", "inf", "inf", "\"inf\""},
-        InferenceCase{"NotANumber", "nan", "nan", "\"nan\""},
         InferenceCase{"Overflow", "1e400", "1e400", "\"1e400\""}),
     [](const auto& info) { return std::string(info.param.name); });
-
-TEST_F(SettingsCommandTest, EmptyStoreListsNothingConfigured) {
-    auto result = run({"settings"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "No settings configured.\n");
-}
+// clang-format on
 
 TEST_F(SettingsCommandTest, ListsSortedByNameWithValueText) {
+    EXPECT_EQ(run({"settings"}).out, "No settings configured.\n");
     writeConfigFile("config.json", R"({"values": {"b": 2.0, "a": "x", "B": true, "c": 0.25,
         "when": "2026-01-26T09:30:00Z"}})");
     auto result = run({"settings"});
@@ -84,6 +73,7 @@ TEST_F(SettingsCommandTest, ListsSortedByNameWithValueText) {
               "  when: 2026-01-26T09:30:00Z\n");
 }
 
+// No DISPLAY and no simulated desktop in any of these: the store must not need one.
 TEST_F(SettingsCommandTest, SetKeepsOtherSettingsAndReplacesTheKind) {
     ASSERT_EQ(run({"settings", "browser", "Safari"}).status, 0);
     ASSERT_EQ(run({"settings", "count", "3"}).status, 0);
@@ -203,12 +193,6 @@ TEST_F(SettingsCommandTest, FiftyParallelWritersKeepAllFiftyKeys) {
         auto line = "  key" + std::to_string(i) + ": " + std::to_string(i) + "\n";
         EXPECT_THAT(listed, HasSubstr(line));
     }
-}
-
-TEST_F(SettingsCommandTest, SettingsWorkWithoutAnyDesktop) {
-    // No DISPLAY and no simulated desktop: the store must not need one.
-    EXPECT_EQ(run({"settings", "a", "b"}).status, 0);
-    EXPECT_EQ(run({"settings", "a"}).out, "b\n");
 }
 
 }  // namespace

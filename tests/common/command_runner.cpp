@@ -7,23 +7,11 @@
 
 #include <chrono>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "support/files.h"
 
 namespace tarn::testing {
-namespace {
-
-std::string slurp(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream buffer;
-    buffer << in.rdbuf();
-    return buffer.str();
-}
-
-}  // namespace
-
 CommandResult runTarn(const std::vector<std::string>& args, const std::filesystem::path& home,
                       const std::optional<std::filesystem::path>& simFile,
                       const std::vector<std::string>& extraEnv) {
@@ -78,8 +66,8 @@ CommandResult runTarn(const std::vector<std::string>& args, const std::filesyste
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     result.status = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus);
-    result.out = slurp(outPath);
-    result.err = slurp(errPath);
+    result.out = support::readFile(outPath).value_or("");
+    result.err = support::readFile(errPath).value_or("");
     std::filesystem::remove(outPath);
     std::filesystem::remove(errPath);
     return result;

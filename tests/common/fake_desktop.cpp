@@ -6,22 +6,28 @@ namespace tarn::testing {
 
 using namespace platform;
 
+namespace {
+
+template <typename List, typename Value>
+bool contains(const List& list, const Value& value) {
+    return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+}  // namespace
+
 FakeApp& FakeDesktop::addApp(Pid pid, std::optional<std::string> bundleID,
                              std::optional<std::string> name) {
-    FakeApp app;
-    app.info = AppInfo{.pid = pid,
-                       .bundleID = std::move(bundleID),
-                       .localizedName = std::move(name),
-                       .regularActivationPolicy = true};
-    apps.push_back(std::move(app));
-    return apps.back();
+    FakeApp& app = apps.emplace_back();
+    app.info = {.pid = pid,
+                .bundleID = std::move(bundleID),
+                .localizedName = std::move(name),
+                .regularActivationPolicy = true};
+    return app;
 }
 
 FakeApp* FakeDesktop::app(Pid pid) {
-    for (auto& candidate : apps) {
-        if (candidate.info.pid == pid) return &candidate;
-    }
-    return nullptr;
+    auto found = std::find_if(apps.begin(), apps.end(), [&](auto& a) { return a.info.pid == pid; });
+    return found == apps.end() ? nullptr : &*found;
 }
 
 FakeWindow* FakeDesktop::window(WindowId id) {
@@ -48,9 +54,7 @@ std::vector<AppInfo> FakeDesktop::runningApplications() {
 FocusedWindow FakeDesktop::focusedWindow(Pid pid) {
     FakeApp* found = app(pid);
     if (!found) return {.window = std::nullopt, .error = ax::invalidElement};
-    if (found->focusedWindowError != ax::success) {
-        return {.window = std::nullopt, .error = found->focusedWindowError};
-    }
+    if (found->focusedWindowError != ax::success) return {std::nullopt, found->focusedWindowError};
     if (!found->focused) return {.window = std::nullopt, .error = ax::noValue};
     return {.window = found->focused, .error = ax::success};
 }
@@ -69,24 +73,18 @@ std::optional<bool> FakeDesktop::isMinimized(WindowId id) {
 }
 
 void FakeDesktop::setMinimized(WindowId id, bool minimized) {
-    windowWrites.push_back(WindowWrite::minimizedTo(id, minimized));
+    windowWrites.push_back({id, std::nullopt, std::nullopt, minimized});
     if (FakeWindow* w = window(id)) w->minimized = minimized;
 }
 
-std::optional<Point> FakeDesktop::position(WindowId id) {
+std::optional<Rect> FakeDesktop::readableFrame(WindowId id) {
     FakeWindow* w = window(id);
     if (!w || !w->frameReadable) return std::nullopt;
-    return w->frame.origin();
-}
-
-std::optional<Size> FakeDesktop::size(WindowId id) {
-    FakeWindow* w = window(id);
-    if (!w || !w->frameReadable) return std::nullopt;
-    return w->frame.size();
+    return w->frame;
 }
 
 void FakeDesktop::setPosition(WindowId id, Point position) {
-    windowWrites.push_back(WindowWrite::movedTo(id, position));
+    windowWrites.push_back({id, position, std::nullopt, std::nullopt});
     if (FakeWindow* w = window(id)) {
         w->frame.x = position.x;
         w->frame.y = position.y;
@@ -94,19 +92,11 @@ void FakeDesktop::setPosition(WindowId id, Point position) {
 }
 
 void FakeDesktop::setSize(WindowId id, Size size) {
-    windowWrites.push_back(WindowWrite::resizedTo(id, size));
+    windowWrites.push_back({id, std::nullopt, size, std::nullopt});
     FakeWindow* w = window(id);
     if (!w) return;
-    if (w->minSize) {
-        size.width = std::max(size.width, w->minSize->width);
-        size.height = std::max(size.height, w->minSize->height);
-    }
-    if (w->maxSize) {
-        size.width = std::min(size.width, w->maxSize->width);
-        size.height = std::min(size.height, w->maxSize->height);
-    }
-    w->frame.width = size.width;
-    w->frame.height = size.height;
+    w->frame.width = std::max(size.width, w->minSize ? w->minSize->width : size.width);
+    w->frame.height = std::max(size.height, w->minSize ? w->minSize->height : size.height);
 }
 
 int FakeDesktop::windowListError(Pid pid) {
@@ -126,17 +116,7 @@ Rect FakeDesktop::bounds(DisplayId display) {
 }
 
 bool FakeDesktop::canPost(std::uint16_t keyCode) {
-    return std::find(unpostable.begin(), unpostable.end(), keyCode) == unpostable.end();
-}
-
-void FakeDesktop::writeText(const std::string& text) {
-    clipboardText = text;
-    clipboardWrites.push_back(text);
-}
-
-void FakeDesktop::warp(Point to) {
-    warps.push_back(to);
-    pointerAt = to;
+    return !contains(unpostable, keyCode);
 }
 
 bool FakeDesktop::isTrusted(bool prompt) {
@@ -147,8 +127,7 @@ bool FakeDesktop::isTrusted(bool prompt) {
 std::vector<BrowserApp> FakeDesktop::applicationsForScheme(const std::string& scheme) {
     std::vector<BrowserApp> found;
     for (const auto& browser : browserApps) {
-        if ((scheme == "http" && browser.declaresHttp) ||
-            (scheme == "https" && browser.declaresHttps)) {
+        if (scheme == "http" ? browser.declaresHttp : scheme == "https" && browser.declaresHttps) {
             found.push_back(browser);
         }
     }
@@ -156,17 +135,9 @@ std::vector<BrowserApp> FakeDesktop::applicationsForScheme(const std::string& sc
 }
 
 bool FakeDesktop::setDefault(const std::string& bundleID) {
-    if (std::find(refuseDefault.begin(), refuseDefault.end(), bundleID) != refuseDefault.end()) {
-        return false;
-    }
-    defaults.http = bundleID;
-    defaults.https = bundleID;
+    if (contains(refuseDefault, bundleID)) return false;
+    defaults = {bundleID, bundleID};
     return true;
-}
-
-ScriptResult FakeDesktop::run(const std::string& source) {
-    scriptsRun.push_back(source);
-    return scriptResult;
 }
 
 }  // namespace tarn::testing

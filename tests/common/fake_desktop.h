@@ -17,7 +17,6 @@ struct FakeWindow {
     bool minimized = false;
     bool frameReadable = true;
     std::optional<platform::Size> minSize;  // a window that refuses to get smaller
-    std::optional<platform::Size> maxSize;
 };
 
 // One write to a window, in the order the code under test made them; exactly one of the
@@ -28,16 +27,6 @@ struct WindowWrite {
     std::optional<platform::Size> size;
     std::optional<bool> minimized;
     friend bool operator==(const WindowWrite&, const WindowWrite&) = default;
-
-    static WindowWrite movedTo(platform::WindowId window, platform::Point to) {
-        return {window, to, std::nullopt, std::nullopt};
-    }
-    static WindowWrite resizedTo(platform::WindowId window, platform::Size to) {
-        return {window, std::nullopt, to, std::nullopt};
-    }
-    static WindowWrite minimizedTo(platform::WindowId window, bool minimized) {
-        return {window, std::nullopt, std::nullopt, minimized};
-    }
 };
 
 struct FakeApp {
@@ -49,12 +38,7 @@ struct FakeApp {
 
     FakeWindow& addWindow(platform::WindowId id, platform::Rect frame = {},
                           bool minimized = false) {
-        FakeWindow window;
-        window.id = id;
-        window.frame = frame;
-        window.minimized = minimized;
-        windows.push_back(window);
-        return windows.back();
+        return windows.emplace_back(FakeWindow{id, frame, minimized, true, std::nullopt});
     }
 };
 
@@ -118,8 +102,14 @@ class FakeDesktop final : public platform::Desktop,
     std::vector<platform::WindowId> windows(platform::Pid pid) override;
     std::optional<bool> isMinimized(platform::WindowId id) override;
     void setMinimized(platform::WindowId id, bool minimized) override;
-    std::optional<platform::Point> position(platform::WindowId id) override;
-    std::optional<platform::Size> size(platform::WindowId id) override;
+    std::optional<platform::Point> position(platform::WindowId id) override {
+        auto frame = readableFrame(id);
+        return frame ? std::optional(frame->origin()) : std::nullopt;
+    }
+    std::optional<platform::Size> size(platform::WindowId id) override {
+        auto frame = readableFrame(id);
+        return frame ? std::optional(frame->size()) : std::nullopt;
+    }
     void setPosition(platform::WindowId id, platform::Point position) override;
     void setSize(platform::WindowId id, platform::Size size) override;
     int windowListError(platform::Pid pid) override;
@@ -138,10 +128,16 @@ class FakeDesktop final : public platform::Desktop,
 
     // Clipboard
     std::optional<std::string> readText() override { return clipboardText; }
-    void writeText(const std::string& text) override;
+    void writeText(const std::string& text) override {
+        clipboardText = text;
+        clipboardWrites.push_back(text);
+    }
 
     // Pointer
-    void warp(platform::Point to) override;
+    void warp(platform::Point to) override {
+        warps.push_back(to);
+        pointerAt = to;
+    }
     std::optional<platform::Point> location() override { return pointerAt; }
     bool canCreateMouseEvent(platform::Point) override { return mouseEvents; }
 
@@ -158,10 +154,14 @@ class FakeDesktop final : public platform::Desktop,
     bool setDefault(const std::string& bundleID) override;
 
     // ScriptRunner
-    platform::ScriptResult run(const std::string& source) override;
+    platform::ScriptResult run(const std::string& source) override {
+        scriptsRun.push_back(source);
+        return scriptResult;
+    }
 
   private:
     FakeApp* app(platform::Pid pid);
+    std::optional<platform::Rect> readableFrame(platform::WindowId id);
 };
 
 }  // namespace tarn::testing

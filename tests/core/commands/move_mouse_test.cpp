@@ -16,10 +16,7 @@ class MoveMouseTest : public ::testing::Test {
     MoveMouseTest() {
         desktop.screens = {{0, 0, 1920, 1080}, {1920, 0, 1000, 800}, {-1280, 0, 1280, 1024}};
         auto& app = desktop.addApp(100, "com.example.editor", "Editor");
-        testing::FakeWindow window;
-        window.id = 7;
-        window.frame = {100, 100, 800, 600};
-        app.windows.push_back(window);
+        app.addWindow(7, {100, 100, 800, 600});
         app.focused = 7;
         desktop.frontmost = 100;
     }

@@ -4,6 +4,8 @@
 
 #include <limits>
 
+#include "core/keys/key_tables.h"
+
 namespace tarn::keys {
 namespace {
 
@@ -91,6 +93,16 @@ INSTANTIATE_TEST_SUITE_P(
                   {T{0, kShift}, T{0, kCommand}, T{0, 0}, Pause{1}, T{11, 0}}}),
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
+
+// The parser lowers what it reads, so every name in the table must be lower case to be
+// reachable; each types its own key.
+TEST(ParseKeysStringTest, EveryKeyNameIsReachable) {
+    for (const auto& [name, code] : keyMap()) {
+        auto actions = parseKeysString("{" + name + "}");
+        ASSERT_EQ(actions.size(), 1u) << name;
+        EXPECT_EQ(std::get<TypeKey>(actions[0]).code, code) << name;
+    }
+}
 
 struct ErrorCase {
     const char* name;

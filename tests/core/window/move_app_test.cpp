@@ -74,6 +74,19 @@ TEST_F(HandleMoveAppTest, StateOnARemovedSavedLocationResetsToOriginal) {
     }
 }
 
+// The cycle is told whether the window is on the first screen, the primary one.
+TEST_F(HandleMoveAppTest, OnlyTheFirstScreenIsPrimary) {
+    desktop().screens = {{0, 0, 1920, 1080}, {1920, 0, 1280, 1024}};
+    for (const auto& [x, line] :
+         {std::pair{100.0, "isPrimary=true"}, {2000.0, "isPrimary=false"}}) {
+        for (const char* word : {"left", "right"}) {
+            desktop().window(1)->frame = {x, 100, 800, 600};
+            ASSERT_EQ(press(word, {}), 0);
+            EXPECT_THAT(err(), HasSubstr(line)) << word << " from x=" << x;
+        }
+    }
+}
+
 TEST_F(HandleMoveAppTest, PositionIsWrittenBeforeSize) {
     ASSERT_EQ(press("right", {}), 0);
     ASSERT_GE(desktop().windowWrites.size(), 2u);

@@ -63,18 +63,6 @@ TEST_F(OverrideLookupTest, NotAnObjectCannotBeDecoded) {
     }
 }
 
-TEST_F(OverrideLookupTest, RuleWithoutFiltersOnAnUnknownAppTurnsEverythingOn) {
-    writeConfig(R"({"globalRules": [{"id": "r1", "overrideTarn": "left", "chord": {}}]})");
-    auto result = lookup("left");
-    ASSERT_TRUE(result);
-    EXPECT_EQ(flagText(result->stateFilters), "111111");
-    EXPECT_TRUE(result->savedLocations.empty());
-    EXPECT_THAT(err(),
-                ::testing::EndsWith("DEBUG: Successfully decoded config with 1 rules\n"
-                                    "DEBUG: Found override rule 'r1' for direction 'left'\n"
-                                    "DEBUG: Using override with no app-specific customization\n"));
-}
-
 // Which rule is found and which filters come out, for one config and direction each.
 struct LookupCase {
     const char* name;
@@ -104,6 +92,12 @@ TEST_P(OverrideLookupCases, FindsTheRuleAndItsFilters) {
 INSTANTIATE_TEST_SUITE_P(
     Cases, OverrideLookupCases,
     ::testing::Values(
+        LookupCase{"RuleWithoutFiltersOnAnUnknownAppTurnsEverythingOn",
+                   R"({"globalRules": [{"id": "r1", "overrideTarn": "left", "chord": {}}]})",
+                   "left", "com.example.app", "111111",
+                   "DEBUG: Successfully decoded config with 1 rules\n"
+                   "DEBUG: Found override rule 'r1' for direction 'left'\n"
+                   "DEBUG: Using override with no app-specific customization"},
         LookupCase{"FirstOfTwoInFileOrder",
                    R"({"globalRules": [
                        {"id": "a", "overrideTarn": "left", "stateFilters": {"fullWidthOnPrimary": false}},
@@ -158,6 +152,12 @@ INSTANTIATE_TEST_SUITE_P(
                          "ruleOverrides": ["a", {"enabled": false}]}]})",
                    "right", std::nullopt, "111111",
                    "DEBUG: Using override with no app-specific customization"},
+        LookupCase{"LocationWithoutScreenIndexSpoilsTheAppList",
+                   R"({"globalRules": [{"id": "a", "overrideTarn": "left"}],
+                       "appConfigs": [{"bundleID": "com.example.app",
+                         "savedLocations": [{"frame": [[0, 0], [100, 100]]}]}]})",
+                   "left", "com.example.app", "111111",
+                   "DEBUG: Using override with no app-specific customization"},
         LookupCase{"MalformedAppEntryEmptiesTheAppList",
                    R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
                        "appConfigs": [{"bundleID": "com.example.app", "savedLocations": []},
@@ -186,16 +186,6 @@ TEST_F(OverrideLookupTest, ReturnsEverySavedLocationInOrder) {
     EXPECT_THAT(err(),
                 ::testing::EndsWith("DEBUG: Using override for app com.example.app with 5 saved "
                                     "locations\n"));
-}
-
-TEST_F(OverrideLookupTest, LocationWithoutScreenIndexSpoilsTheAppList) {
-    writeConfig(R"({"globalRules": [{"id": "a", "overrideTarn": "left"}],
-        "appConfigs": [{"bundleID": "com.example.app",
-          "savedLocations": [{"frame": [[0, 0], [100, 100]]}]}]})");
-    auto result = lookup("left");
-    ASSERT_TRUE(result);
-    EXPECT_TRUE(result->savedLocations.empty());
-    EXPECT_THAT(err(), HasSubstr("no app-specific customization"));
 }
 
 }  // namespace

@@ -160,21 +160,50 @@ class StateFileTest : public ::testing::Test {
     std::ostringstream diagnostics;
 };
 
-// The sample record as the file holds it: a JSON string, so its quotes and backslashes are
-// escaped once more.
-const std::string kSampleEntry =
-    R"("window_AC\/DC_Player" : "{\"appName\":\"AC\\\/DC Player\",\"initialFrame\":{\"x\":100,)"
-    R"(\"y\":125,\"width\":800,\"height\":500,\"screenIndex\":0},\"currentFrame\":{\"x\":640,)"
-    R"(\"y\":212.5,\"width\":800,\"height\":500,\"screenIndex\":1},\"horizontalState\":5,)"
-    R"(\"verticalState\":2,\"savedLocations\":[{\"frame\":{\"x\":200,\"y\":300,\"width\":600,)"
-    R"(\"height\":400,\"screenIndex\":0},\"screenSpecific\":true},{\"frame\":{\"x\":-700.25,)"
-    R"(\"y\":100,\"width\":500,\"height\":300,\"screenIndex\":2},\"screenSpecific\":false}]}")";
+struct SaveCase {
+    const char* name;
+    const char* before;        // nullptr: no file yet
+    const char* othersBefore;  // the entries sorted before the sample's, as written
+    const char* othersAfter;
+    bool keptAside;
+};
 
-TEST_F(StateFileTest, FirstSaveWritesThePrettySortedDocument) {
+class SaveStateTest : public StateFileTest, public ::testing::WithParamInterface<SaveCase> {};
+
+// The file is pretty and sorted, the sample record a string in it; every other entry is kept,
+// an entry of another kind is replaced, and a file that cannot be read is kept aside first.
+TEST_P(SaveStateTest, WritesTheSortedDocument) {
+    const auto& c = GetParam();
+    if (c.before) writeState(c.before);
     ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    " + kSampleEntry + "\n  }\n}");
-    EXPECT_EQ(diagnostics.str(), "");
+    const std::string entry = R"("window_AC\/DC_Player" : )" +
+                              support::writeJson(support::Json(std::string(kSampleRecord)));
+    EXPECT_EQ(stateText(), std::string("{\n  \"values\" : {\n") + c.othersBefore + "    " + entry +
+                               c.othersAfter + "\n  }\n}");
+    auto kept = backups();
+    ASSERT_EQ(kept.size(), c.keptAside ? 1u : 0u);
+    EXPECT_EQ(diagnostics.str(),
+              c.keptAside ? "Note: the unreadable state file was kept as " + kept[0].string() + "\n"
+                          : "");
+    if (c.keptAside) {
+        EXPECT_EQ(support::readFile(kept[0]), c.before);
+    }
 }
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Files, SaveStateTest, ::testing::Values(
+    SaveCase{"FirstSave", nullptr, "", "", false},
+    SaveCase{"KeepsEveryOtherEntry",
+             R"({"values":{"zoom":1.5,"browser":"Google Chrome","count":7,"flag":true,)"
+             R"("window_Term":"{\"appName\":\"Term\"}","window_AC\/DC_Player":"old"}})",
+             "    \"browser\" : \"Google Chrome\",\n    \"count\" : 7,\n    \"flag\" : true,\n",
+             ",\n    \"window_Term\" : \"{\\\"appName\\\":\\\"Term\\\"}\",\n    \"zoom\" : 1.5", false},
+    SaveCase{"EntryThatIsNoRecordIsReplaced", R"({"values":{"browser":"Safari","window_AC\/DC_Player":12}})",
+             "    \"browser\" : \"Safari\",\n", "", false},
+    // The entries of a file that cannot be read are lost to the rewrite, not the file itself.
+    SaveCase{"MalformedFileIsKeptAside", R"({"values":{"browser":"Safari","broken":null}})", "", "", true}),
+    [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST_F(StateFileTest, SaveThenLoadGivesTheRecordBack) {
     ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
@@ -182,25 +211,6 @@ TEST_F(StateFileTest, SaveThenLoadGivesTheRecordBack) {
     // A name differing only by an underscore shares the entry.
     EXPECT_EQ(loadWindowState("AC/DC_Player", stateFile), sampleState());
     EXPECT_FALSE(loadWindowState("AC/DC player", stateFile));
-}
-
-TEST_F(StateFileTest, SavingKeepsEveryOtherEntry) {
-    writeState(R"({"values":{"zoom":1.5,"browser":"Google Chrome","count":7,"flag":true,)"
-               R"("window_Term":"{\"appName\":\"Term\"}","window_AC\/DC_Player":"old"}})");
-    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    EXPECT_EQ(stateText(),
-              "{\n"
-              "  \"values\" : {\n"
-              "    \"browser\" : \"Google Chrome\",\n"
-              "    \"count\" : 7,\n"
-              "    \"flag\" : true,\n    " +
-                  kSampleEntry +
-                  ",\n"
-                  "    \"window_Term\" : \"{\\\"appName\\\":\\\"Term\\\"}\",\n"
-                  "    \"zoom\" : 1.5\n"
-                  "  }\n"
-                  "}");
-    EXPECT_TRUE(backups().empty());
 }
 
 struct UnreadableCase {
@@ -229,27 +239,6 @@ INSTANTIATE_TEST_SUITE_P(Files, UnreadableStateTest, ::testing::Values(
     UnreadableCase{"EntryUnderAnotherKey", R"({"values":{"window_editor":"{}"}})"}),
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
-
-TEST_F(StateFileTest, EntryThatIsNoRecordIsReplacedByTheNextSave) {
-    writeState(R"({"values":{"browser":"Safari","window_AC\/DC_Player":12}})");
-    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    \"browser\" : \"Safari\",\n    " +
-                               kSampleEntry + "\n  }\n}");
-}
-
-// The entries of a file that cannot be read are lost to the rewrite, but the file itself is
-// kept beside the new one.
-TEST_F(StateFileTest, MalformedFileIsKeptAsideAndReplaced) {
-    const std::string malformed = R"({"values":{"browser":"Safari","broken":null}})";
-    writeState(malformed);
-    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    EXPECT_EQ(stateText(), "{\n  \"values\" : {\n    " + kSampleEntry + "\n  }\n}");
-    auto kept = backups();
-    ASSERT_EQ(kept.size(), 1u);
-    EXPECT_EQ(support::readFile(kept[0]), malformed);
-    EXPECT_EQ(diagnostics.str(),
-              "Note: the unreadable state file was kept as " + kept[0].string() + "\n");
-}
 
 TEST_F(StateFileTest, RecordJsonCannotHoldWritesNothing) {
     writeState(R"({"values":{"browser":"Safari"}})");

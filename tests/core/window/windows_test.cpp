@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 
+#include "core/window/window_state.h"
 #include "support/files.h"
 #include "tests/common/fake_desktop.h"
 #include "tests/common/rect_assert.h"
@@ -79,9 +80,8 @@ TEST(SetWindowFrameTest, PositionThenSizeOnce) {
     FakeDesktop desktop = editorDesktop();
     desktop.window(7)->minSize = Size{900, 600};
     setWindowFrame(desktop, 7, {640, 212.5, 800, 500});
-    EXPECT_EQ(desktop.windowWrites,
-              (std::vector<WindowWrite>{WindowWrite::movedTo(7, Point{640, 212.5}),
-                                        WindowWrite::resizedTo(7, Size{800, 500})}));
+    EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{{7, Point{640, 212.5}, {}, {}},
+                                                              {7, {}, Size{800, 500}, {}}}));
     EXPECT_EQ(desktop.window(7)->frame, (Rect{640, 212.5, 900, 600}));
 }
 
@@ -155,20 +155,14 @@ TEST_F(MinimizedRestoreTest, ResetsTheVerticalStateAndKeepsOtherEntries) {
     handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
 
     EXPECT_FALSE(desktop.window(7)->minimized);
-    EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{WindowWrite::minimizedTo(7, false)}));
+    EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{{7, {}, {}, false}}));
     EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
-    EXPECT_EQ(stateText(),
-              "{\n"
-              "  \"values\" : {\n"
-              "    \"browser\" : \"Safari\",\n"
-              "    \"window_Editor\" : \"{\\\"appName\\\":\\\"Editor\\\","
-              "\\\"initialFrame\\\":{\\\"x\\\":100,\\\"y\\\":125,\\\"width\\\":800,"
-              "\\\"height\\\":500,\\\"screenIndex\\\":0},"
-              "\\\"currentFrame\\\":{\\\"x\\\":0,\\\"y\\\":25,\\\"width\\\":800,"
-              "\\\"height\\\":875,\\\"screenIndex\\\":0},"
-              "\\\"horizontalState\\\":2,\\\"verticalState\\\":0,\\\"savedLocations\\\":[]}\"\n"
-              "  }\n"
-              "}");
+    auto record = loadWindowState("Editor", stateFile);
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->verticalState, 0);
+    EXPECT_EQ(record->horizontalState, 2);
+    EXPECT_EQ(record->currentFrame, (WindowState::WindowFrame{0, 25, 800, 875, 0}));
+    EXPECT_NE(stateText().find(R"("browser" : "Safari")"), std::string::npos) << stateText();
     EXPECT_EQ(diagnostics.str(),
               "DEBUG: Restoring minimized window (early return path)\n"
               "DEBUG: Updated state to vState=0 after restore\n"
