@@ -14,10 +14,11 @@ namespace tarn::x11test {
 namespace {
 
 // A rule for ⌃⌥ and the key (a macOS key code); the ids differ in their last digit.
-std::string rule(char id, int keyCode, const std::string& action, bool swallow = true) {
+std::string rule(char id, int keyCode, const std::string& action, bool swallow = true,
+                 const std::string& more = "") {
     return std::string(R"({"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6)") + id +
            R"(","chord":{"keyCode":)" + std::to_string(keyCode) + R"(,"modifiers":6},"action":)" +
-           action + R"(,"swallow":)" + (swallow ? "true" : "false") + "}";
+           action + R"(,"swallow":)" + (swallow ? "true" : "false") + more + "}";
 }
 std::string move(const std::string& direction) {
     return R"({"moveWindow":{"direction":")" + direction + R"("}})";
@@ -29,6 +30,12 @@ std::string typing(const std::string& sequence) {
 const std::string kRight = rule('C', 124, move("right"));
 const std::string kLeft = rule('D', 123, move("left"), false);
 const std::string kUp = rule('E', 126, move("up"));
+// ⌃⌥→ whose cycle leaves out full width on the primary screen only.
+const std::string kRightNoFullWidth =
+    rule('C', 124, move("right"), true,
+         R"(,"stateFilters":{"fullWidthOnPrimary":false,"fullWidthOnSecondary":true,)"
+         R"("alignRightOnPrimary":true,"alignRightOnSecondary":true,"alignLeftOnPrimary":true,)"
+         R"("alignLeftOnSecondary":true})");
 const std::vector<std::string> kEditor{"--class", "Editor", "--geometry", "798x580+100+100"};
 
 std::string configWith(const std::string& rules, const std::string& apps = "") {
@@ -129,16 +136,17 @@ TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKeyWhateverTheLock
     }
 }
 
-// The frontmost application's entry decides: an override that disables a rule lets that
-// chord through untouched, its saved location joins the right-hand cycle, and "maximize"
-// moves through the up-cycle.
-TEST_F(AgentOnX11, ApplicationEntriesAndMaximizeShapeTheMoves) {
+// The rule's filters and the frontmost application's entry decide: an override that
+// disables a rule lets that chord through untouched, its saved location joins the
+// right-hand cycle, and "maximize" moves through the up-cycle.
+TEST_F(AgentOnX11, RuleFiltersApplicationEntriesAndMaximizeShapeTheMoves) {
     TestApp app = startApp(home_, kEditor);
     const std::string editor =
         R"({"bundleID":"Editor","displayName":"Editor","savedLocations":[{"frame":[[300,200],)"
         R"([700,500]],"screenIndex":0,"screenSpecific":true}],"ruleOverrides":[)"
         R"("3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6E",{"enabled":false}]})";
-    startAgent(configWith(kRight + "," + kUp + "," + rule('B', 125, move("maximize")), editor));
+    startAgent(
+        configWith(kRightNoFullWidth + "," + kUp + "," + rule('B', 125, move("maximize")), editor));
 
     auto home = outerFrame(app.window());
     std::size_t keys = app.keys().size();
@@ -146,6 +154,10 @@ TEST_F(AgentOnX11, ApplicationEntriesAndMaximizeShapeTheMoves) {
     EXPECT_TRUE(eventually([&] { return app.keys().size() > keys; }));
     EXPECT_EQ(outerFrame(app.window()), home);
 
+    // Home 100,100 800x605 is nearest LEFT alignLeft; without LEFT full width (0,100
+    // 1920x605) the next step right is LEFT original, centred in 0,25 1920x1055.
+    run({"xdotool", "key", "ctrl+alt+Right"});
+    EXPECT_TRUE(settlesAt(app.window(), {560, 250, 800, 605})) << logText();
     bool reachedSaved = false;
     for (int press = 0; press < 8 && !reachedSaved; ++press) {
         pressMoves(app, "ctrl+alt+Right");
