@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
+#include <QTimer>
 
 #include "agent/ui/app_rules_view.h"
 #include "agent/ui/apps_model.h"
@@ -413,6 +414,9 @@ class ViewsTest : public QObject {
     // to global; so does the pane's own button.
     void deleteSelectedAppReturnsToGlobal() {
         testing::SettingsFixture f(apps({"A", "B", "C"}));
+        f.view->select("org.demo.B");
+        QTest::keyClick(f.view->appList(), Qt::Key_F5);  // not a deleting key
+        QCOMPARE(f.store.config().appConfigs.size(), 3u);
         for (auto [app, key] :
              {std::pair{"org.demo.B", Qt::Key_Delete}, {"org.demo.C", Qt::Key_Backspace}}) {
             f.view->select(app);
@@ -454,20 +458,23 @@ class ViewsTest : public QObject {
         }
     }
 
-    void pickerListsRunningApps() {
-        testing::FakeRunningApps running;
-        running.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
-                        {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        testing::NoIcons icons;
-        RunningAppPicker picker(running, icons);
-        QCOMPARE(running.refreshes, 1);
-        auto* list = picker.findChild<QListWidget*>("runningApps");
-        QCOMPARE(list->count(), 2);
-        QCOMPARE(list->item(0)->text(), "Terminal\norg.demo.term");
-        QCOMPARE(list->item(1)->text(), "Unknown");
-        list->itemClicked(list->item(1));
-        QCOMPARE(picker.result(), int(QDialog::Accepted));
-        QCOMPARE(picker.picked()->pid, 2);
+    // "Add Running App…" offers the running applications, asked afresh; the one clicked is
+    // added and selected.
+    void addRunningAppThroughThePicker() {
+        testing::SettingsFixture f;
+        f.apps.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
+                       {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
+        QStringList offered;
+        QTimer::singleShot(0, f.view.get(), [&] {
+            auto* list = QApplication::activeModalWidget()->findChild<QListWidget*>("runningApps");
+            for (int i = 0; i < list->count(); ++i) offered << list->item(i)->text();
+            list->itemClicked(list->item(0));
+        });
+        titled(f.view.get(), "Add Running App…")->click();
+        QCOMPARE(f.apps.refreshes, 1);
+        QCOMPARE(offered, QStringList({"Terminal\norg.demo.term", "Unknown"}));
+        QCOMPARE(f.selection(), Selection("org.demo.term"));
+        QCOMPARE(f.store.config().appConfigs.at(0).displayName, "Terminal");
     }
 
     // A failed save shows until a later one succeeds; the edits are kept meanwhile.
