@@ -198,70 +198,54 @@ class TrayTest : public QObject {
         }).join();
         scheduler.cancel(late);
         QTRY_VERIFY(ranOn == std::this_thread::get_id());
-
         QTest::qWait(50);
         QCOMPARE(ran, (std::vector<int>{1, 2}));
     }
 
     // Launch: the first-run question comes half a second later, only without a file.
-    void firstRunQuestion_data() {
-        QTest::addColumn<bool>("fileExisted");
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<bool>("registered");
-        QTest::newRow("first run, start at login") << false << 0 << true;
-        QTest::newRow("first run, not now") << false << 1 << false;
-        QTest::newRow("second run") << true << 0 << false;
-    }
     void firstRunQuestion() {
-        QFETCH(bool, fileExisted);
-        QFETCH(int, answer);
-        QFETCH(bool, registered);
-        AppFixture f;
-        f.alerts.answers = {answer};
-        f.make().launch(fileExisted, true);
-        QVERIFY(f.alerts.shown.empty());
-        QTest::qWait(700);
-        QCOMPARE(f.alerts.shown.size(), fileExisted ? 0u : 1u);
-        if (!fileExisted) {
-            QCOMPARE(f.alerts.shown[0].message, "Welcome to Wendle");
-            QCOMPARE(f.alerts.shown[0].buttons, QStringList({"Start at Login", "Not Now"}));
+        for (auto [fileExisted, answer, registered] :
+             {std::tuple{false, 0, true}, {false, 1, false}, {true, 0, false}}) {
+            AppFixture f;
+            f.alerts.answers = {answer};
+            f.make().launch(fileExisted, true);
+            QVERIFY(f.alerts.shown.empty());
+            QTest::qWait(700);
+            QCOMPARE(f.alerts.shown.size(), fileExisted ? 0u : 1u);
+            if (!fileExisted) {
+                QCOMPARE(f.alerts.shown[0].message, "Welcome to Wendle");
+                QCOMPARE(f.alerts.shown[0].buttons, QStringList({"Start at Login", "Not Now"}));
+            }
+            QCOMPARE(f.loginItem.state == Status::enabled, registered);
+            QCOMPARE(f.logged("✅ Login item enabled on first run"), registered ? 1 : 0);
+            QCOMPARE(titles(f.app->statusBar().menu())[4],
+                     registered ? "Remove from Login Items" : "Start at Login");
         }
-        QCOMPARE(f.loginItem.state == Status::enabled, registered);
-        QCOMPARE(f.logged("✅ Login item enabled on first run"), registered ? 1 : 0);
-        QCOMPARE(titles(f.app->statusBar().menu())[4],
-                 registered ? "Remove from Login Items" : "Start at Login");
     }
 
     // Settings retries the interception when it is off; no tray opens the window at launch,
     // without a second try right after the launch's own.
-    void openSettings_data() {
-        QTest::addColumn<bool>("running");
-        QTest::addColumn<bool>("tray");
-        QTest::addColumn<int>("retries");
-        QTest::newRow("running") << true << true << 0;
-        QTest::newRow("not running") << false << true << 1;
-        QTest::newRow("no tray, not running: no second try") << false << false << 0;
-    }
     void openSettings() {
-        QFETCH(bool, running);
-        QFETCH(bool, tray);
-        QFETCH(int, retries);
-        AppFixture f;
-        int starts = 0;
-        f.hooks.interceptorRunning = [&] { return running; };
-        f.hooks.startInterceptionIfPossible = [&] { ++starts; };
-        WendleApp& app = f.make();
-        app.launch(true, tray);
-        QCOMPARE(app.settings().window() != nullptr, !tray);
-        if (tray) item(app.statusBar().menu(), "Settings…")->trigger();
-        QVERIFY(app.settings().window()->isVisible());
-        QCOMPARE(starts, retries);
-        auto messages = f.log.takeMessages();
-        QCOMPARE(std::count(messages.begin(), messages.end(),
-                            "Interceptor not running, retrying startup..."),
-                 retries);
-        QCOMPARE(std::count(messages.begin(), messages.end(), std::string(platformTexts().noTray)),
-                 tray ? 0 : 1);
+        for (auto [running, tray, retries] :
+             {std::tuple{true, true, 0}, {false, true, 1}, {false, false, 0}}) {
+            AppFixture f;
+            int starts = 0;
+            f.hooks.interceptorRunning = [&] { return running; };
+            f.hooks.startInterceptionIfPossible = [&] { ++starts; };
+            WendleApp& app = f.make();
+            app.launch(true, tray);
+            QCOMPARE(app.settings().window() != nullptr, !tray);
+            if (tray) item(app.statusBar().menu(), "Settings…")->trigger();
+            QVERIFY(app.settings().window()->isVisible());
+            QCOMPARE(starts, retries);
+            auto messages = f.log.takeMessages();
+            QCOMPARE(std::count(messages.begin(), messages.end(),
+                                "Interceptor not running, retrying startup..."),
+                     retries);
+            QCOMPARE(
+                std::count(messages.begin(), messages.end(), std::string(platformTexts().noTray)),
+                tray ? 0 : 1);
+        }
     }
 
     // The rules table follows the key source while the window is open (another program may
