@@ -2,17 +2,13 @@
 // $TARN_UI_SHOTS_DIR, default ui-shots/ under the working directory, for a person to look at.
 // The checks here are only that each picture was made.
 #include <QApplication>
-#include <QComboBox>
 #include <QDir>
-#include <QPushButton>
 #include <QTest>
 
 #include "agent/ui/app_rules_view.h"
 #include "agent/ui/global_rules_view.h"
 #include "agent/ui/rule_editor.h"
 #include "agent/ui/saved_locations_editor.h"
-#include "agent/ui/settings_window.h"
-#include "agent/ui/state_filters_editor.h"
 #include "tests/agent/ui/ui_fixture.h"
 
 using namespace tarn;
@@ -56,15 +52,11 @@ RootConfig demoConfig() {
     return config;
 }
 
-QString shotsDir() {
-    QString dir = qEnvironmentVariable("TARN_UI_SHOTS_DIR", QDir::current().filePath("ui-shots"));
-    QDir().mkpath(dir);
-    return dir;
-}
-
 void save(QWidget* window, const QString& name) {
     QApplication::processEvents();
-    QString path = QDir(shotsDir()).filePath(name + ".png");
+    QString dir = qEnvironmentVariable("TARN_UI_SHOTS_DIR", QDir::current().filePath("ui-shots"));
+    QDir().mkpath(dir);
+    QString path = QDir(dir).filePath(name + ".png");
     QVERIFY2(window->grab().save(path), qPrintable(path));
     qInfo("saved %s", qPrintable(path));
 }
@@ -106,10 +98,7 @@ class ShotsTest : public QObject {
         f.scheduler.advance(ConfigStore::kSaveDelay);
         controller.view()->select(kGlobalSelection);
         save(window, "settings-save-failed");
-    }
 
-    void picker() {
-        testing::FakeRunningApps apps;
         apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
                      {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
                      {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};

@@ -4,12 +4,14 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <deque>
 #include <memory>
 
 #include "agent/config_store.h"
 #include "agent/ui/alerts.h"
 #include "agent/ui/running_apps.h"
 #include "agent/ui/settings_services.h"
+#include "agent/ui/settings_window.h"
 #include "agent/ui/window_access.h"
 #include "tests/agent/manual_scheduler.h"
 
@@ -31,18 +33,16 @@ Widget* named(QWidget* root, const QString& name) {
     return found;
 }
 
-inline QPushButton* button(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<QPushButton*>()) {
+// The button or check box showing `text`.
+template <typename Button = QPushButton>
+Button* titled(QWidget* root, const QString& text) {
+    for (auto* candidate : root->findChildren<Button*>()) {
         if (candidate->text() == text) return candidate;
     }
-    qFatal("no button %s", qPrintable(text));
+    qFatal("nothing titled %s", qPrintable(text));
 }
-
 inline QCheckBox* checkBox(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<QCheckBox*>()) {
-        if (candidate->text() == text) return candidate;
-    }
-    qFatal("no checkbox %s", qPrintable(text));
+    return titled<QCheckBox>(root, text);
 }
 
 // A store on a hand-driven clock, saving into a temporary directory.
@@ -60,12 +60,10 @@ struct StoreFixture {
 
 inline agent::HotkeyRule rule(std::int64_t keyCode, std::int64_t modifiers, agent::Action action,
                               bool swallow = true) {
-    agent::HotkeyRule made;
-    made.id = agent::Uuid::random();
-    made.chord = {keyCode, {modifiers}};
-    made.action = std::move(action);
-    made.swallow = swallow;
-    return made;
+    return {.id = agent::Uuid::random(),
+            .chord = {keyCode, {modifiers}},
+            .action = std::move(action),
+            .swallow = swallow};
 }
 
 inline agent::Action moveWindow(agent::Action::MoveDirection direction) {
@@ -86,7 +84,7 @@ class FakeWindows final : public agent::ui::WindowAccess {
     std::string runningBundleID;
     std::vector<std::optional<platform::Rect>> frames;  // absent: its frame cannot be read
     bool sizeReadable = true;
-    std::vector<platform::Rect> displays{{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}};
+    std::optional<platform::IconImage> published;  // the icon its first window publishes
 
     std::optional<platform::Pid> runningApp(const std::string& bundleID) override {
         return bundleID == runningBundleID ? std::optional<platform::Pid>(42) : std::nullopt;
@@ -104,20 +102,25 @@ class FakeWindows final : public agent::ui::WindowAccess {
         const auto& frame = frames.at(window);
         return frame && sizeReadable ? std::optional(frame->size()) : std::nullopt;
     }
-    std::vector<platform::Rect> screens() override { return displays; }
-    std::optional<platform::IconImage> published;  // the icon its first window publishes
+    std::vector<platform::Rect> screens() override {
+        return {{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}};
+    }
     std::optional<platform::IconImage> windowIcon(platform::WindowId, int) override {
         return published;
     }
 };
 
-// Remembers every alert and answers the first button.
+// Remembers every alert and gives the scripted answers, then the first button.
 class RecordingAlerts final : public agent::ui::AlertPresenter {
   public:
     std::vector<agent::ui::Alert> shown;
+    std::deque<int> answers;
     int present(const agent::ui::Alert& alert) override {
         shown.push_back(alert);
-        return 0;
+        if (answers.empty()) return 0;
+        int answer = answers.front();
+        answers.pop_front();
+        return answer;
     }
 };
 
@@ -135,6 +138,27 @@ class FakeFileDialogs final : public agent::ui::FileDialogs {
 class NoIcons final : public agent::ui::AppIcons {
   public:
     QIcon icon(const std::string&) override { return {}; }
+};
+
+// The settings window's contents over a store holding `config`, shown, with every outside
+// service faked.
+struct SettingsFixture : StoreFixture {
+    FakeRunningApps apps;
+    FakeWindows windows;
+    RecordingAlerts alerts;
+    FakeFileDialogs files;
+    NoIcons icons;
+    std::unique_ptr<agent::ui::SettingsView> view;
+
+    explicit SettingsFixture(agent::RootConfig config = {}) {
+        store.setConfig(std::move(config));
+        view = std::make_unique<agent::ui::SettingsView>(
+            store, apps, [] { return 2; },
+            agent::ui::SettingsServices{
+                .windows = &windows, .alerts = &alerts, .files = &files, .icons = &icons});
+        view->show();
+    }
+    std::optional<std::string> selection() const { return view->selection(); }
 };
 
 }  // namespace tarn::testing
