@@ -76,7 +76,7 @@ JSON
 WENDLE_LOG_STDERR=1 "$wendle" --headless 2>"$work/wendle.log" &
 wendle_pid=$!
 pids+=($wendle_pid)
-wait_until 'grep -q "Keystroke interceptor started" "$work/wendle.log"'
+wait_until 'grep -q "Keystroke interceptor started" "$work/wendle.log" 2>/dev/null'
 sleep 0.3  # its first, debounced save
 wendle_line=$(measure | summary wendle) || exit 1
 kill $wendle_pid; wait $wendle_pid 2>/dev/null

@@ -64,7 +64,7 @@ press() {  # N presses in batches of 500, then waits until every action has run
 start=$(now_ms)
 WENDLE_LOG_STDERR=1 "$wendle" --headless 2>"$work/wendle.log" &
 pid=$!
-wait_until 'grep -q "Keystroke interceptor started successfully" "$work/wendle.log"'
+wait_until 'grep -q "Keystroke interceptor started successfully" "$work/wendle.log" 2>/dev/null'
 echo "launch to $rules rules grabbed: $(($(now_ms) - start)) ms  (load $(cut -d' ' -f1-3 /proc/loadavg))"
 sleep 1  # the save after launch, and the second rebuild it brings
 before=$(ticks)
