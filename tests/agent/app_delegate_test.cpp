@@ -4,15 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "agent/config_json.h"
 #include "support/files.h"
 #include "tests/agent/agent_fakes.h"
-#include "tests/agent/manual_scheduler.h"
-#include "tests/common/fake_desktop.h"
 #include "tests/common/golden.h"
-#include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
 namespace {
@@ -26,9 +22,8 @@ RootConfig withRule(std::int64_t keyCode) {
     return {.globalRules = {{.id = testing::ruleId(1), .chord = {keyCode, {6}}}}};
 }
 
-class AppDelegateTest : public ::testing::Test {
+class AppDelegateTest : public ::testing::Test, public testing::FakeAgent<> {
   protected:
-    std::filesystem::path file() const { return dir.path() / "wendle-config.json"; }
     void writeFile(const std::string& text) { std::ofstream(file()) << text; }
     // The log without the rule engine's own lines, which its tests cover.
     std::vector<std::string> lines() {
@@ -44,46 +39,23 @@ class AppDelegateTest : public ::testing::Test {
         return text;
     }
     AppDelegate& launch() {
-        delegate.emplace(AgentParts{
-            .configStore = store,
-            .appObserver = observer,
-            .ruleEngine = engine,
-            .keySource = source,
-            .actions = host,
-            .mainLoop = scheduler,
-            .log = log,
-            .openDesktop =
-                [this] {
-                    auto desktop = std::make_unique<testing::FakeDesktop>();
-                    desktop->trusted = trusted;
-                    desktop->untrusted = "no XTEST";
-                    if (windowManager) {
-                        desktop->addApp(20, "org.other", "Other");
-                    } else {
-                        desktop->focusedElement = platform::ax::failure;  // nothing to probe
-                    }
-                    return platform::DesktopChoice{std::move(desktop), {}};
-                },
-            .ownPid = 1,
-            .onDisplayLost = [this](const std::string& why) { lost = why; },
-        });
+        delegate.emplace(parts(
+            [this] {
+                auto desktop = std::make_unique<testing::FakeDesktop>();
+                desktop->trusted = trusted;
+                desktop->untrusted = "no XTEST";
+                if (windowManager) {
+                    desktop->addApp(20, "org.other", "Other");
+                } else {
+                    desktop->focusedElement = platform::ax::failure;  // nothing to probe
+                }
+                return platform::DesktopChoice{std::move(desktop), {}};
+            },
+            [this](const std::string& why) { lost = why; }));
         delegate->applicationDidFinishLaunching();
         return *delegate;
     }
 
-    testing::TempDir dir;
-    MemoryLog log;
-    testing::ManualScheduler scheduler;
-    ConfigStore store{scheduler, Logger(log, LogCategory::appDelegate), [this] { return file(); }};
-    RuleEngine engine{Logger(log, LogCategory::ruleEngine)};
-    testing::FakeAppEvents events;
-    AppObserver observer{events, scheduler};
-    testing::FakeKeySource source;
-    testing::FakeDesktop desktop;
-    std::ostringstream out;
-    CommandContext context{out, out, desktop};
-    std::string keysBuffer;
-    ActionHost host{context, keysBuffer, log, nullptr};  // no key is pressed here
     bool trusted = true;
     bool windowManager = true;
     std::optional<std::string> lost;
@@ -97,7 +69,7 @@ TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
     EXPECT_NE(delegate->interceptor(), nullptr);
     EXPECT_EQ(WindowActions::configStore.load(), &store);
     EXPECT_FALSE(std::filesystem::exists(file()));
-    scheduler.advance(ConfigStore::kSaveDelay);
+    mainLoop.advance(ConfigStore::kSaveDelay);
     EXPECT_TRUE(std::filesystem::exists(file()));
 }
 
@@ -131,18 +103,18 @@ TEST_F(AppDelegateTest, TheChordSetFollowsTheFileAndOnlyOutsideEditsAreReloaded)
     writeFile(configText(withRule(124)));
     launch();
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{124, 6}));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
 
     // An edit by hand is loaded once the file has held still, then saved in the agent's form.
     writeFile(configText(withRule(123)));
-    scheduler.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
+    mainLoop.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{123, 6}));
     EXPECT_THAT(lines(), Contains("Reloading the configuration: the configuration file changed "
                                   "outside Wendle"));
 
     log.takeMessages();
     store.setConfig(withRule(125));
-    scheduler.advance(2s);
+    mainLoop.advance(2s);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
     EXPECT_THAT(lines(), Not(Contains(::testing::HasSubstr("Reloading"))));
 }
@@ -152,24 +124,24 @@ TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
     source.status = {{{124, 6}, platform::ChordGrab::takenByOther},
                      {{125, 6}, platform::ChordGrab::grabbed}};
     launch();
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     const std::string refused = "Hotkey ⌃⌥→ is already taken by another program; it stays unbound";
     EXPECT_THAT(log.takeMessages(), Contains(refused));
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     EXPECT_THAT(log.takeMessages(), Not(Contains(refused)));
     source.status.clear();  // freed by the other program, then taken again
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     source.status = {{{124, 6}, platform::ChordGrab::takenByOther}};
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     EXPECT_THAT(log.takeMessages(), Contains(refused));
 }
 
 TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEntry) {
     launch();
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     store.setConfig(withRule(126));
     delegate->prepareToQuit();
     EXPECT_FALSE(source.running());
@@ -179,7 +151,7 @@ TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEnt
     delegate->startInterceptionIfPossible();
     source.loseDisplay("the X server closed the connection");
     EXPECT_FALSE(lost);  // only on the main loop
-    scheduler.advance(0ms);
+    mainLoop.advance(0ms);
     EXPECT_EQ(lost, "the X server closed the connection");
 }
 
