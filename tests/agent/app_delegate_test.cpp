@@ -16,6 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::Not;
 
 RootConfig withRule(std::int64_t keyCode) {
@@ -26,16 +27,11 @@ class AppDelegateTest : public ::testing::Test, public testing::FakeAgent<> {
   protected:
     void writeFile(const std::string& text) { std::ofstream(file()) << text; }
     // The log without the rule engine's own lines, which its tests cover.
-    std::vector<std::string> lines() {
-        std::vector<std::string> found;
-        for (const auto& entry : log.entries()) {
-            if (entry.category != LogCategory::ruleEngine) found.push_back(entry.message);
-        }
-        return found;
-    }
     std::string transcript() {
         std::string text;
-        for (const std::string& line : lines()) text += line + "\n";
+        for (const auto& entry : log.entries()) {
+            if (entry.category != LogCategory::ruleEngine) text += entry.message + "\n";
+        }
         return text;
     }
     AppDelegate& launch() {
@@ -86,16 +82,17 @@ TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLog
 TEST_F(AppDelegateTest, ANonFunctionalDesktopOrARefusedKeySourceLeavesNoInterceptor) {
     windowManager = false;
     launch();
-    EXPECT_THAT(lines(),
-                Contains("⚠️ Accessibility appears enabled but is non-functional: failure"));
-    EXPECT_THAT(lines(), Contains("Accessibility Permission Required"));
+    EXPECT_THAT(
+        transcript(),
+        HasSubstr("\n⚠️ Accessibility appears enabled but is non-functional: failure\n"));
+    EXPECT_THAT(transcript(), HasSubstr("\nAccessibility Permission Required\n"));
     EXPECT_EQ(source.starts, 0);
 
     windowManager = true;
     source.refuseStart = true;
     launch();
-    EXPECT_THAT(lines(), Contains("❌ Failed to start keystroke interceptor: The event tap could "
-                                  "not be created: no keyboard here"));
+    EXPECT_THAT(transcript(), HasSubstr("\n❌ Failed to start keystroke interceptor: The event tap "
+                                        "could not be created: no keyboard here\n"));
     EXPECT_EQ(delegate->interceptor(), nullptr);
 }
 
@@ -109,14 +106,14 @@ TEST_F(AppDelegateTest, TheChordSetFollowsTheFileAndOnlyOutsideEditsAreReloaded)
     writeFile(configText(withRule(123)));
     mainLoop.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{123, 6}));
-    EXPECT_THAT(lines(), Contains("Reloading the configuration: the configuration file changed "
-                                  "outside Wendle"));
+    EXPECT_THAT(transcript(), HasSubstr("\nReloading the configuration: the configuration file "
+                                        "changed outside Wendle\n"));
 
     log.takeMessages();
     store.setConfig(withRule(125));
     mainLoop.advance(2s);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
-    EXPECT_THAT(lines(), Not(Contains(::testing::HasSubstr("Reloading"))));
+    EXPECT_THAT(transcript(), Not(HasSubstr("Reloading")));
 }
 
 TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {

@@ -120,9 +120,7 @@ TEST(ConfigJson, ARuleWithoutAUsableIdGetsANewOneOnEveryRead) {
         DecodedConfig first = decode(text);
         ASSERT_EQ(first.config.globalRules.size(), 1u);
         ASSERT_EQ(first.issues.size(), *id ? 1u : 0u);
-        if (*id) {
-            EXPECT_EQ(first.issues[0].where, "globalRules[0].id");
-        }
+        for (const auto& issue : first.issues) EXPECT_EQ(issue.where, "globalRules[0].id");
         std::string made = first.config.globalRules[0].id.text();
         EXPECT_EQ(made[14], '4');
         EXPECT_NE(std::string("89AB").find(made[19]), std::string::npos);
