@@ -108,12 +108,11 @@ TEST_F(XdgTreeTest, EachIdComesOnceAsTheEntryInEffect) {
                   "zen.desktop zen http https /sys2/applications/zen.desktop"}));
 }
 
-TEST_F(XdgTreeTest, CurrentSkipsDefaultsThatAreNotInstalledOrHidden) {
+// Defaults that are not installed or hidden pass the choice on; a desktop's own list comes
+// before the common one.
+TEST_F(XdgTreeTest, CurrentIsTheFirstDefaultThatCanStart) {
     EXPECT_EQ(services()->currentDefaults(), (DefaultBrowsers{"chromium.desktop", "zen.desktop"}));
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/https"), "zen.desktop\n");
-}
-
-TEST_F(XdgTreeTest, DesktopSpecificListComesBeforeTheCommonOne) {
     write("etc/lxqt-mimeapps.list", "[Default Applications]\nx-scheme-handler/http=zen.desktop\n");
     auto where = locations();
     where.desktops = {"gnome", "lxqt"};
@@ -147,22 +146,37 @@ TEST_F(XdgTreeTest, RefusesDefaultsThatCouldNotWorkAndLeavesTheFileAlone) {
     EXPECT_EQ(userList(), "[Default Applications]\n");
 }
 
-TEST_F(XdgTreeTest, AnUnreadableListIsNeverReplaced) {
-    fs::create_directories(at("config/mimeapps.list"));
+// A list that cannot be read is never replaced; one linked in stays a link.
+TEST_F(XdgTreeTest, TheUserListIsReplacedOnlyWhenReadAndThroughItsLink) {
+    const fs::path list = at("config/mimeapps.list");
+    fs::create_directories(list);
     EXPECT_FALSE(services()->setDefault("zen.desktop"));
-    EXPECT_TRUE(fs::is_directory(at("config/mimeapps.list")));
-}
-
-TEST_F(XdgTreeTest, ALinkedListStaysALink) {
+    EXPECT_TRUE(fs::is_directory(list));
+    fs::remove(list);
+    fs::create_symlink("mimeapps.list", list);  // a link to itself
+    EXPECT_FALSE(services()->setDefault("zen.desktop"));
+    fs::remove(list);
     write("dotfiles/mimeapps.list", "[Default Applications]\n");
-    fs::create_directories(at("config"));
-    fs::create_symlink("../dotfiles/mimeapps.list", at("config/mimeapps.list"));
+    fs::create_symlink("../dotfiles/mimeapps.list", list);
     EXPECT_TRUE(services()->setDefault("zen.desktop"));
-    EXPECT_TRUE(fs::is_symlink(at("config/mimeapps.list")));
+    EXPECT_TRUE(fs::is_symlink(list));
     EXPECT_EQ(support::readFile(at("dotfiles/mimeapps.list")),
               "[Default Applications]\nx-scheme-handler/http=zen.desktop\n"
               "x-scheme-handler/https=zen.desktop\ntext/html=zen.desktop\n"
               "application/xhtml+xml=zen.desktop\n");
+}
+
+// An entry naming the window class wins over one whose file name matches, in any case.
+TEST_F(XdgTreeTest, AnApplicationsIconByWindowClassThenFileName) {
+    write("user/applications/writer.desktop", entry("Writer", "Icon=by-name\n"));
+    write("sys2/applications/zz-editor.desktop",
+          entry("E", "Icon=/e.png\nStartupWMClass=wRiter\n"));
+    write("sys2/applications/hidden.desktop", entry("H", "Icon=h\nHidden=true\n"));
+    write("sys2/applications/zed.desktop", entry("Zed", "Icon=zed\n"));
+    EXPECT_EQ(applicationIcon(locations(), "Writer"), "/e.png");
+    EXPECT_EQ(applicationIcon(locations(), "ZED"), "zed");
+    for (const char* none : {"hidden", "chromium", ""})
+        EXPECT_FALSE(applicationIcon(locations(), none));
 }
 
 TEST(XdgScriptRunnerTest, EveryScriptFailsSayingWhy) {
