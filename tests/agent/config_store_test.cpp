@@ -116,8 +116,11 @@ TEST(ConfigStore, AFailedWriteIsLoggedAndReportedAndTheNextChangeWritesEverythin
     ConfigStore elsewhere(f.clock, Logger(f.log, LogCategory::appDelegate), [&] { return nested; });
     std::vector<std::string> reported;
     elsewhere.setOnSaveFailed([&](const std::string& reason) { reported.push_back(reason); });
+    int redraws = 0;
+    elsewhere.addListener([&] { ++redraws; });
     elsewhere.setConfig(oneApp("a", "One"));
     f.clock.advance(150ms);
+    EXPECT_EQ(redraws, 2);  // for the change, and again for the save error
     EXPECT_FALSE(std::filesystem::exists(nested));
     EXPECT_EQ(elsewhere.config(), oneApp("a", "One"));
     ASSERT_THAT(reported, SizeIs(1));
