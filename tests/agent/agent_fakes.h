@@ -1,13 +1,18 @@
 #pragma once
 
-#include <mutex>
+#include <filesystem>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
+#include "agent/app_delegate.h"
 #include "agent/uuid.h"
 #include "platform/app_events.h"
 #include "platform/key_source.h"
+#include "tests/agent/manual_scheduler.h"
+#include "tests/common/fake_desktop.h"
+#include "tests/common/temp_dir.h"
 
 namespace tarn::testing {
 
@@ -73,6 +78,52 @@ class FakeAppEvents final : public platform::AppEvents {
     void stop() override {}
     std::optional<platform::AppInfo> frontmostApplication() override { return frontmost; }
     std::vector<platform::AppInfo> runningApplications() override { return running; }
+};
+
+// The agent's parts as the launch wires them, over fakes: `Loop` is the main loop, `Keys` the
+// key source; the configuration file lies in a fresh directory.
+template <class Loop = ManualScheduler, class Keys = FakeKeySource>
+struct FakeAgent {
+    explicit FakeAgent(agent::MoveAppFn moveApp = nullptr)
+        : host{context, keysBuffer, log, moveApp} {}
+
+    std::filesystem::path file() const { return dir.path() / "wendle-config.json"; }
+    agent::AgentParts parts(std::function<platform::DesktopChoice()> openDesktop,
+                            std::function<void(const std::string&)> onDisplayLost = {}) {
+        return {.configStore = store,
+                .appObserver = observer,
+                .ruleEngine = engine,
+                .keySource = source,
+                .actions = host,
+                .mainLoop = mainLoop,
+                .log = log,
+                .openDesktop = std::move(openDesktop),
+                .ownPid = 1,
+                .onDisplayLost = std::move(onDisplayLost)};
+    }
+    // The log's messages of one category, in order.
+    std::vector<std::string> lines(agent::LogCategory category) const {
+        std::vector<std::string> found;
+        for (const auto& entry : log.entries()) {
+            if (entry.category == category) found.push_back(entry.message);
+        }
+        return found;
+    }
+
+    TempDir dir;
+    agent::MemoryLog log;
+    Loop mainLoop;
+    agent::ConfigStore store{mainLoop, agent::Logger(log, agent::LogCategory::appDelegate),
+                             [this] { return file(); }};
+    agent::RuleEngine engine{agent::Logger(log, agent::LogCategory::ruleEngine)};
+    FakeAppEvents events;
+    agent::AppObserver observer{events, mainLoop};
+    Keys source;
+    FakeDesktop desktop;
+    std::ostringstream out;
+    CommandContext context{out, out, desktop};
+    std::string keysBuffer;
+    agent::ActionHost host;
 };
 
 }  // namespace tarn::testing

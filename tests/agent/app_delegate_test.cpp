@@ -4,15 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "agent/config_json.h"
 #include "support/files.h"
 #include "tests/agent/agent_fakes.h"
-#include "tests/agent/manual_scheduler.h"
-#include "tests/common/fake_desktop.h"
 #include "tests/common/golden.h"
-#include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
 namespace {
@@ -20,70 +16,42 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::Not;
 
 RootConfig withRule(std::int64_t keyCode) {
     return {.globalRules = {{.id = testing::ruleId(1), .chord = {keyCode, {6}}}}};
 }
 
-class AppDelegateTest : public ::testing::Test {
+class AppDelegateTest : public ::testing::Test, public testing::FakeAgent<> {
   protected:
-    std::filesystem::path file() const { return dir.path() / "wendle-config.json"; }
     void writeFile(const std::string& text) { std::ofstream(file()) << text; }
     // The log without the rule engine's own lines, which its tests cover.
-    std::vector<std::string> lines() {
-        std::vector<std::string> found;
-        for (const auto& entry : log.entries()) {
-            if (entry.category != LogCategory::ruleEngine) found.push_back(entry.message);
-        }
-        return found;
-    }
     std::string transcript() {
         std::string text;
-        for (const std::string& line : lines()) text += line + "\n";
+        for (const auto& entry : log.entries()) {
+            if (entry.category != LogCategory::ruleEngine) text += entry.message + "\n";
+        }
         return text;
     }
     AppDelegate& launch() {
-        delegate.emplace(AgentParts{
-            .configStore = store,
-            .appObserver = observer,
-            .ruleEngine = engine,
-            .keySource = source,
-            .actions = host,
-            .mainLoop = scheduler,
-            .log = log,
-            .openDesktop =
-                [this] {
-                    auto desktop = std::make_unique<testing::FakeDesktop>();
-                    desktop->trusted = trusted;
-                    desktop->untrusted = "no XTEST";
-                    if (windowManager) {
-                        desktop->addApp(20, "org.other", "Other");
-                    } else {
-                        desktop->focusedElement = platform::ax::failure;  // nothing to probe
-                    }
-                    return platform::DesktopChoice{std::move(desktop), {}};
-                },
-            .ownPid = 1,
-            .onDisplayLost = [this](const std::string& why) { lost = why; },
-        });
+        delegate.emplace(parts(
+            [this] {
+                auto desktop = std::make_unique<testing::FakeDesktop>();
+                desktop->trusted = trusted;
+                desktop->untrusted = "no XTEST";
+                if (windowManager) {
+                    desktop->addApp(20, "org.other", "Other");
+                } else {
+                    desktop->focusedElement = platform::ax::failure;  // nothing to probe
+                }
+                return platform::DesktopChoice{std::move(desktop), {}};
+            },
+            [this](const std::string& why) { lost = why; }));
         delegate->applicationDidFinishLaunching();
         return *delegate;
     }
 
-    testing::TempDir dir;
-    MemoryLog log;
-    testing::ManualScheduler scheduler;
-    ConfigStore store{scheduler, Logger(log, LogCategory::appDelegate), [this] { return file(); }};
-    RuleEngine engine{Logger(log, LogCategory::ruleEngine)};
-    testing::FakeAppEvents events;
-    AppObserver observer{events, scheduler};
-    testing::FakeKeySource source;
-    testing::FakeDesktop desktop;
-    std::ostringstream out;
-    CommandContext context{out, out, desktop};
-    std::string keysBuffer;
-    ActionHost host{context, keysBuffer, log, nullptr};  // no key is pressed here
     bool trusted = true;
     bool windowManager = true;
     std::optional<std::string> lost;
@@ -97,7 +65,7 @@ TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
     EXPECT_NE(delegate->interceptor(), nullptr);
     EXPECT_EQ(WindowActions::configStore.load(), &store);
     EXPECT_FALSE(std::filesystem::exists(file()));
-    scheduler.advance(ConfigStore::kSaveDelay);
+    mainLoop.advance(ConfigStore::kSaveDelay);
     EXPECT_TRUE(std::filesystem::exists(file()));
 }
 
@@ -114,16 +82,17 @@ TEST_F(AppDelegateTest, WithoutTrustThereIsNoInterceptorAndTheInstructionsAreLog
 TEST_F(AppDelegateTest, ANonFunctionalDesktopOrARefusedKeySourceLeavesNoInterceptor) {
     windowManager = false;
     launch();
-    EXPECT_THAT(lines(),
-                Contains("⚠️ Accessibility appears enabled but is non-functional: failure"));
-    EXPECT_THAT(lines(), Contains("Accessibility Permission Required"));
+    EXPECT_THAT(
+        transcript(),
+        HasSubstr("\n⚠️ Accessibility appears enabled but is non-functional: failure\n"));
+    EXPECT_THAT(transcript(), HasSubstr("\nAccessibility Permission Required\n"));
     EXPECT_EQ(source.starts, 0);
 
     windowManager = true;
     source.refuseStart = true;
     launch();
-    EXPECT_THAT(lines(), Contains("❌ Failed to start keystroke interceptor: The event tap could "
-                                  "not be created: no keyboard here"));
+    EXPECT_THAT(transcript(), HasSubstr("\n❌ Failed to start keystroke interceptor: The event tap "
+                                        "could not be created: no keyboard here\n"));
     EXPECT_EQ(delegate->interceptor(), nullptr);
 }
 
@@ -131,20 +100,20 @@ TEST_F(AppDelegateTest, TheChordSetFollowsTheFileAndOnlyOutsideEditsAreReloaded)
     writeFile(configText(withRule(124)));
     launch();
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{124, 6}));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
 
     // An edit by hand is loaded once the file has held still, then saved in the agent's form.
     writeFile(configText(withRule(123)));
-    scheduler.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
+    mainLoop.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{123, 6}));
-    EXPECT_THAT(lines(), Contains("Reloading the configuration: the configuration file changed "
-                                  "outside Wendle"));
+    EXPECT_THAT(transcript(), HasSubstr("\nReloading the configuration: the configuration file "
+                                        "changed outside Wendle\n"));
 
     log.takeMessages();
     store.setConfig(withRule(125));
-    scheduler.advance(2s);
+    mainLoop.advance(2s);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
-    EXPECT_THAT(lines(), Not(Contains(::testing::HasSubstr("Reloading"))));
+    EXPECT_THAT(transcript(), Not(HasSubstr("Reloading")));
 }
 
 TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
@@ -152,24 +121,24 @@ TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
     source.status = {{{124, 6}, platform::ChordGrab::takenByOther},
                      {{125, 6}, platform::ChordGrab::grabbed}};
     launch();
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     const std::string refused = "Hotkey ⌃⌥→ is already taken by another program; it stays unbound";
     EXPECT_THAT(log.takeMessages(), Contains(refused));
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     EXPECT_THAT(log.takeMessages(), Not(Contains(refused)));
     source.status.clear();  // freed by the other program, then taken again
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     source.status = {{{124, 6}, platform::ChordGrab::takenByOther}};
     store.setConfig(withRule(124));
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     EXPECT_THAT(log.takeMessages(), Contains(refused));
 }
 
 TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEntry) {
     launch();
-    scheduler.advance(1s);
+    mainLoop.advance(1s);
     store.setConfig(withRule(126));
     delegate->prepareToQuit();
     EXPECT_FALSE(source.running());
@@ -179,7 +148,7 @@ TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEnt
     delegate->startInterceptionIfPossible();
     source.loseDisplay("the X server closed the connection");
     EXPECT_FALSE(lost);  // only on the main loop
-    scheduler.advance(0ms);
+    mainLoop.advance(0ms);
     EXPECT_EQ(lost, "the X server closed the connection");
 }
 

@@ -4,7 +4,6 @@
 
 #include <atomic>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "agent/app_delegate.h"
@@ -12,9 +11,6 @@
 #include "agent/main_loop.h"
 #include "platform/sim/sim_agent.h"
 #include "tests/agent/agent_fakes.h"
-#include "tests/agent/manual_scheduler.h"
-#include "tests/common/fake_desktop.h"
-#include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
 namespace {
@@ -120,46 +116,21 @@ int countMove(const std::string&, const std::vector<window::MoveAppLocation>&,
 // the main loop switches the frontmost application, changes the rules, reloads an outside
 // edit of the file and finally stops; actions run on the work queue.
 TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
-    testing::TempDir dir;
-    const std::filesystem::path file = dir.path() / "wendle-config.json";
+    testing::FakeAgent<MainLoop, platform::sim::SimKeySource> agent(&countMove);
     RootConfig config{
         .globalRules = {{.id = ruleId(1), .chord = {124, {6}}},
                         {.id = ruleId(2),
                          .chord = {40, {6}},
                          .action = {Action::SendKeystrokeSequence{"ab{ctrl+alt+right}"}}}},
         .appConfigs = {{.bundleID = "org.b", .ruleOverrides = {{ruleId(1), {.enabled = false}}}}}};
-    std::ofstream(file) << configText(config);
+    std::ofstream(agent.file()) << configText(config);
 
-    MemoryLog log;
-    MainLoop loop;
-    ConfigStore store(loop, Logger(log, LogCategory::appDelegate), [&] { return file; });
-    RuleEngine engine(Logger(log, LogCategory::ruleEngine));
-    testing::FakeAppEvents events;
-    AppObserver observer(events, loop);
-    platform::sim::SimKeySource keys;
-    testing::FakeDesktop desktop;
-    std::ostringstream out;
-    CommandContext context(out, out, desktop);
-    std::string keysBuffer;
-    ActionHost host{context, keysBuffer, log, &countMove};
     std::optional<AppDelegate> delegate;
-    delegate.emplace(AgentParts{
-        .configStore = store,
-        .appObserver = observer,
-        .ruleEngine = engine,
-        .keySource = keys,
-        .actions = host,
-        .mainLoop = loop,
-        .log = log,
-        .openDesktop =
-            [] {
-                return platform::DesktopChoice{std::make_unique<testing::FakeDesktop>(), {}};
-            },
-        .ownPid = 1,
-        .onDisplayLost = {},
-    });
+    delegate.emplace(agent.parts([] {
+        return platform::DesktopChoice{std::make_unique<testing::FakeDesktop>(), {}};
+    }));
     delegate->applicationDidFinishLaunching();
-    ASSERT_TRUE(keys.running());
+    ASSERT_TRUE(agent.source.running());
 
     std::atomic<bool> done{false};
     std::atomic<int> swallowed{0};
@@ -168,40 +139,40 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
         for (; !done; std::this_thread::sleep_for(500us)) {
             for (std::int64_t key : {124, 40}) {
                 swallowed +=
-                    keys.press({key, flags, std::nullopt}) == platform::KeyVerdict::swallow;
+                    agent.source.press({key, flags, std::nullopt}) == platform::KeyVerdict::swallow;
             }
         }
     });
     std::thread appEvents([&] {
-        for (; !done; std::this_thread::sleep_for(1ms)) events.activated();
+        for (; !done; std::this_thread::sleep_for(1ms)) agent.events.activated();
     });
 
     int tick = 0;
     std::function<void()> step = [&] {
-        events.frontmost = platform::AppInfo{
+        agent.events.frontmost = platform::AppInfo{
             .pid = 2, .bundleID = tick % 2 ? "org.a" : "org.b", .localizedName = {}};
-        observer.updateFrontmost();
+        agent.observer.updateFrontmost();
         if (tick == 0 || tick == 40) {
-            store.update(
+            agent.store.update(
                 [&](RootConfig& c) { c.globalRules[0].swallow = !c.globalRules[0].swallow; });
         }
         if (tick == 80) {
             RootConfig edited = config;
             edited.globalRules.pop_back();
-            std::ofstream(file.string() + ".edit") << configText(edited);
-            std::filesystem::rename(file.string() + ".edit", file);
+            std::ofstream(agent.file().string() + ".edit") << configText(edited);
+            std::filesystem::rename(agent.file().string() + ".edit", agent.file());
         }
         // Until the edit has been loaded, and no longer than 5 s.
-        bool reloaded = store.config().globalRules.size() == 1;
+        bool reloaded = agent.store.config().globalRules.size() == 1;
         if (++tick >= 1000 || (tick > 120 && reloaded)) {
             delegate->prepareToQuit();
             done = true;
-            return loop.quit(0);
+            return agent.mainLoop.quit(0);
         }
-        loop.schedule(5ms, step);
+        agent.mainLoop.schedule(5ms, step);
     };
-    loop.schedule(0ms, step);
-    EXPECT_EQ(loop.run(), 0);
+    agent.mainLoop.schedule(0ms, step);
+    EXPECT_EQ(agent.mainLoop.run(), 0);
     source.join();
     appEvents.join();
     delegate->interceptor()->workQueue().drain();
@@ -210,8 +181,8 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
 
     EXPECT_GT(swallowed.load(), 0);
     EXPECT_GT(moves.load(), 0);
-    EXPECT_FALSE(desktop.keyEvents.empty());
-    EXPECT_EQ(store.config().globalRules.size(), 1u);
+    EXPECT_FALSE(agent.desktop.keyEvents.empty());
+    EXPECT_EQ(agent.store.config().globalRules.size(), 1u);
 }
 
 }  // namespace

@@ -5,9 +5,11 @@
 
 #include <fstream>
 #include <limits>
+#include <sstream>
 
 #include "support/files.h"
 #include "tests/agent/manual_scheduler.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::agent {
@@ -16,8 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
-
-constexpr const char* kEmptyText = R"({"globalRules":[],"appConfigs":[]})";
 
 // A configuration with one application, and its file text written out by hand.
 RootConfig oneApp(const std::string& bundleID, const std::string& name) {
@@ -116,8 +116,11 @@ TEST(ConfigStore, AFailedWriteIsLoggedAndReportedAndTheNextChangeWritesEverythin
     ConfigStore elsewhere(f.clock, Logger(f.log, LogCategory::appDelegate), [&] { return nested; });
     std::vector<std::string> reported;
     elsewhere.setOnSaveFailed([&](const std::string& reason) { reported.push_back(reason); });
+    int redraws = 0;
+    elsewhere.addListener([&] { ++redraws; });
     elsewhere.setConfig(oneApp("a", "One"));
     f.clock.advance(150ms);
+    EXPECT_EQ(redraws, 2);  // for the change, and again for the save error
     EXPECT_FALSE(std::filesystem::exists(nested));
     EXPECT_EQ(elsewhere.config(), oneApp("a", "One"));
     ASSERT_THAT(reported, SizeIs(1));
@@ -166,66 +169,37 @@ TEST(ConfigStore, UpsertRenamesAKnownBundleInPlaceAndSortsInANewOne) {
                 ElementsAre("x=Aardvark", "M=Capital", "x=Later", "m=Mid"));
 }
 
-// What the first save does to the file found at launch: nothing is lost that was not read.
+// The cases and what each leaves behind are in the golden file.
 TEST(ConfigStore, AFileNotReadWholeIsCopiedAsItWasBeforeTheFirstSave) {
-    const std::string rule =
-        R"({"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C","chord":{"keyCode":124,"modifiers":6},)"
-        R"("action":{"moveWindow":{"direction":"right"}},"swallow":true)";
-    const std::string rules = R"({"globalRules":[)" + rule + "}]";
-    struct Case {
-        std::optional<std::string> original;
-        ConfigFileState state;
-        std::string rewritten;
-        const char* why;  // as logged with the copy; null: no copy
-    };
-    const std::string unreadable = "it is not a readable configuration";
-    const Case cases[] = {
-        {std::nullopt, ConfigFileState::missing, kEmptyText, nullptr},
-        // An earlier layout's single location is carried over, so nothing is lost.
-        {R"({"appConfigs":[{"displayName":"A","bundleID":"a","savedLocation":)"
-         R"({"frame":[[1,2],[3,4]],"screenIndex":0}}]})",
-         ConfigFileState::read,
-         R"({"globalRules":[],"appConfigs":[{"bundleID":"a","displayName":"A",)"
-         R"("savedLocations":[{"frame":[[1,2],[3,4]],"screenIndex":0,"screenSpecific":true}],)"
-         R"("ruleOverrides":[]}]})",
-         nullptr},
-        {"{\"globalRules\": [", ConfigFileState::unreadable, kEmptyText, unreadable.c_str()},
-        {"[1, 2]", ConfigFileState::unreadable, kEmptyText, unreadable.c_str()},
-        {"", ConfigFileState::unreadable, kEmptyText, unreadable.c_str()},
-        // The readable rules stay; the application list that failed is what the copy keeps.
-        {rules + R"(,"appConfigs":[{"bundleID":"a"}]})", ConfigFileState::partlyRead,
-         rules + R"(,"appConfigs":[]})",
-         "1 part of it could not be kept, first appConfigs[0].displayName: required member is "
-         "missing; the whole list was left empty"},
-        {R"({"globalRules":[)" + rule +
-             R"(,"stateFilters":{"fullWidthOnPrimary":false}}],"appConfigs":[]})",
-         ConfigFileState::partlyRead, rules + R"(,"appConfigs":[]})",
-         "1 part of it could not be kept, first globalRules[0].stateFilters.fullWidthOnSecondary: "
-         "required member is missing; all states stay enabled"},
-        {R"({"globalRules":[],"appConfigs":[],"theme":"dark","x":1})", ConfigFileState::partlyRead,
-         kEmptyText, "2 parts of it could not be kept, first theme: unknown member, not kept"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.original.value_or("(none)"));
+    const char* states[] = {"missing", "read", "partlyRead", "unreadable"};
+    const std::string expected = testing::golden("agent/golden/first_saves.txt");
+    std::istringstream lines(expected);
+    std::string actual;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("= ") || line.starts_with("> ") || line.starts_with("! ")) continue;
+        actual += line + "\n";
+        if (!line.starts_with("< ")) continue;
+        SCOPED_TRACE(line);
         StoreOnDisk f;
-        if (c.original) std::ofstream(f.file(), std::ios::binary) << *c.original;
+        std::optional<std::string> original;
+        if (line != "< (no file)") original = line.substr(2);
+        if (original) std::ofstream(f.file(), std::ios::binary) << *original;
         ConfigLoad load = f.store.loadAtLaunch();
-        EXPECT_EQ(load.state, c.state);
         EXPECT_EQ(load.state == ConfigFileState::partlyRead, !load.issues.empty());
         f.clock.advance(149ms);
-        EXPECT_EQ(f.text(), c.original);  // untouched until the first save
+        EXPECT_EQ(f.text(), original);  // untouched until the first save
         f.clock.advance(1ms);
-        EXPECT_EQ(f.text(), c.rewritten);
         EXPECT_THAT(f.delivered, SizeIs(1));
+        actual += std::string("= ") + states[static_cast<int>(load.state)] + "\n> " +
+                  f.text().value_or("(no file)") + "\n";
         auto copies = f.backups();
-        ASSERT_THAT(copies, SizeIs(c.why ? 1 : 0));
-        if (c.why) {
-            EXPECT_EQ(support::readFile(copies[0]), c.original);
-            EXPECT_THAT(f.log.entries(),
-                        ElementsAre(MemoryLog::Entry{
-                            LogCategory::appDelegate,
-                            std::string("wendle-config.json could not be read whole (") + c.why +
-                                "); its original is kept as " + copies[0].string()}));
+        ASSERT_THAT(copies, SizeIs(f.log.entries().size()));
+        for (auto entry : f.log.entries()) {
+            EXPECT_EQ(support::readFile(copies[0]), original);
+            EXPECT_EQ(entry.category, LogCategory::appDelegate);
+            if (auto at = entry.message.find(copies[0].string()); at != std::string::npos)
+                entry.message.replace(at, copies[0].string().size(), "<copy>");
+            actual += "! " + entry.message + "\n";
         }
         // Once copied, later saves overwrite freely and copy nothing more.
         f.store.upsertAppConfig("new", "New");
@@ -233,6 +207,7 @@ TEST(ConfigStore, AFileNotReadWholeIsCopiedAsItWasBeforeTheFirstSave) {
         EXPECT_THAT(f.backups(), SizeIs(copies.size()));
         EXPECT_THAT(f.log.entries(), SizeIs(copies.size()));
     }
+    EXPECT_EQ(actual, expected);
 }
 
 TEST(ConfigStore, NeverOverwritesWhatItCannotCopy) {

@@ -5,6 +5,7 @@
 
 #include "support/files.h"
 #include "support/json_text.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::platform::sim {
@@ -15,7 +16,10 @@ using ::testing::HasSubstr;
 
 class SimDesktopTest : public ::testing::Test {
   protected:
-    void write(const char* json) {
+    // Two displays, an editor with two windows (one with size limits, one fixed) and a nameless
+    // background application whose one window cannot be read.
+    void SetUp() override { write(testing::golden("platform/sim/golden/desktop.json")); }
+    void write(const std::string& json) {
         ASSERT_FALSE(support::writeFileAtomically(file(), json));
         desktop_ = openSimDesktop(file());
     }
@@ -28,25 +32,8 @@ class SimDesktopTest : public ::testing::Test {
     std::unique_ptr<Desktop> desktop_;
 };
 
-constexpr const char* kDesktop = R"({
-  "displays": [{"id": 7, "x": 0, "y": 0, "width": 1440, "height": 900},
-               {"id": 3, "x": -1080, "y": -400, "width": 1080, "height": 1920}],
-  "apps": [
-    {"pid": 100, "bundleID": "com.example.editor", "name": "My Editor",
-     "windows": [{"id": 1, "x": 10, "y": 20, "width": 800, "height": 600, "minimized": false,
-                  "minWidth": 400, "maxHeight": 700},
-                 {"id": 2, "x": 0, "y": 0, "width": 100, "height": 100, "resizable": false}]},
-    {"pid": 200, "bundleID": null, "regular": false,
-     "windows": [{"id": 9, "x": 0, "y": 0, "width": 1, "height": 1, "frameReadable": false}]}
-  ],
-  "frontmost": {"pid": 100, "window": 1},
-  "clock": "recorded",
-  "events": []
-})";
-
 // The command tests drive most of the file through tarn; what they do not reach is here.
 TEST_F(SimDesktopTest, ReportsDisplaysApplicationsAndWindowsAsTheFileSays) {
-    write(kDesktop);
     auto& displays = desktop().displays();
     EXPECT_EQ(displays.activeDisplays(), (std::vector<DisplayId>{7, 3}));
     EXPECT_EQ(displays.mainDisplay(), 7u);
@@ -69,7 +56,6 @@ TEST_F(SimDesktopTest, ReportsDisplaysApplicationsAndWindowsAsTheFileSays) {
 }
 
 TEST_F(SimDesktopTest, WindowWritesRespectLimitsAndLandInTheFile) {
-    write(kDesktop);
     auto& ws = desktop().windowSystem();
     ws.setPosition(1, {-5.5, 30});
     ws.setSize(1, {100, 1000});  // below minWidth, above maxHeight
@@ -86,7 +72,6 @@ TEST_F(SimDesktopTest, WindowWritesRespectLimitsAndLandInTheFile) {
 }
 
 TEST_F(SimDesktopTest, RecordsEventsInOrder) {
-    write(kDesktop);
     desktop().keyboard().post({.keyCode = 36, .down = true, .flags = 0x100000, .marker = 77});
     desktop().keyboard().post({.keyCode = 36, .down = false, .flags = 0, .marker = {}});
     desktop().pointer().warp({12, 34.5});

@@ -53,47 +53,34 @@ TEST(MimeappsTest, DefaultsComeFromTheFirstEntryOfTheDefaultsGroups) {
     EXPECT_EQ(defaultApplications(text, "text/html"), Ids{});
 }
 
-struct RewriteCase {
-    const char* name;
-    std::string before;
-    std::string after;
-};
-
-class MimeappsRewriteTest : public ::testing::TestWithParam<RewriteCase> {};
-
-TEST_P(MimeappsRewriteTest, SetsTheTypesAndKeepsEveryOtherLine) {
-    std::vector<DefaultAssignment> set{{"x-scheme-handler/http", "new.desktop"},
-                                       {"text/html", "new.desktop"}};
-    EXPECT_EQ(withDefaults(GetParam().before, set), GetParam().after);
+TEST(MimeappsTest, SettingDefaultsKeepsEveryOtherLine) {
+    const std::vector<DefaultAssignment> set{{"x-scheme-handler/http", "new.desktop"},
+                                             {"text/html", "new.desktop"}};
+    const std::pair<std::string, std::string> cases[] = {
+        {"", "[Default Applications]\nx-scheme-handler/http=new.desktop\ntext/html=new.desktop\n"},
+        {"[Added Associations]\nimage/png=gimp.desktop;",
+         "[Added Associations]\nimage/png=gimp.desktop;\n\n[Default Applications]\n"
+         "x-scheme-handler/http=new.desktop\ntext/html=new.desktop\n"},
+        // Replaced in place, added at the end of the first defaults group.
+        {"# mine\n[Default Applications]\nimage/png=eog.desktop\n"
+         "x-scheme-handler/http = old.desktop;other.desktop;\r\n# keep\n\n"
+         "[Removed Associations]\ntext/html=old.desktop;\n",
+         "# mine\n[Default Applications]\nimage/png=eog.desktop\n"
+         "x-scheme-handler/http=new.desktop\n# keep\ntext/html=new.desktop\n\n"
+         "[Removed Associations]\ntext/html=old.desktop;\n"},
+        // Every defaults group is updated.
+        {"[Default Applications]\n[Default Applications]\ntext/html=old.desktop\n",
+         "[Default Applications]\nx-scheme-handler/http=new.desktop\n"
+         "[Default Applications]\ntext/html=new.desktop\n"},
+        // Malformed lines survive.
+        {"garbage before groups\n\xFF\xFE\n[Default Applications\n=no key\n"
+         "[Default Applications]\nnot an entry\n",
+         "garbage before groups\n\xFF\xFE\n[Default Applications\n=no key\n"
+         "[Default Applications]\nnot an entry\nx-scheme-handler/http=new.desktop\n"
+         "text/html=new.desktop\n"},
+    };
+    for (const auto& [before, after] : cases) EXPECT_EQ(withDefaults(before, set), after) << before;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, MimeappsRewriteTest,
-    ::testing::Values(
-        RewriteCase{"NoFile", "",
-                    "[Default Applications]\nx-scheme-handler/http=new.desktop\n"
-                    "text/html=new.desktop\n"},
-        RewriteCase{"OtherGroupsOnly", "[Added Associations]\nimage/png=gimp.desktop;",
-                    "[Added Associations]\nimage/png=gimp.desktop;\n\n[Default Applications]\n"
-                    "x-scheme-handler/http=new.desktop\ntext/html=new.desktop\n"},
-        RewriteCase{"ReplacesInPlaceAndAddsAtTheEndOfTheFirstGroup",
-                    "# mine\n[Default Applications]\nimage/png=eog.desktop\n"
-                    "x-scheme-handler/http = old.desktop;other.desktop;\r\n# keep\n\n"
-                    "[Removed Associations]\ntext/html=old.desktop;\n",
-                    "# mine\n[Default Applications]\nimage/png=eog.desktop\n"
-                    "x-scheme-handler/http=new.desktop\n# keep\ntext/html=new.desktop\n\n"
-                    "[Removed Associations]\ntext/html=old.desktop;\n"},
-        RewriteCase{"EveryDefaultsGroupIsUpdated",
-                    "[Default Applications]\n[Default Applications]\ntext/html=old.desktop\n",
-                    "[Default Applications]\nx-scheme-handler/http=new.desktop\n"
-                    "[Default Applications]\ntext/html=new.desktop\n"},
-        RewriteCase{"MalformedLinesSurvive",
-                    "garbage before groups\n\xFF\xFE\n[Default Applications\n=no key\n"
-                    "[Default Applications]\nnot an entry\n",
-                    "garbage before groups\n\xFF\xFE\n[Default Applications\n=no key\n"
-                    "[Default Applications]\nnot an entry\nx-scheme-handler/http=new.desktop\n"
-                    "text/html=new.desktop\n"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 }  // namespace
 }  // namespace tarn::platform::xdg

@@ -2,13 +2,9 @@
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 
-#include "core/commands/browser_default.h"
 #include "platform/xdg/xdg_desktop.h"
 #include "support/files.h"
-#include "support/json_text.h"
-#include "tests/common/fake_desktop.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::platform::xdg {
@@ -22,26 +18,6 @@ std::string entry(const std::string& name, const std::string& extra = "",
     return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=true %u\nMimeType=" + types +
            "\n" + extra;
 }
-
-// The browser services of a real XDG tree, every other interface from the fake.
-class XdgDesktop final : public Desktop {
-  public:
-    explicit XdgDesktop(Locations where) : browsers_(makeBrowserServices(std::move(where))) {}
-    WindowSystem& windowSystem() override { return fake_; }
-    Displays& displays() override { return fake_; }
-    KeyboardOutput& keyboard() override { return fake_; }
-    Clipboard& clipboard() override { return fake_; }
-    Pointer& pointer() override { return fake_; }
-    Accessibility& accessibility() override { return fake_; }
-    Sleeper& sleeper() override { return fake_; }
-    BrowserServices& browsers() override { return *browsers_; }
-    ScriptRunner& scripts() override { return *scripts_; }
-
-  private:
-    testing::FakeDesktop fake_;
-    std::unique_ptr<BrowserServices> browsers_;
-    std::unique_ptr<ScriptRunner> scripts_ = makeScriptRunner();
-};
 
 // User and system data and config dirs with shadowed, hidden, https-only, broken and vendor
 // entries.
@@ -85,13 +61,7 @@ class XdgTreeTest : public ::testing::Test {
                 .desktops = {}};
     }
 
-    std::tuple<int, std::string, std::string> command(const Args& args) {
-        XdgDesktop desktop(locations());
-        std::ostringstream out, err;
-        CommandContext context(out, err, desktop);
-        int status = commands::handleBrowserDefault(args, context);
-        return {status, out.str(), err.str()};
-    }
+    std::unique_ptr<BrowserServices> services() const { return makeBrowserServices(locations()); }
 
     // What xdg-mime, reading the same directories, takes for the default.
     std::string xdgMimeDefault(const std::string& type) const {
@@ -116,52 +86,33 @@ class XdgTreeTest : public ::testing::Test {
     testing::TempDir dir;
 };
 
-TEST_F(XdgTreeTest, ListsTheEntriesInEffectThatHandleBothSchemes) {
-    auto [status, out, err] = command({"list"});
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(err, "");
-    std::vector<std::string> listed;
-    for (const auto& item : support::Json::parse(out)) {
-        listed.push_back(item["name"].get<std::string>() + " " +
-                         item["bundleID"].get<std::string>() + " " +
-                         item["path"].get<std::string>().substr(dir.path().string().size()));
-    }
-    EXPECT_EQ(listed,
-              (std::vector<std::string>{
-                  "Chromium chromium.desktop /sys1/applications/chromium.desktop",
-                  "Firefox (mine) firefox.desktop /user/applications/firefox.desktop",
-                  "Konqueror kde4-konqueror.desktop /sys1/applications/kde4/konqueror.desktop",
-                  "zen zen.desktop /sys2/applications/zen.desktop"}));
-}
-
-// Each id comes once, as the entry in effect: the core would prefer a system entry to the user's.
+// Each id comes once, as the entry in effect: the core would prefer a system entry to the
+// user's. Hidden, NoDisplay and Link entries are listed as not for people to pick.
 TEST_F(XdgTreeTest, EachIdComesOnceAsTheEntryInEffect) {
     std::vector<std::string> seen;
-    for (const auto& app : makeBrowserServices(locations())->applicationsForScheme("HTTPS")) {
-        seen.push_back(app.bundleID + (app.agentLike ? " agent " : " ") +
+    for (const auto& app : services()->applicationsForScheme("HTTPS")) {
+        seen.push_back(app.bundleID + " " + app.name + (app.agentLike ? " agent" : "") +
+                       (app.declaresHttp ? " http" : "") + (app.declaresHttps ? " https " : " ") +
                        app.path.substr(dir.path().string().size()));
     }
-    EXPECT_EQ(seen, (std::vector<std::string>{
-                        "epiphany.desktop agent /user/applications/epiphany.desktop",
-                        "firefox.desktop /user/applications/firefox.desktop",
-                        "chromium.desktop /sys1/applications/chromium.desktop",
-                        "handler.desktop agent /sys1/applications/handler.desktop",
-                        "kde4-konqueror.desktop /sys1/applications/kde4/konqueror.desktop",
-                        "link.desktop agent /sys1/applications/link.desktop",
-                        "secure.desktop /sys1/applications/secure.desktop",
-                        "zen.desktop /sys2/applications/zen.desktop"}));
+    EXPECT_EQ(seen,
+              (std::vector<std::string>{
+                  "epiphany.desktop Web agent http https /user/applications/epiphany.desktop",
+                  "firefox.desktop Firefox (mine) http https /user/applications/firefox.desktop",
+                  "chromium.desktop Chromium http https /sys1/applications/chromium.desktop",
+                  "handler.desktop Handler agent http https /sys1/applications/handler.desktop",
+                  "kde4-konqueror.desktop Konqueror http https "
+                  "/sys1/applications/kde4/konqueror.desktop",
+                  "link.desktop Link agent http https /sys1/applications/link.desktop",
+                  "secure.desktop Secure https /sys1/applications/secure.desktop",
+                  "zen.desktop zen http https /sys2/applications/zen.desktop"}));
 }
 
-TEST_F(XdgTreeTest, CurrentSkipsDefaultsThatAreNotInstalledOrHidden) {
-    EXPECT_EQ(command({"current"}),
-              std::make_tuple(0,
-                              std::string("{\n  \"http\" : \"chromium.desktop\",\n"
-                                          "  \"https\" : \"zen.desktop\"\n}\n"),
-                              std::string()));
+// Defaults that are not installed or hidden pass the choice on; a desktop's own list comes
+// before the common one.
+TEST_F(XdgTreeTest, CurrentIsTheFirstDefaultThatCanStart) {
+    EXPECT_EQ(services()->currentDefaults(), (DefaultBrowsers{"chromium.desktop", "zen.desktop"}));
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/https"), "zen.desktop\n");
-}
-
-TEST_F(XdgTreeTest, DesktopSpecificListComesBeforeTheCommonOne) {
     write("etc/lxqt-mimeapps.list", "[Default Applications]\nx-scheme-handler/http=zen.desktop\n");
     auto where = locations();
     where.desktops = {"gnome", "lxqt"};
@@ -172,59 +123,60 @@ TEST_F(XdgTreeTest, SetWritesTheUserListAndXdgMimeAgrees) {
     write("config/mimeapps.list",
           "# my associations\n[Added Associations]\nimage/png=eog.desktop;\n"
           "[Default Applications]\ntext/html=old.desktop\nbroken line\n");
-    EXPECT_EQ(command({"set", "--bundle", "kde4-konqueror.desktop"}),
-              std::make_tuple(0,
-                              std::string("Set default browser to: Konqueror "
-                                          "(kde4-konqueror.desktop)\n"),
-                              std::string()));
+    EXPECT_TRUE(services()->setDefault("kde4-konqueror.desktop"));
     EXPECT_EQ(userList(),
               "# my associations\n[Added Associations]\nimage/png=eog.desktop;\n"
               "[Default Applications]\ntext/html=kde4-konqueror.desktop\nbroken line\n"
               "x-scheme-handler/http=kde4-konqueror.desktop\n"
               "x-scheme-handler/https=kde4-konqueror.desktop\n"
               "application/xhtml+xml=kde4-konqueror.desktop\n");
+    EXPECT_EQ(services()->currentDefaults(),
+              (DefaultBrowsers{"kde4-konqueror.desktop", "kde4-konqueror.desktop"}));
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/https"), "kde4-konqueror.desktop\n");
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/http"), "kde4-konqueror.desktop\n");
 }
 
-TEST_F(XdgTreeTest, ToggleGoesBackAndForth) {
-    using Result = std::tuple<int, std::string, std::string>;
-    const Args toggle{"toggle", "--a", "chromium.desktop", "--b", "zen.desktop"};
-    EXPECT_EQ(command(toggle), Result(0, "{\"bundleID\":\"zen.desktop\",\"name\":\"zen\"}\n", ""));
-    EXPECT_EQ(xdgMimeDefault("x-scheme-handler/http"), "zen.desktop\n");
-    EXPECT_EQ(command(toggle),
-              Result(0, "{\"bundleID\":\"chromium.desktop\",\"name\":\"Chromium\"}\n", ""));
-    EXPECT_EQ(xdgMimeDefault("x-scheme-handler/https"), "chromium.desktop\n");
-}
-
 TEST_F(XdgTreeTest, RefusesDefaultsThatCouldNotWorkAndLeavesTheFileAlone) {
     write("config/mimeapps.list", "[Default Applications]\n");
-    auto services = makeBrowserServices(locations());
+    auto services = this->services();
     for (const char* id : {"gone.desktop", "epiphany.desktop", "broken.desktop", "link.desktop",
                            "notes.txt", "kde4/konqueror.desktop", ""}) {
         EXPECT_FALSE(services->setDefault(id)) << id;
     }
     EXPECT_EQ(userList(), "[Default Applications]\n");
-    EXPECT_EQ(command({"toggle", "--a", "gone.desktop", "--b", "x"}),
-              std::make_tuple(4, std::string(), std::string("Failed to toggle to gone.desktop\n")));
 }
 
-TEST_F(XdgTreeTest, AnUnreadableListIsNeverReplaced) {
-    fs::create_directories(at("config/mimeapps.list"));
-    EXPECT_FALSE(makeBrowserServices(locations())->setDefault("zen.desktop"));
-    EXPECT_TRUE(fs::is_directory(at("config/mimeapps.list")));
-}
-
-TEST_F(XdgTreeTest, ALinkedListStaysALink) {
+// A list that cannot be read is never replaced; one linked in stays a link.
+TEST_F(XdgTreeTest, TheUserListIsReplacedOnlyWhenReadAndThroughItsLink) {
+    const fs::path list = at("config/mimeapps.list");
+    fs::create_directories(list);
+    EXPECT_FALSE(services()->setDefault("zen.desktop"));
+    EXPECT_TRUE(fs::is_directory(list));
+    fs::remove(list);
+    fs::create_symlink("mimeapps.list", list);  // a link to itself
+    EXPECT_FALSE(services()->setDefault("zen.desktop"));
+    fs::remove(list);
     write("dotfiles/mimeapps.list", "[Default Applications]\n");
-    fs::create_directories(at("config"));
-    fs::create_symlink("../dotfiles/mimeapps.list", at("config/mimeapps.list"));
-    EXPECT_TRUE(makeBrowserServices(locations())->setDefault("zen.desktop"));
-    EXPECT_TRUE(fs::is_symlink(at("config/mimeapps.list")));
+    fs::create_symlink("../dotfiles/mimeapps.list", list);
+    EXPECT_TRUE(services()->setDefault("zen.desktop"));
+    EXPECT_TRUE(fs::is_symlink(list));
     EXPECT_EQ(support::readFile(at("dotfiles/mimeapps.list")),
               "[Default Applications]\nx-scheme-handler/http=zen.desktop\n"
               "x-scheme-handler/https=zen.desktop\ntext/html=zen.desktop\n"
               "application/xhtml+xml=zen.desktop\n");
+}
+
+// An entry naming the window class wins over one whose file name matches, in any case.
+TEST_F(XdgTreeTest, AnApplicationsIconByWindowClassThenFileName) {
+    write("user/applications/writer.desktop", entry("Writer", "Icon=by-name\n"));
+    write("sys2/applications/zz-editor.desktop",
+          entry("E", "Icon=/e.png\nStartupWMClass=wRiter\n"));
+    write("sys2/applications/hidden.desktop", entry("H", "Icon=h\nHidden=true\n"));
+    write("sys2/applications/zed.desktop", entry("Zed", "Icon=zed\n"));
+    EXPECT_EQ(applicationIcon(locations(), "Writer"), "/e.png");
+    EXPECT_EQ(applicationIcon(locations(), "ZED"), "zed");
+    for (const char* none : {"hidden", "chromium", ""})
+        EXPECT_FALSE(applicationIcon(locations(), none));
 }
 
 TEST(XdgScriptRunnerTest, EveryScriptFailsSayingWhy) {
