@@ -225,11 +225,10 @@ std::optional<Rect> outerFrame(unsigned long window) {
 }
 
 std::optional<platform::Point> pointerLocation() {
-    static const std::regex location("x:(-?\\d+) y:(-?\\d+)");
-    std::smatch match;
-    auto text = run({"xdotool", "getmouselocation"}).out;
-    if (!std::regex_search(text, match, location)) return std::nullopt;
-    return platform::Point{std::stod(match[1].str()), std::stod(match[2].str())};
+    platform::Point at;
+    auto text = run({"xdotool", "getmouselocation", "--shell"}).out;
+    if (std::sscanf(text.c_str(), "X=%lf Y=%lf", &at.x, &at.y) != 2) return std::nullopt;
+    return at;
 }
 
 std::optional<std::string> clipboardText() {
