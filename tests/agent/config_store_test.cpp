@@ -7,6 +7,7 @@
 #include <limits>
 #include <sstream>
 
+#include "agent/config_json.h"
 #include "support/files.h"
 #include "tests/agent/manual_scheduler.h"
 #include "tests/common/golden.h"
@@ -19,13 +20,8 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 
-// A configuration with one application, and its file text written out by hand.
 RootConfig oneApp(const std::string& bundleID, const std::string& name) {
     return RootConfig{{}, {AppConfig{.bundleID = bundleID, .displayName = name}}};
-}
-std::string oneAppText(const std::string& bundleID, const std::string& name) {
-    return R"({"globalRules":[],"appConfigs":[{"bundleID":")" + bundleID + R"(","displayName":")" +
-           name + R"(","savedLocations":[],"ruleOverrides":[]}]})";
 }
 
 std::vector<std::string> displayNames(const RootConfig& config) {
@@ -73,7 +69,7 @@ TEST(ConfigStore, ChangesWithin150MillisecondsSaveOnceWithTheLast) {
     EXPECT_EQ(f.text(), std::nullopt);
     EXPECT_THAT(f.delivered, SizeIs(0));
     f.clock.advance(1ms);
-    EXPECT_EQ(f.text(), oneAppText("a", "Three"));
+    EXPECT_EQ(f.text(), configText(oneApp("a", "Three")));
     EXPECT_THAT(f.delivered, ElementsAre(oneApp("a", "Three")));
 
     // A later burst saves again, even when it ends where it began.
@@ -82,7 +78,7 @@ TEST(ConfigStore, ChangesWithin150MillisecondsSaveOnceWithTheLast) {
     f.clock.advance(100ms);
     f.store.update([](RootConfig& config) { config.appConfigs[0].displayName = "Three"; });
     f.clock.advance(10s);
-    EXPECT_EQ(f.text(), oneAppText("a", "Three"));
+    EXPECT_EQ(f.text(), configText(oneApp("a", "Three")));
     EXPECT_THAT(f.delivered, ElementsAre(oneApp("a", "Three"), oneApp("a", "Three")));
 
     // A frame JSON cannot hold keeps the last good file; the change still settles.
@@ -91,7 +87,7 @@ TEST(ConfigStore, ChangesWithin150MillisecondsSaveOnceWithTheLast) {
             {.frame = {std::numeric_limits<double>::quiet_NaN(), 0, 1, 1}});
     });
     f.clock.advance(150ms);
-    EXPECT_EQ(f.text(), oneAppText("a", "Three"));
+    EXPECT_EQ(f.text(), configText(oneApp("a", "Three")));
     EXPECT_THAT(f.delivered, SizeIs(3));
 
     // Nothing else is pending: a removed file stays removed.
@@ -130,7 +126,7 @@ TEST(ConfigStore, AFailedWriteIsLoggedAndReportedAndTheNextChangeWritesEverythin
     std::filesystem::create_directory(f.temp.path() / "later");
     elsewhere.update([](RootConfig& config) { config.appConfigs[0].bundleID = "b"; });
     f.clock.advance(150ms);
-    EXPECT_EQ(support::readFile(nested), oneAppText("b", "One"));
+    EXPECT_EQ(support::readFile(nested), configText(oneApp("b", "One")));
     EXPECT_THAT(f.log.entries(), SizeIs(0));
 }
 
@@ -227,7 +223,7 @@ TEST(ConfigStore, NeverOverwritesWhatItCannotCopy) {
     std::filesystem::remove(f.file());
     f.store.upsertAppConfig("a", "A");
     f.clock.advance(150ms);
-    EXPECT_EQ(f.text(), oneAppText("a", "A"));
+    EXPECT_EQ(f.text(), configText(oneApp("a", "A")));
     EXPECT_THAT(f.backups(), SizeIs(0));
 }
 

@@ -212,10 +212,12 @@ TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
     using App = Action::MouseTarget::App;
     const auto corner = Action::MousePosition::upperCorner;
     const auto center = Action::MousePosition::center;
+    enum Broken { nothing, focusedWindow, frame, frontmost };  // what a row takes away first
     struct Case {
         Action::MoveMouse action;
         std::vector<platform::Point> warps;
         std::string lastLine;
+        Broken broken = nothing;
     };
     const Case cases[] = {
         {{{Screen{2}}, corner}, {}, "Screen index 2 out of bounds"},
@@ -225,32 +227,22 @@ TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
         {{{Screen{1}}, corner}, {{1450, -190}}, "Moving mouse to: (1450.000000, -190.000000)"},
         {{{App{}}, center}, {{500, 500}}, "Moving mouse to: (500.000000, 500.000000)"},
         {{{App{}}, corner}, {{110, 210}}, "Moving mouse to: (110.000000, 210.000000)"},
+        {{{App{}}, center}, {}, "Could not get frontmost window", focusedWindow},
+        {{{App{}}, center}, {}, "Could not get window frame", frame},
+        {{{App{}}, center}, {}, "No frontmost application", frontmost},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.lastLine);
         desktop.warps.clear();
         log.takeMessages();
+        desktop.apps.front().focusedWindowError =
+            c.broken == focusedWindow ? -25204 : platform::ax::success;
+        desktop.apps.front().windows.front().frameReadable = c.broken != frame;
+        if (c.broken == frontmost) desktop.frontmost.reset();
         interceptor.execute({.id = ruleId(1), .action = {c.action}}, {}, "org.app");
         EXPECT_EQ(desktop.warps, c.warps);
         EXPECT_EQ(lines(LogCategory::windowActions).back(), c.lastLine);
     }
-}
-
-TEST_F(InterceptorTest, NoWindowToAimAtLeavesThePointer) {
-    const HotkeyRule toWindow{
-        .action = {Action::MoveMouse{{Action::MouseTarget::App{}}, Action::MousePosition::center}}};
-    desktop.apps.front().focusedWindowError = -25204;
-    interceptor.execute(toWindow, {}, {});
-    desktop.apps.front().focusedWindowError = platform::ax::success;
-    desktop.apps.front().windows.front().frameReadable = false;
-    interceptor.execute(toWindow, {}, {});
-    desktop.frontmost.reset();
-    interceptor.execute(toWindow, {}, {});
-    EXPECT_TRUE(desktop.warps.empty());
-    EXPECT_THAT(
-        lines(LogCategory::windowActions),
-        ::testing::IsSupersetOf({"Could not get frontmost window", "Could not get window frame",
-                                 "No frontmost application"}));
 }
 
 TEST_F(InterceptorTest, TypedKeysCarryTheMarkerAndKeepTheSessionsBuffer) {

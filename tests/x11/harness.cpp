@@ -5,7 +5,6 @@
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,7 +12,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <regex>
 #include <sstream>
 #include <thread>
@@ -68,6 +66,15 @@ std::optional<std::string> firstMatch(const std::string& text, const std::regex&
     return match[1].str();
 }
 
+// Runs `use` on a connection of the test's own, if one opens.
+template <class Use>
+void withConnection(Use use) {
+    if (Display* connection = XOpenDisplay(nullptr)) {
+        use(connection);
+        XCloseDisplay(connection);
+    }
+}
+
 pid_t fixturePid(const char* variable) {
     const char* value = std::getenv(variable);
     if (!value) throw std::runtime_error(std::string(variable) + " is not set: run with-x11.sh");
@@ -86,22 +93,12 @@ bool eventually(const std::function<bool()>& condition, std::chrono::millisecond
 }
 
 Output run(const std::vector<std::string>& argv) {
-    int out[2];
-    if (::pipe2(out, O_CLOEXEC) != 0) return {};
-    pid_t pid = spawn(argv, out[1]);
-    ::close(out[1]);
-    Output result;
-    auto deadline = Clock::now() + 10s;
-    char buffer[65536];
-    while (Clock::now() < deadline) {
-        pollfd descriptor{out[0], POLLIN, 0};
-        if (::poll(&descriptor, 1, 100) <= 0) continue;
-        ssize_t n = ::read(out[0], buffer, sizeof buffer);
-        if (n <= 0) break;
-        result.out.append(buffer, static_cast<std::size_t>(n));
-    }
-    ::close(out[0]);
-    result.status = waitFor(pid, deadline);
+    // A file rather than a pipe: a program that leaves a child behind (xclip serving the
+    // clipboard) is done when it exits, not when that child lets go of its output.
+    FILE* out = std::tmpfile();
+    Output result{waitFor(spawn(argv, fileno(out)), Clock::now() + 10s), ""};
+    result.out = support::readFile("/proc/self/fd/" + std::to_string(fileno(out))).value_or("");
+    std::fclose(out);
     return result;
 }
 
@@ -131,10 +128,10 @@ std::string TestApp::logText() const {
     return support::readFile(log).value_or("");
 }
 
-std::vector<std::string> TestApp::keys() const {
+std::vector<std::string> TestApp::logLines(const std::string& kind) const {
     std::vector<std::string> result;
     for (auto& line : lines(logText())) {
-        if (line.starts_with("key ")) result.push_back(line);
+        if (line.starts_with(kind + " ")) result.push_back(line);
     }
     return result;
 }
@@ -145,24 +142,13 @@ TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::strin
     auto log = dir.path() / ("app-" + std::to_string(++started) + ".log");
     std::vector<std::string> argv{TARN_X11_TEST_APP, "--log", log.string()};
     argv.insert(argv.end(), options.begin(), options.end());
-    std::size_t count = 1;
-    for (std::size_t i = 0; i + 1 < options.size(); ++i) {
-        if (options[i] == "--windows") count = std::stoul(options[i + 1]);
-    }
     TestApp app{Child(argv), log, {}};
     auto fail = [&](const std::string& what) {
         throw std::runtime_error("the test app " + what + "; active window " +
                                  std::to_string(activeWindow()) + ", log:\n" + app.logText());
     };
-
-    bool made = eventually([&] {
-        app.windows.clear();
-        for (auto& line : lines(app.logText())) {
-            if (line.starts_with("window ")) app.windows.push_back(std::stoul(line.substr(7)));
-        }
-        return app.windows.size() == count;
-    });
-    if (!made) fail("made no windows");
+    if (!eventually([&] { return app.logged("made\n"); })) fail("made no windows");
+    for (auto& line : app.logLines("window")) app.windows.push_back(std::stoul(line.substr(7)));
     for (unsigned long window : app.windows) {
         bool shown = eventually([&] {
             if (until != Until::mapped) return wmState(window) == "Normal";
@@ -239,11 +225,10 @@ std::optional<Rect> outerFrame(unsigned long window) {
 }
 
 std::optional<platform::Point> pointerLocation() {
-    static const std::regex location("x:(-?\\d+) y:(-?\\d+)");
-    std::smatch match;
-    auto text = run({"xdotool", "getmouselocation"}).out;
-    if (!std::regex_search(text, match, location)) return std::nullopt;
-    return platform::Point{std::stod(match[1].str()), std::stod(match[2].str())};
+    platform::Point at;
+    auto text = run({"xdotool", "getmouselocation", "--shell"}).out;
+    if (std::sscanf(text.c_str(), "X=%lf Y=%lf", &at.x, &at.y) != 2) return std::nullopt;
+    return at;
 }
 
 std::optional<std::string> clipboardText() {
@@ -253,67 +238,52 @@ std::optional<std::string> clipboardText() {
 }
 
 void putOnClipboard(const std::string& text) {
-    // xclip reads the file, then leaves a child behind serving it: nobody waits for output.
-    tarn::testing::TempDir dir;
-    std::ofstream(dir.path() / "text", std::ios::binary) << text;
-    waitFor(spawn({"xclip", "-selection", "clipboard", "-i", (dir.path() / "text").string()}, -1),
-            Clock::now() + 10s);
+    run({"sh", "-c", "printf %s \"$0\" | xclip -selection clipboard -i", text});
 }
 
 std::vector<int> keysDown() {
     std::vector<int> down;
-    Display* connection = XOpenDisplay(nullptr);
-    if (!connection) return down;
-    char keys[32] = {};
-    XQueryKeymap(connection, keys);
-    XCloseDisplay(connection);
-    for (int code = 0; code < 256; ++code) {
-        if (keys[code / 8] & (1 << (code % 8))) down.push_back(code);
-    }
+    withConnection([&](Display* connection) {
+        char keys[32] = {};
+        XQueryKeymap(connection, keys);
+        for (int code = 0; code < 256; ++code) {
+            if (keys[code / 8] & (1 << (code % 8))) down.push_back(code);
+        }
+    });
     return down;
 }
 
 int keyCodeOf(const std::string& keysymName) {
-    static const std::regex line(R"(^keycode\s+(\d+) = (\S+))");
-    for (auto& text : lines(run({"xmodmap", "-pke"}).out)) {
-        std::smatch match;
-        if (std::regex_search(text, match, line) && match[2].str() == keysymName) {
-            return std::stoi(match[1].str());
-        }
-    }
-    return 0;
+    int code = 0;
+    withConnection([&](Display* connection) {
+        code = XKeysymToKeycode(connection, XStringToKeysym(keysymName.c_str()));
+    });
+    return code;
 }
 
 void holdOnUsersKeyboard(const std::string& keysymName, bool down) {
-    Display* connection = XOpenDisplay(nullptr);
-    if (!connection) return;
-    int count = 0;
-    XIDeviceInfo* devices = XIQueryDevice(connection, XIAllDevices, &count);
-    for (int i = 0; i < count; ++i) {
-        std::string name = devices[i].name;
-        if (devices[i].use != XISlaveKeyboard || name.find("XTEST") != std::string::npos) continue;
-        if (XDevice* device = XOpenDevice(connection, static_cast<XID>(devices[i].deviceid))) {
-            KeyCode key = XKeysymToKeycode(connection, XStringToKeysym(keysymName.c_str()));
-            XTestFakeDeviceKeyEvent(connection, device, key, down ? True : False, nullptr, 0,
-                                    CurrentTime);
-            XSync(connection, False);
-            XCloseDevice(connection, device);
-            break;
+    withConnection([&](Display* connection) {
+        int count = 0;
+        XIDeviceInfo* devices = XIQueryDevice(connection, XIAllDevices, &count);
+        for (int i = 0; i < count; ++i) {
+            std::string name = devices[i].name;
+            if (devices[i].use != XISlaveKeyboard || name.find("XTEST") != std::string::npos)
+                continue;
+            if (XDevice* device = XOpenDevice(connection, static_cast<XID>(devices[i].deviceid))) {
+                KeyCode key = XKeysymToKeycode(connection, XStringToKeysym(keysymName.c_str()));
+                XTestFakeDeviceKeyEvent(connection, device, key, down ? True : False, nullptr, 0,
+                                        CurrentTime);
+                XSync(connection, False);
+                XCloseDevice(connection, device);
+                break;
+            }
         }
-    }
-    XIFreeDeviceInfo(devices);
-    XCloseDisplay(connection);
+        XIFreeDeviceInfo(devices);
+    });
 }
 
 int processesWith(const std::string& word) {
-    int count = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        if (support::readFile(entry.path() / "cmdline").value_or("").find(word) !=
-            std::string::npos) {
-            ++count;
-        }
-    }
-    return count;
+    return std::atoi(run({"pgrep", "-c", "-f", word}).out.c_str());
 }
 
 bool near(const Rect& a, const Rect& b, double tolerance) {

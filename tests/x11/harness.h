@@ -29,7 +29,7 @@ struct Output {
     int status = -1;
     std::string out;
 };
-// Runs a program to its end (killed after 10 s).
+// Runs a program to its end (killed after 10 s), with what it wrote to standard output.
 Output run(const std::vector<std::string>& argv);
 
 // A child process, ended (SIGTERM, then waited for) with the object.
@@ -70,8 +70,9 @@ struct TestApp {
     unsigned long window() const { return windows.front(); }
     std::string logText() const;
     bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
-    // The "key ..." lines of the log, in order.
-    std::vector<std::string> keys() const;
+    // The log's lines of one kind ("key", "mod", "window"), in order.
+    std::vector<std::string> logLines(const std::string& kind) const;
+    std::vector<std::string> keys() const { return logLines("key"); }
 };
 // How far startApp waits: until the last window has the focus, until every window is
 // managed (WM_STATE Normal), or, without a window manager, until they are mapped.
@@ -93,13 +94,14 @@ std::optional<Rect> outerFrame(unsigned long window);
 std::optional<platform::Point> pointerLocation();  // xdotool getmouselocation
 std::optional<std::string> clipboardText();        // xclip -o; absent when it fails
 void putOnClipboard(const std::string& text);      // xclip, which stays to serve it
-// Key codes that are down now (XQueryKeymap on a connection of the test's own).
+// Key codes that are down now, and the one of a key (0: unmapped), on a connection of the
+// test's own.
 std::vector<int> keysDown();
-int keyCodeOf(const std::string& keysymName);  // from xmodmap -pke; 0 when unmapped
+int keyCodeOf(const std::string& keysymName);
 // Presses or lets go of a key on the server's own keyboard device, not through the XTEST
 // one, as a person holding it would.
 void holdOnUsersKeyboard(const std::string& keysymName, bool down);
-// Processes whose command line holds the word.
+// Processes whose command line holds the word (pgrep).
 int processesWith(const std::string& word);
 
 // The fixture's processes, for tests that take the desktop away.

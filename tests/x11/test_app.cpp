@@ -1,20 +1,17 @@
 // A plain Xlib client for the X11 tests: windows with exact sizes (no size increments, unlike
-// terminals), a chosen WM_CLASS, _NET_WM_PID (unless told not to), and a log of what it
-// receives, so tests can check exactly which keys arrived.
+// terminals), a chosen WM_CLASS, _NET_WM_PID, and a log of what it receives.
 //
 // usage: tarn_x11_test_app --log FILE [--class NAME] [--geometry WxH+X+Y] [--windows N]
-//                          [--min WxH] [--no-pid] [--hold-clipboard] [--serve-string BYTES]
+//                          [--min WxH] [--hold-clipboard] [--serve-string BYTES]
 //                          [--skip-taskbar] [--grab KEYSYM MASK]
 //
-// --skip-taskbar asks the window manager to leave its windows off the task bar; --grab
-// holds a passive grab of the key with the modifier mask (hex) on the root, as another
-// hotkey program would, and logs "grabbed".
+// --grab holds a passive grab of the key with the modifier mask (hex) on the root, as another
+// hotkey program would. --hold-clipboard owns CLIPBOARD and never answers; --serve-string
+// offers only the STRING target, answering it with BYTES as they are.
 //
-// Log lines: "window <id>" per window once created; "focus <id>" when one gets the focus;
-// "key <keysym> <state>" for each key press that is not a modifier, "mod <keysym> <state>"
-// for modifier presses (state in hex, as the event carries it); "clipboard held" once it
-// owns CLIPBOARD: with --hold-clipboard it then never answers requests for it; with
-// --serve-string it offers only the STRING target, answering it with BYTES as they are.
+// Log lines: "window <id>" per window, then "made"; "focus <id>"; "key <keysym> <state>" per
+// key press, "mod <keysym> <state>" for modifiers (state in hex, as the event carries it);
+// "grabbed"; "clipboard held".
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -30,9 +27,9 @@
 int main(int argc, char** argv) {
     // Each option with the number of values it takes.
     const std::map<std::string, int> arity{
-        {"--log", 1},  {"--class", 1},       {"--geometry", 1},       {"--windows", 1},
-        {"--min", 1},  {"--no-pid", 0},      {"--hold-clipboard", 0}, {"--serve-string", 1},
-        {"--grab", 2}, {"--skip-taskbar", 0}};
+        {"--log", 1},          {"--class", 1}, {"--geometry", 1},
+        {"--windows", 1},      {"--min", 1},   {"--hold-clipboard", 0},
+        {"--serve-string", 1}, {"--grab", 2},  {"--skip-taskbar", 0}};
     std::map<std::string, std::vector<std::string>> given;
     for (int i = 1; i < argc; ++i) {
         auto option = arity.find(argv[i]);
@@ -77,16 +74,14 @@ int main(int argc, char** argv) {
             XChangeProperty(display, window, XInternAtom(display, "_NET_WM_STATE", False), XA_ATOM,
                             32, PropModeReplace, reinterpret_cast<unsigned char*>(&skip), 1);
         }
-        if (!given.count("--no-pid")) {
-            long pid = ::getpid();
-            XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False),
-                            XA_CARDINAL, 32, PropModeReplace,
-                            reinterpret_cast<unsigned char*>(&pid), 1);
-        }
+        long pid = ::getpid();
+        XChangeProperty(display, window, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL,
+                        32, PropModeReplace, reinterpret_cast<unsigned char*>(&pid), 1);
         XMapWindow(display, window);
         windows.push_back(window);
         std::fprintf(log, "window %lu\n", window);
     }
+    std::fprintf(log, "made\n");
     XFlush(display);
 
     if (given.count("--grab")) {
