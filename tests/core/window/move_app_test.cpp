@@ -87,12 +87,5 @@ TEST_F(HandleMoveAppTest, OnlyTheFirstScreenIsPrimary) {
     }
 }
 
-TEST_F(HandleMoveAppTest, PositionIsWrittenBeforeSize) {
-    ASSERT_EQ(press("right", {}), 0);
-    ASSERT_GE(desktop().windowWrites.size(), 2u);
-    EXPECT_TRUE(desktop().windowWrites[0].position);
-    EXPECT_TRUE(desktop().windowWrites[1].size);
-}
-
 }  // namespace
 }  // namespace tarn::window

@@ -84,13 +84,5 @@ INSTANTIATE_TEST_SUITE_P(
         RectCase{"NoDisplays", {}, 0, {}, {0, 25, 0, -25}}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(GetActiveDisplaysTest, KeepsThePlatformsOrder) {
-    testing::FakeDesktop desktop;
-    desktop.screens = kLeftOfPrimary;
-    EXPECT_EQ(getActiveDisplays(desktop), (std::vector<platform::DisplayId>{1, 2}));
-    desktop.screens.clear();
-    EXPECT_TRUE(getActiveDisplays(desktop).empty());
-}
-
 }  // namespace
 }  // namespace tarn::window

@@ -150,17 +150,5 @@ TEST_F(MinimizedRestoreTest, ResetsTheVerticalStateAndKeepsOtherEntries) {
               "DEBUG: Saved state after early restore\n");
 }
 
-TEST_F(MinimizedRestoreTest, WithoutARecordNothingIsSavedButTheWindowStillSettles) {
-    FakeDesktop desktop = editorDesktop();
-    desktop.window(7)->minimized = true;
-
-    handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
-
-    EXPECT_FALSE(desktop.window(7)->minimized);
-    EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
-    EXPECT_FALSE(std::filesystem::exists(stateFile));
-    EXPECT_EQ(diagnostics.str(), "DEBUG: Restoring minimized window (early return path)\n");
-}
-
 }  // namespace
 }  // namespace tarn::window
