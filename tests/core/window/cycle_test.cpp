@@ -46,6 +46,8 @@ const std::vector<Rect> kNoScreens{};
 // 500), fullWidth (0, y, 1440, h), alignLeft (0, y, 800, h).
 const Frame kHome{100, 125, 800, 500, 0};
 
+using enum StepType;
+
 enum class Direction { left, right };
 const auto L = Direction::left;
 const auto R = Direction::right;
@@ -206,66 +208,41 @@ INSTANTIATE_TEST_SUITE_P(Layouts, CycleInvariantTest,
                                            Layout{"ThreeScreens", kThreeScreens, kSavedThree}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-struct CurrentStepCase {
-    const char* name;
-    Rect frame;
-    std::int64_t screen;  // as the caller passes it
-    std::size_t expected;
-};
-
-class CurrentStepTest : public ::testing::TestWithParam<CurrentStepCase> {};
-
 // Side by side, no saved locations: steps 0-3 on screen 0, 4-7 (alignRight, original,
 // fullWidth, alignLeft) on screen 1.
-TEST_P(CurrentStepTest, NearestStepWithAPenaltyForOtherScreens) {
+TEST(CurrentStepTest, NearestStepWithAPenaltyForOtherScreens) {
     FakeDesktop desktop = desktopWith(kSideBySide);
     WindowState state = newState(kHome);
     std::ostringstream diagnostics;
     state.buildStepList(desktop, {}, diagnostics);
-    EXPECT_EQ(state.findCurrentStepIndex(desktop, GetParam().frame, GetParam().screen),
-              GetParam().expected);
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Frames, CurrentStepTest, ::testing::Values(
-    // Said to be on screen 1: alignRight of screen 0 (140 off) costs 1140, screen 1's alignLeft 940.
-    CurrentStepCase{"OtherScreenPenalty", {500, 125, 800, 500}, 1, 7},
-    // 0 + 1000 still beats screen 1's alignLeft at 1440.
-    CurrentStepCase{"PenaltyOfExactlyAThousand", {0, 125, 800, 500}, 1, 3},
-    // Own-screen alignRight 9360 off, screen 1's 7920 + 1000: the nearest is taken however far.
-    CurrentStepCase{"FarAwayStillFindsOne", {10000, 10000, 800, 500}, 0, 4},
-    // alignRight and alignLeft both 320 off: the earlier wins.
-    CurrentStepCase{"EqualDistancesKeepTheEarlier", {320, 600, 800, 200}, 0, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct NextStepCase {
-    const char* name;
-    std::vector<bool> enabled;
-    std::size_t from;
-    int direction;
-    std::optional<std::size_t> expected;
-};
-
-class NextStepTest : public ::testing::TestWithParam<NextStepCase> {};
-
-TEST_P(NextStepTest, WrapsAndSkipsDisabledSteps) {
-    WindowState state;
-    for (bool enabled : GetParam().enabled) {
-        state.steps.push_back({StepType::original, std::nullopt, 0, 1, enabled});
+    const std::tuple<Rect, std::int64_t, std::size_t> cases[] = {
+        // Said to be on screen 1: screen 0's alignRight (140 off) costs 1140, screen 1's
+        // alignLeft 940; exactly screen 0's alignLeft costs 1000, still less than 1440.
+        {{500, 125, 800, 500}, 1, 7},
+        {{0, 125, 800, 500}, 1, 3},
+        // Own-screen alignRight 9360 off, screen 1's 7920 + 1000: the nearest however far.
+        {{10000, 10000, 800, 500}, 0, 4},
+        // alignRight and alignLeft both 320 off: the earlier wins.
+        {{320, 600, 800, 200}, 0, 0},
+    };
+    for (const auto& [frame, screen, expected] : cases) {
+        EXPECT_EQ(state.findCurrentStepIndex(desktop, frame, screen), expected) << frame.x;
     }
-    EXPECT_EQ(state.findNextEnabledStep(GetParam().from, GetParam().direction),
-              GetParam().expected);
 }
 
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Lists, NextStepTest, ::testing::Values(
-    NextStepCase{"SingleStepIsItsOwnNeighbour", {true}, 0, 1, 0},
-    NextStepCase{"Empty", {}, 0, 1, std::nullopt},
-    NextStepCase{"SkipsDisabled", {true, false, true}, 0, 1, 2},
-    NextStepCase{"NoneEnabled", {false, false}, 0, -1, std::nullopt}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
+// Production lists have every step enabled; the search still wraps and skips.
+TEST(NextStepTest, WrapsAndSkipsDisabledSteps) {
+    const std::tuple<std::vector<bool>, int, std::optional<std::size_t>> cases[] = {
+        {{true}, 1, 0},
+        {{}, 1, std::nullopt},
+        {{true, false, true}, 1, 2},
+        {{false, false}, -1, std::nullopt}};
+    for (const auto& [enabled, direction, expected] : cases) {
+        WindowState state;
+        for (bool on : enabled) state.steps.push_back({original, std::nullopt, 0, 1, on});
+        EXPECT_EQ(state.findNextEnabledStep(0, direction), expected) << enabled.size();
+    }
+}
 
 Step step(StepType type, std::int64_t screen, std::int64_t sortOrder,
           std::optional<std::int64_t> saved = std::nullopt) {
@@ -280,8 +257,6 @@ struct StepListCase {
 };
 
 class StepListTest : public ::testing::TestWithParam<StepListCase> {};
-
-using enum StepType;
 
 // Every step of both screens side by side. Saved location 0 lies on screen 1, saved location
 // 1 on screen 0, saved location 2 on a screen that is not connected.
@@ -363,37 +338,27 @@ INSTANTIATE_TEST_SUITE_P(Placements, StepFrameTest, ::testing::Values(
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
 
-struct UpCase {
-    const char* name;
-    std::int64_t stored;
-    std::int64_t next;
-    Rect expected;
-};
-
-class UpTest : public ::testing::TestWithParam<UpCase> {};
-
-// From the stored vertical state, one press up in the usable area (0, 25, 1440, 875).
-TEST_P(UpTest, StepsFullHeightFullScreenHome) {
-    WindowState state = newState(kHome);
-    state.verticalState = GetParam().stored;
-    std::ostringstream diagnostics;
-    EXPECT_RECT(handleUpDirection(state, {640, 212.5, 800, 500}, {0, 25, 1440, 875}, diagnostics),
-                GetParam().expected);
-    EXPECT_EQ(state.verticalState, GetParam().next);
+// From each stored vertical state, one press up in the usable area (0, 25, 1440, 875).
+TEST(UpTest, StepsFullHeightFullScreenHome) {
+    const std::tuple<std::int64_t, std::int64_t, Rect> cases[] = {
+        {0, 1, {640, 25, 800, 875}},
+        {1, 2, {5, 30, 1430, 865}},  // also after "down" minimised
+        {2, 0, kHome.rect()},
+        {-1, 0, kHome.rect()},
+        {-2, -1, {640, 212.5, 800, 500}},  // -1: no placement
+        {7, 2, {5, 30, 1430, 865}},
+        // INT64_MAX mod 3 is 1: the next value is 2, without overflowing.
+        {std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}},
+    };
+    for (const auto& [stored, next, expected] : cases) {
+        WindowState state = newState(kHome);
+        state.verticalState = stored;
+        std::ostringstream diagnostics;
+        const Rect frame{640, 212.5, 800, 500};
+        EXPECT_RECT(handleUpDirection(state, frame, {0, 25, 1440, 875}, diagnostics), expected);
+        EXPECT_EQ(state.verticalState, next) << stored;
+    }
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Values, UpTest, ::testing::Values(
-    UpCase{"FullHeight", 0, 1, {640, 25, 800, 875}},
-    UpCase{"FullScreen", 1, 2, {5, 30, 1430, 865}},  // also after "down" minimised
-    UpCase{"Home", 2, 0, kHome.rect()},
-    UpCase{"MinusOneGoesHome", -1, 0, kHome.rect()},
-    UpCase{"MinusTwoStays", -2, -1, {640, 212.5, 800, 500}},  // -1: no placement
-    UpCase{"LargeValueWraps", 7, 2, {5, 30, 1430, 865}},
-    // INT64_MAX mod 3 is 1: the next value is 2, without overflowing.
-    UpCase{"LargestValue", std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
 
 // The DEBUG lines of a left and a right press, of a step list with a saved step (rebuilt, not
 // added to), of three up presses, and of presses that stay put: without screens, and with a

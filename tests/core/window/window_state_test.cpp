@@ -124,9 +124,7 @@ class StateFileTest : public ::testing::Test {
     void writeState(const std::string& text) {
         ASSERT_FALSE(support::writeFileAtomically(stateFile, text));
     }
-    std::string stateText() {
-        return support::readFile(stateFile).value_or("<missing>");
-    }
+    std::string stateText() { return support::readFile(stateFile).value_or("<missing>"); }
     std::vector<std::filesystem::path> backups() {
         std::vector<std::filesystem::path> found;
         for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
@@ -186,14 +184,6 @@ INSTANTIATE_TEST_SUITE_P(Files, SaveStateTest, ::testing::Values(
     SaveCase{"MalformedFileIsKeptAside", R"({"values":{"browser":"Safari","broken":null}})", "", "", true}),
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
-
-TEST_F(StateFileTest, SaveThenLoadGivesTheRecordBack) {
-    ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    EXPECT_EQ(loadWindowState("AC/DC Player", stateFile), sampleState());
-    // A name differing only by an underscore shares the entry.
-    EXPECT_EQ(loadWindowState("AC/DC_Player", stateFile), sampleState());
-    EXPECT_FALSE(loadWindowState("AC/DC player", stateFile));
-}
 
 TEST_F(StateFileTest, EntryThatCannotBeReadIsNoState) {
     EXPECT_FALSE(loadWindowState("Editor", stateFile));  // no file
