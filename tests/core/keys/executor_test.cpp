@@ -107,7 +107,6 @@ INSTANTIATE_TEST_SUITE_P(
         BufferCase{"EmptyTrimTextsChangeNothing", {}, "abc", {TrimBefore{""}, TrimAfter{""}}, "abc"},
         BufferCase{"FirstOccurrenceOnly", {}, "banana", {TrimBefore{"an"}}, "ana"},
         BufferCase{"TrimAfterFirstOccurrence", {}, "banana", {TrimAfter{"an"}}, "b"},
-        BufferCase{"TrimIsCaseSensitive", {}, "Foo", {TrimBefore{"f"}, TrimAfter{"O"}}, "Foo"},
         BufferCase{"InsertBothSides", {}, "b", {InsertBefore{"a"}, InsertAfter{"c"}}, "abc"},
         BufferCase{"GrabTakesTheClipboard", "copied", "old", {GrabClipboard{}}, "copied"},
         BufferCase{"GrabOfAnEmptyClipboardEmpties", std::nullopt, "old", {GrabClipboard{}}, ""},

@@ -70,7 +70,6 @@ INSTANTIATE_TEST_SUITE_P(
                   {GrabClipboard{}, GrabClipboard{}, PutToClipboard{}, PasteBuffer{}}},
         ParseCase{"InsertExpandsNestedGroups", "{insert before x:{slash}{slash}}",
                   {InsertBefore{"x://"}}},
-        ParseCase{"InsertKeepsCase", "{insert after ABC}", {InsertAfter{"ABC"}}},
         ParseCase{"CommandWordIsCaseBlind", "{INSERT Before Foo}{Trim AFTER Bar}",
                   {InsertBefore{"Foo"}, TrimAfter{"Bar"}}},
         ParseCase{"TrimBeforeKeepsSpaces", "{trim before  a b }", {TrimBefore{" a b "}}},
