@@ -9,7 +9,6 @@ namespace {
 
 using platform::ax::apiDisabled;
 using platform::ax::failure;
-using platform::ax::success;
 using testing::FakeDesktop;
 
 constexpr platform::Pid kSelf = 42;

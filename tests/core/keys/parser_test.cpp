@@ -35,7 +35,7 @@ INSTANTIATE_TEST_SUITE_P(
     PlainText, ParseKeysStringTest,
     ::testing::Values(
         ParseCase{"Empty", "", {}},
-        ParseCase{"UpperCaseAndShiftedSymbol", "Hi!", {T{4, kShift}, T{34, 0}, T{18, kShift}}},
+        ParseCase{"UpperCaseAndShiftedSymbol", "HiZ!", {T{4, kShift}, T{34, 0}, T{6, kShift}, T{18, kShift}}},
         ParseCase{"PeriodsAndEnter", "cd ..{enter}",
                   {T{8, 0}, T{2, 0}, T{49, 0}, T{47, 0}, T{47, 0}, T{36, 0}}},
         ParseCase{"UnshiftedPunctuation", "-=[];',/\\`",

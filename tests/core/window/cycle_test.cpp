@@ -244,15 +244,6 @@ Step step(StepType type, std::int64_t screen, std::int64_t sortOrder,
     return {type, saved, screen, sortOrder, true};
 }
 
-struct StepListCase {
-    const char* name;
-    std::vector<Rect> screens;
-    StateFilters filters;
-    std::vector<std::size_t> dropped;  // from kAllSteps
-};
-
-class StepListTest : public ::testing::TestWithParam<StepListCase> {};
-
 // Every step of both screens side by side. Saved location 0 lies on screen 1, saved location
 // 1 on screen 0, saved location 2 on a screen that is not connected.
 const std::vector<Step> kAllSteps{
@@ -260,78 +251,66 @@ const std::vector<Step> kAllSteps{
     step(saved, 0, 5, 1),   step(alignRight, 1, 10), step(original, 1, 11), step(fullWidth, 1, 12),
     step(alignLeft, 1, 13), step(saved, 1, 14, 0)};
 
-TEST_P(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
-    FakeDesktop desktop = desktopWith(GetParam().screens);
-    WindowState state = newState(kHome, {{{1600, 100, 900, 600, 1}, true},
-                                         {{200, 300, 600, 400, 0}, false},
-                                         {{0, 0, 10, 10, 3}, false}});
-    std::ostringstream diagnostics;
-    state.buildStepList(desktop, GetParam().filters, diagnostics);
-    std::vector<Step> expected;
-    for (std::size_t i = 0; i < kAllSteps.size(); ++i) {
-        if (!std::ranges::count(GetParam().dropped, i)) expected.push_back(kAllSteps[i]);
+TEST(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
+    // clang-format off
+    const std::tuple<const char*, std::vector<Rect>, StateFilters, std::vector<std::size_t>> cases[] = {
+        {"AllOn", kSideBySide, {}, {}},
+        {"FullWidthOffOnPrimary", kSideBySide, {false, true, true, true, true, true}, {2}},
+        {"FullWidthOffOnSecondary", kSideBySide, {true, false, true, true, true, true}, {7}},
+        {"AlignRightOffOnSecondary", kSideBySide, {true, true, true, false, true, true}, {5}},
+        {"AlignLeftOffOnPrimary", kSideBySide, {true, true, true, true, false, true}, {3}},
+        {"AlignLeftOffOnSecondary", kSideBySide, {true, true, true, true, true, false}, {8}},
+        {"AllOff", kSideBySide, {false, false, false, false, false, false}, {0, 2, 3, 5, 7, 8}},
+        {"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, {5, 6, 7, 8, 9}},
+        {"NoScreens", kNoScreens, {}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+    };
+    // clang-format on
+    for (const auto& [name, screens, filters, dropped] : cases) {
+        FakeDesktop desktop = desktopWith(screens);
+        WindowState state = newState(kHome, {{{1600, 100, 900, 600, 1}, true},
+                                             {{200, 300, 600, 400, 0}, false},
+                                             {{0, 0, 10, 10, 3}, false}});
+        std::ostringstream diagnostics;
+        state.buildStepList(desktop, filters, diagnostics);
+        std::vector<Step> expected;
+        for (std::size_t i = 0; i < kAllSteps.size(); ++i) {
+            if (!std::ranges::count(dropped, i)) expected.push_back(kAllSteps[i]);
+        }
+        EXPECT_EQ(state.steps, expected) << name;
     }
-    EXPECT_EQ(state.steps, expected);
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Filters, StepListTest, ::testing::Values(
-    StepListCase{"AllOn", kSideBySide, {}, {}},
-    StepListCase{"FullWidthOffOnPrimary", kSideBySide, {false, true, true, true, true, true}, {2}},
-    StepListCase{"FullWidthOffOnSecondary", kSideBySide, {true, false, true, true, true, true}, {7}},
-    StepListCase{"AlignRightOffOnSecondary", kSideBySide, {true, true, true, false, true, true}, {5}},
-    StepListCase{"AlignLeftOffOnPrimary", kSideBySide, {true, true, true, true, false, true}, {3}},
-    StepListCase{"AlignLeftOffOnSecondary", kSideBySide, {true, true, true, true, true, false}, {8}},
-    StepListCase{"AllOff", kSideBySide, {false, false, false, false, false, false}, {0, 2, 3, 5, 7, 8}},
-    StepListCase{"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, {5, 6, 7, 8, 9}},
-    StepListCase{"NoScreens", kNoScreens, {}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct StepFrameCase {
-    const char* name;
-    Step step;
-    Frame home;
-    std::vector<Rect> screens;
-    Rect expected;
-};
-
-class StepFrameTest : public ::testing::TestWithParam<StepFrameCase> {};
 
 // The placements the cycles above do not reach. A window 250 below the top of a 1000-high
 // usable area, 500 high, on screen 0 (usable (0, 25, 1000, 1000)); screen 1 is twice as
 // large (usable (1000, 25, 2000, 2000)).
-const std::vector<Rect> kDoubling{{0, 0, 1000, 1025}, {1000, 0, 2000, 2025}};
-const Frame kWindowHome{100, 275, 400, 500, 0};
-const std::vector<Saved> kTwoSaved{{{10, 20, 30, 40, 0}, true}, {{-50, 60, 70, 80, 1}, false}};
-
-TEST_P(StepFrameTest, FrameOfEachPlacement) {
-    FakeDesktop desktop = desktopWith(GetParam().screens);
-    EXPECT_RECT(
-        GetParam().step.computeFrame(desktop, GetParam().home, kWindowHome.rect(), kTwoSaved),
-        GetParam().expected);
+TEST(StepFrameTest, FrameOfEachPlacement) {
+    const std::vector<Rect> kDoubling{{0, 0, 1000, 1025}, {1000, 0, 2000, 2025}};
+    const std::vector<Rect> kFlatFirst{{0, 0, 1000, 25}, {1000, 0, 2000, 2025}};
+    const Frame kWindowHome{100, 275, 400, 500, 0};
+    const std::vector<Saved> kTwoSaved{{{10, 20, 30, 40, 0}, true}, {{-50, 60, 70, 80, 1}, false}};
+    // clang-format off
+    const std::tuple<const char*, Step, Frame, std::vector<Rect>, Rect> cases[] = {
+        // Home measured on the large screen: back on screen 0 it is half as wide.
+        {"HomeOnOtherScreenScales", step(alignRight, 0, 0), {2000, 100, 400, 500, 1}, kDoubling, {800, 275, 200, 500}},
+        // Home screen gone (7) or negative: scaled as if measured on the primary.
+        {"HomeScreenGoneUsesPrimary", step(alignRight, 1, 10), {100, 275, 400, 500, 7}, kDoubling, {2200, 525, 800, 1000}},
+        {"HomeScreenNegativeUsesPrimary", step(original, 1, 11), {100, 275, 400, 500, -1}, kDoubling, {1600, 525, 800, 1000}},
+        // No screens: home size kept, centred in the (0, 25, 0, -25) non-area.
+        {"OriginalWithoutScreens", step(original, 0, 1), kWindowHome, {}, {-200, -237.5, 400, 500}},
+        // A screen no taller than the menu-bar band keeps the vertical placement (no divide by 0).
+        {"FlatCurrentScreenKeepsVerticalPlacement", step(fullWidth, 1, 12), kWindowHome, kFlatFirst, {1000, 275, 2000, 500}},
+        {"SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
+        {"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
+        {"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
+        {"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}},
+    };
+    // clang-format on
+    for (const auto& [name, placement, home, screens, expected] : cases) {
+        FakeDesktop desktop = desktopWith(screens);
+        SCOPED_TRACE(name);
+        EXPECT_RECT(placement.computeFrame(desktop, home, kWindowHome.rect(), kTwoSaved), expected);
+    }
 }
-
-const Frame kBigHome{2000, 100, 400, 500, 1};
-const std::vector<Rect> kFlatFirst{{0, 0, 1000, 25}, {1000, 0, 2000, 2025}};
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Placements, StepFrameTest, ::testing::Values(
-    // Home measured on the large screen: back on screen 0 it is half as wide.
-    StepFrameCase{"HomeOnOtherScreenScales", step(alignRight, 0, 0), kBigHome, kDoubling, {800, 275, 200, 500}},
-    // Home screen gone (7) or negative: scaled as if measured on the primary.
-    StepFrameCase{"HomeScreenGoneUsesPrimary", step(alignRight, 1, 10), {100, 275, 400, 500, 7}, kDoubling, {2200, 525, 800, 1000}},
-    StepFrameCase{"HomeScreenNegativeUsesPrimary", step(original, 1, 11), {100, 275, 400, 500, -1}, kDoubling, {1600, 525, 800, 1000}},
-    // No screens: home size kept, centred in the (0, 25, 0, -25) non-area.
-    StepFrameCase{"OriginalWithoutScreens", step(original, 0, 1), kWindowHome, {}, {-200, -237.5, 400, 500}},
-    // A screen no taller than the menu-bar band keeps the vertical placement (no divide by 0).
-    StepFrameCase{"FlatCurrentScreenKeepsVerticalPlacement", step(fullWidth, 1, 12), kWindowHome, kFlatFirst, {1000, 275, 2000, 500}},
-    StepFrameCase{"SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
-    StepFrameCase{"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
-    StepFrameCase{"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
-    StepFrameCase{"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
 
 // From each stored vertical state, one press up in the usable area (0, 25, 1440, 875).
 TEST(UpTest, StepsFullHeightFullScreenHome) {
@@ -371,6 +350,9 @@ TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
     withSaved.steps = {step(StepType::original, 7, 0)};
     withSaved.buildStepList(two, {true, true, false, true, true, true}, diagnostics);
     EXPECT_EQ(withSaved.steps.size(), 8u);
+    // Eight saved locations on screen 0 run past screen 1's numbers: sorted in, stably.
+    WindowState many = newState(kHome, std::vector<Saved>(8, {{0, 0, 10, 10, 0}, true}));
+    many.buildStepList(two, {}, diagnostics);
 
     WindowState up = newState({100, 212.5, 800, 500.25, 0});
     frame = up.initialFrame.rect();
