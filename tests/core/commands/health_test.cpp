@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
-#include "core/commands/cli.h"
 #include "tests/common/fake_desktop.h"
 
 namespace tarn::commands {
@@ -12,7 +9,6 @@ namespace {
 
 using platform::ax::apiDisabled;
 using platform::ax::failure;
-using platform::ax::success;
 using testing::FakeDesktop;
 
 constexpr platform::Pid kSelf = 42;
@@ -68,24 +64,6 @@ INSTANTIATE_TEST_SUITE_P(
                    PermissionHealth::cannotMoveMouse}),
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
-
-// A lost desktop is one error line; commands that need none never open it.
-TEST(TarnCliTest, DesktopIsOpenedOnlyByCommandsThatNeedIt) {
-    std::ostringstream out, err;
-    int opened = 0;
-    CommandContext context(out, err, [&] {
-        ++opened;
-        return platform::DesktopChoice{nullptr, "No desktop to work on: test"};
-    });
-    EXPECT_EQ(TarnCLI::main({"tarn", "version"}, context), 0);
-    EXPECT_EQ(TarnCLI::main({"tarn", "help"}, context), 0);
-    EXPECT_EQ(opened, 0);
-    out.str("");
-    err.str("");
-    EXPECT_EQ(TarnCLI::main({"tarn", "healthcheck"}, context), 1);
-    EXPECT_EQ(err.str(), "ERROR: No desktop to work on: test\n");
-    EXPECT_EQ(out.str(), "");
-}
 
 }  // namespace
 }  // namespace tarn::commands

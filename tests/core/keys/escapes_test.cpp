@@ -38,17 +38,5 @@ INSTANTIATE_TEST_SUITE_P(
                                  "{enter}{tab}{equal}{leftbrace "}),
     [](const auto& info) { return std::string(info.param.name); });
 
-TEST(ExpandEscapeSequencesTest, KnowsEveryCharacterName) {
-    EXPECT_EQ(expandEscapeSequences(
-                  "{slash}{backslash}{colon}{semicolon}{question}{period}{dot}{comma}{quote}"
-                  "{singlequote}{apostrophe}{doublequote}{leftbrace}{openbrace}{rightbrace}"
-                  "{closebrace}{leftbracket}{openbracket}{rightbracket}{closebracket}"
-                  "{leftparen}{openparen}{rightparen}{closeparen}{at}{hash}{pound}{dollar}"
-                  "{percent}{caret}{ampersand}{and}{asterisk}{star}{equals}{plus}{minus}"
-                  "{dash}{hyphen}{underscore}{pipe}{tilde}{backtick}{grave}{less}{lessthan}"
-                  "{greater}{greaterthan}{exclamation}{bang}{space}"),
-              "/\\:;?..,'''\"{{}}[[]](())@##$%^&&**=+---_|~``<<>>!! ");
-}
-
 }  // namespace
 }  // namespace tarn::keys

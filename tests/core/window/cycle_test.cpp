@@ -46,22 +46,11 @@ const std::vector<Rect> kNoScreens{};
 // 500), fullWidth (0, y, 1440, h), alignLeft (0, y, 800, h).
 const Frame kHome{100, 125, 800, 500, 0};
 
+using enum StepType;
+
 enum class Direction { left, right };
-
-struct Press {
-    double x, y, width, height;
-    std::int64_t screen;  // where the frame's origin lies
-    std::int64_t horizontalState;
-};
-
-struct CycleCase {
-    const char* name;
-    std::vector<Rect> screens;
-    std::vector<Saved> saved;
-    Direction direction;
-    std::vector<Press> presses;  // from the home frame, each press starting where the last ended
-    StateFilters filters = {};
-};
+const auto L = Direction::left;
+const auto R = Direction::right;
 
 WindowState newState(const Frame& home, std::vector<Saved> saved = {}) {
     WindowState state;
@@ -79,17 +68,27 @@ FakeDesktop desktopWith(const std::vector<Rect>& screens) {
 }
 
 Rect press(Direction direction, WindowState& state, const Rect& frame, std::int64_t screen,
-           const StateFilters& filters, FakeDesktop& desktop, std::ostream& diagnostics) {
-    if (direction == Direction::left) {
-        return handleLeftDirection(state, frame, screen, screen == 0, filters, desktop,
-                                   diagnostics);
-    }
-    return handleRightDirection(state, frame, screen, screen == 0, filters, desktop, diagnostics);
+           FakeDesktop& desktop, std::ostream& diagnostics) {
+    auto handle = direction == L ? handleLeftDirection : handleRightDirection;
+    return handle(state, frame, screen, screen == 0, {}, desktop, diagnostics);
 }
+
+struct Press {
+    double x, y, width, height;
+    std::int64_t screen;  // where the frame's origin lies
+    std::int64_t horizontalState;
+};
+
+struct CycleCase {
+    const char* name;
+    std::vector<Rect> screens;
+    std::vector<Saved> saved;
+    std::vector<Press> presses;  // left, from the home frame, each from where the last ended
+};
 
 class CycleTest : public ::testing::TestWithParam<CycleCase> {};
 
-TEST_P(CycleTest, EveryPressLandsOnTheNextPlacement) {
+TEST_P(CycleTest, EveryLeftPressLandsOnTheNextPlacement) {
     const CycleCase& c = GetParam();
     FakeDesktop desktop = desktopWith(c.screens);
     WindowState state = newState(kHome, c.saved);
@@ -99,11 +98,9 @@ TEST_P(CycleTest, EveryPressLandsOnTheNextPlacement) {
     for (std::size_t i = 0; i < c.presses.size(); ++i) {
         SCOPED_TRACE("press " + std::to_string(i + 1));
         const Press& p = c.presses[i];
-        frame = press(c.direction, state, frame, screen, c.filters, desktop, diagnostics);
+        frame = press(L, state, frame, screen, desktop, diagnostics);
         ASSERT_RECT(frame, (Rect{p.x, p.y, p.width, p.height}));
         EXPECT_EQ(state.horizontalState, p.horizontalState);
-        EXPECT_EQ(state.verticalState, 0);
-        EXPECT_EQ(state.initialFrame, kHome);
         screen = screenIndexForPoint(desktop, frame.origin());
         ASSERT_EQ(screen, p.screen);
     }
@@ -114,62 +111,10 @@ const std::vector<Saved> kSavedOnSecond{{{1600, 100, 900, 600, 1}, true}};
 const std::vector<Saved> kSavedThree{{{200, 300, 600, 400, 0}, true},
                                      {{-700, 100, 500, 300, 2}, false},
                                      {{5000, 0, 100, 100, 5}, true}};
-const auto L = Direction::left;
-const auto R = Direction::right;
-
-// One hand-worked lap per kind of layout, pressing left; right is checked against left below.
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Layouts, CycleTest, ::testing::Values(
-    // The home frame is nearest to alignLeft, so every cycle starts there.
-    CycleCase{"OneScreen", kOneScreen, {}, L,  // wraps to alignRight, keeps y and height
-        {{640, 125, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
-         {0, 212.5, 800, 500, 0, 3}, {640, 212.5, 800, 500, 0, 2}}},
-    // A saved location on screen 1 is a step of screen 1 only, after its alignLeft.
-    CycleCase{"SideBySide", kSideBySide, kSavedOnSecond, L,
-        {{2080, 125, 800, 500, 1, 2}, {1760, 212.5, 800, 500, 1, 0},
-         {1440, 212.5, 1440, 500, 1, 1}, {1440, 212.5, 800, 500, 1, 3},
-         {1600, 100, 900, 600, 1, 4},  // the saved frame exactly
-         {640, 100, 800, 600, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
-         {0, 212.5, 800, 500, 0, 3}, {2080, 212.5, 800, 500, 1, 2}}},
-    // Widths 1.5 (1200), heights 2: y = -1750 + (y0 - 25) * 2; right edge 1800.
-    CycleCase{"Stacked", kStacked, {}, L,
-        {{600, -1550, 1200, 1000, 1, 2}, {120, -1375, 1200, 1000, 1, 0},
-         {-360, -1375, 2160, 1000, 1, 1}, {-360, -1375, 1200, 1000, 1, 3},
-         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0},
-         {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
-         {600, -1375, 1200, 1000, 1, 2}}},
-    // Screen 1 scales by 2, screen 2 by 0.5; from screen 1 to screen 2 heights by 0.25.
-    CycleCase{"ThreeScreens", kThreeScreens, kSavedThree, L,
-        {{200, 300, 600, 400, 0, 4},
-         {2720, 575, 1600, 800, 1, 2},  // 25 + 275 * 2, 400 * 2
-         {2080, 400, 1600, 1000, 1, 0}, {1440, 400, 2880, 1000, 1, 1},
-         {1440, 400, 1600, 1000, 1, 3},
-         {-400, 118.75, 400, 250, 2, 2},  // 25 + 375 / 4, 1000 / 4
-         {-560, 118.75, 400, 250, 2, 0}, {-720, 118.75, 720, 250, 2, 1},
-         {-720, 118.75, 400, 250, 2, 3}, {-700, 100, 500, 300, 2, 5},
-         {640, 175, 800, 600, 0, 2},  // 25 + 75 * 2, 300 * 2
-         {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
-         {200, 300, 600, 400, 0, 4}}},
-    // fullWidth off on secondaries only: screen 1 goes original -> alignRight directly.
-    CycleCase{"FullWidthOffOnSecondaryRight", kSideBySide, {}, R,
-        {{0, 125, 1440, 500, 0, 1}, {320, 212.5, 800, 500, 0, 0}, {640, 212.5, 800, 500, 0, 2},
-         {1440, 212.5, 800, 500, 1, 3}, {1760, 212.5, 800, 500, 1, 0},
-         {2080, 212.5, 800, 500, 1, 2}, {0, 212.5, 800, 500, 0, 3}},
-        StateFilters{true, false, true, true, true, true}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct Layout {
-    const char* name;
-    std::vector<Rect> screens;
-    std::vector<Saved> saved;
-};
-
-class CycleInvariantTest : public ::testing::TestWithParam<Layout> {};
 
 // For every layout: once a lap has settled the frames, each lap of left presses repeats the
 // last exactly (scaling to a screen and back loses nothing), and right retraces left.
-TEST_P(CycleInvariantTest, LapsRepeatAndRightRetracesLeft) {
+TEST_P(CycleTest, LapsRepeatAndRightRetracesLeft) {
     FakeDesktop desktop = desktopWith(GetParam().screens);
     WindowState state = newState(kHome, GetParam().saved);
     Rect frame = kHome.rect();
@@ -180,7 +125,7 @@ TEST_P(CycleInvariantTest, LapsRepeatAndRightRetracesLeft) {
         std::int64_t hState, screen;
     };
     auto go = [&](Direction direction) {
-        frame = press(direction, state, frame, screen, {}, desktop, diagnostics);
+        frame = press(direction, state, frame, screen, desktop, diagnostics);
         screen = screenIndexForPoint(desktop, frame.origin());
         return Visit{frame, state.horizontalState, screen};
     };
@@ -210,324 +155,188 @@ TEST_P(CycleInvariantTest, LapsRepeatAndRightRetracesLeft) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, CycleInvariantTest,
-                         ::testing::Values(Layout{"OneScreen", kOneScreen, {}},
-                                           Layout{"SideBySide", kSideBySide, kSavedOnSecond},
-                                           Layout{"LeftOfPrimary", kLeftOfPrimary, {}},
-                                           Layout{"Stacked", kStacked, {}},
-                                           Layout{"SmallerRight", kSmallerRight, {}},
-                                           Layout{"ThreeScreens", kThreeScreens, kSavedThree}),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-// A window off every screen counts as on the primary; nearest step alignLeft (0, 300).
-TEST(CycleTest, WindowOffEveryScreenIsPlacedOnThePrimary) {
-    FakeDesktop desktop = desktopWith(kOneScreen);
-    const Rect offScreen{-500, 300, 800, 500};
-    ASSERT_EQ(screenIndexForPoint(desktop, offScreen.origin()), 0);
-    std::ostringstream diagnostics;
-    WindowState left = newState(kHome), right = newState(kHome);
-    EXPECT_RECT(press(L, left, offScreen, 0, {}, desktop, diagnostics), (Rect{640, 300, 800, 500}));
-    EXPECT_EQ(left.horizontalState, 2);
-    EXPECT_RECT(press(R, right, offScreen, 0, {}, desktop, diagnostics), (Rect{0, 300, 1440, 500}));
-    EXPECT_EQ(right.horizontalState, 1);
-}
-
-// Home as wide as the screen: alignRight, fullWidth and alignLeft share a frame; the earliest,
-// alignRight, is current, so right wraps to alignLeft and stays there.
-TEST(CycleTest, OfIdenticalStepsTheEarliestIsCurrent) {
-    FakeDesktop desktop = desktopWith(kOneScreen);
-    const Frame home{0, 125, 1440, 500, 0};
-    std::ostringstream diagnostics;
-    WindowState state = newState(home);
-    EXPECT_RECT(press(L, state, home.rect(), 0, {}, desktop, diagnostics),
-                (Rect{0, 212.5, 1440, 500}));
-    EXPECT_EQ(state.horizontalState, 0);
-    for (int i = 0; i < 2; ++i) {
-        EXPECT_RECT(press(R, state, home.rect(), 0, {}, desktop, diagnostics), home.rect());
-        EXPECT_EQ(state.horizontalState, 3);
-    }
-}
-
-struct CurrentStepCase {
-    const char* name;
-    Rect frame;
-    std::int64_t screen;  // as the caller passes it
-    std::size_t expected;
-};
-
-class CurrentStepTest : public ::testing::TestWithParam<CurrentStepCase> {};
+// Each layout, with its hand-worked lap of left presses.
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Layouts, CycleTest, ::testing::Values(
+    // The home frame is nearest to alignLeft, so every cycle starts there.
+    CycleCase{"OneScreen", kOneScreen, {},  // wraps to alignRight, keeps y and height
+        {{640, 125, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {640, 212.5, 800, 500, 0, 2}}},
+    // A saved location on screen 1 is a step of screen 1 only, after its alignLeft.
+    CycleCase{"SideBySide", kSideBySide, kSavedOnSecond,
+        {{2080, 125, 800, 500, 1, 2}, {1760, 212.5, 800, 500, 1, 0},
+         {1440, 212.5, 1440, 500, 1, 1}, {1440, 212.5, 800, 500, 1, 3},
+         {1600, 100, 900, 600, 1, 4},  // the saved frame exactly
+         {640, 100, 800, 600, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {2080, 212.5, 800, 500, 1, 2}}},
+    // Twice as large at negative x: widths 1600, y = 25 + (y0 - 25) * 2, heights 1000.
+    CycleCase{"LeftOfPrimary", kLeftOfPrimary, {},
+        {{-1600, 225, 1600, 1000, 1, 2}, {-2240, 400, 1600, 1000, 1, 0},
+         {-2880, 400, 2880, 1000, 1, 1}, {-2880, 400, 1600, 1000, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {-1600, 400, 1600, 1000, 1, 2}}},
+    // Widths 1.5 (1200), heights 2: y = -1750 + (y0 - 25) * 2; right edge 1800.
+    CycleCase{"Stacked", kStacked, {},
+        {{600, -1550, 1200, 1000, 1, 2}, {120, -1375, 1200, 1000, 1, 0},
+         {-360, -1375, 2160, 1000, 1, 1}, {-360, -1375, 1200, 1000, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0},
+         {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {600, -1375, 1200, 1000, 1, 2}}},
+    // Half size, 100 lower: widths 400, y = 125 + (y0 - 25) / 2, heights 250.
+    CycleCase{"SmallerRight", kSmallerRight, {},
+        {{1760, 175, 400, 250, 1, 2}, {1600, 218.75, 400, 250, 1, 0},
+         {1440, 218.75, 720, 250, 1, 1}, {1440, 218.75, 400, 250, 1, 3},
+         {640, 212.5, 800, 500, 0, 2}, {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1},
+         {0, 212.5, 800, 500, 0, 3}, {1760, 218.75, 400, 250, 1, 2}}},
+    // Screen 1 scales by 2, screen 2 by 0.5; from screen 1 to screen 2 heights by 0.25.
+    CycleCase{"ThreeScreens", kThreeScreens, kSavedThree,
+        {{200, 300, 600, 400, 0, 4},
+         {2720, 575, 1600, 800, 1, 2},  // 25 + 275 * 2, 400 * 2
+         {2080, 400, 1600, 1000, 1, 0}, {1440, 400, 2880, 1000, 1, 1},
+         {1440, 400, 1600, 1000, 1, 3},
+         {-400, 118.75, 400, 250, 2, 2},  // 25 + 375 / 4, 1000 / 4
+         {-560, 118.75, 400, 250, 2, 0}, {-720, 118.75, 720, 250, 2, 1},
+         {-720, 118.75, 400, 250, 2, 3}, {-700, 100, 500, 300, 2, 5},
+         {640, 175, 800, 600, 0, 2},  // 25 + 75 * 2, 300 * 2
+         {320, 212.5, 800, 500, 0, 0}, {0, 212.5, 1440, 500, 0, 1}, {0, 212.5, 800, 500, 0, 3},
+         {200, 300, 600, 400, 0, 4}}}),
+    [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 // Side by side, no saved locations: steps 0-3 on screen 0, 4-7 (alignRight, original,
 // fullWidth, alignLeft) on screen 1.
-TEST_P(CurrentStepTest, NearestStepWithAPenaltyForOtherScreens) {
-    FakeDesktop desktop;
-    desktop.screens = kSideBySide;
+TEST(CurrentStepTest, NearestStepWithAPenaltyForOtherScreens) {
+    FakeDesktop desktop = desktopWith(kSideBySide);
     WindowState state = newState(kHome);
     std::ostringstream diagnostics;
     state.buildStepList(desktop, {}, diagnostics);
-    EXPECT_EQ(state.findCurrentStepIndex(desktop, GetParam().frame, GetParam().screen),
-              GetParam().expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Frames, CurrentStepTest,
-    ::testing::Values(CurrentStepCase{"ExactAlignLeft", {0, 125, 800, 500}, 0, 3},
-                      // alignRight 140 off on its own screen.
-                      CurrentStepCase{"NearAlignRight", {500, 125, 800, 500}, 0, 0},
-                      // Said to be on screen 1: alignRight of screen 0 costs 140 + 1000, screen 1's
-                      // alignLeft (1440, 125) only 940.
-                      CurrentStepCase{"OtherScreenPenalty", {500, 125, 800, 500}, 1, 7},
-                      // Exactly the primary's alignLeft but said to be on screen 1: 0 + 1000 still
-                      // beats screen 1's alignLeft at 1440.
-                      CurrentStepCase{"PenaltyOfExactlyAThousand", {0, 125, 800, 500}, 1, 3},
-                      // Far below everything: own-screen alignRight is 9360 off, screen 1's
-                      // alignRight (2080, 10000) 7920 + 1000; the nearest is taken however far.
-                      CurrentStepCase{"FarAwayStillFindsOne", {10000, 10000, 800, 500}, 0, 4},
-                      // alignRight and alignLeft both 320 off: the earlier wins.
-                      CurrentStepCase{"EqualDistancesKeepTheEarlier", {320, 600, 800, 200}, 0, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct NextStepCase {
-    const char* name;
-    std::vector<bool> enabled;
-    std::size_t from;
-    int direction;
-    std::optional<std::size_t> expected;
-};
-
-class NextStepTest : public ::testing::TestWithParam<NextStepCase> {};
-
-TEST_P(NextStepTest, WrapsAndSkipsDisabledSteps) {
-    WindowState state;
-    for (bool enabled : GetParam().enabled) {
-        state.steps.push_back({StepType::original, std::nullopt, 0, 1, enabled});
+    const std::tuple<Rect, std::int64_t, std::size_t> cases[] = {
+        // Said to be on screen 1: screen 0's alignRight (140 off) costs 1140, screen 1's
+        // alignLeft 940; exactly screen 0's alignLeft costs 1000, still less than 1440.
+        {{500, 125, 800, 500}, 1, 7},
+        {{0, 125, 800, 500}, 1, 3},
+        // Own-screen alignRight 9360 off, screen 1's 7920 + 1000: the nearest however far.
+        {{10000, 10000, 800, 500}, 0, 4},
+        // alignRight and alignLeft both 320 off: the earlier wins.
+        {{320, 600, 800, 200}, 0, 0},
+    };
+    for (const auto& [frame, screen, expected] : cases) {
+        EXPECT_EQ(state.findCurrentStepIndex(desktop, frame, screen), expected) << frame.x;
     }
-    EXPECT_EQ(state.findNextEnabledStep(GetParam().from, GetParam().direction),
-              GetParam().expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lists, NextStepTest,
-    ::testing::Values(NextStepCase{"Forward", {true, true, true, true}, 1, 1, 2},
-                      NextStepCase{"ForwardWraps", {true, true, true, true}, 3, 1, 0},
-                      NextStepCase{"BackwardWraps", {true, true, true, true}, 0, -1, 3},
-                      NextStepCase{"SingleStepIsItsOwnNeighbour", {true}, 0, 1, 0},
-                      NextStepCase{"Empty", {}, 0, 1, std::nullopt},
-                      NextStepCase{"SkipsDisabled", {true, false, true}, 0, 1, 2},
-                      NextStepCase{"NoneEnabled", {false, false}, 0, -1, std::nullopt}),
-    [](const auto& info) { return std::string(info.param.name); });
+// Production lists have every step enabled; the search still wraps and skips.
+TEST(NextStepTest, WrapsAndSkipsDisabledSteps) {
+    const std::tuple<std::vector<bool>, int, std::optional<std::size_t>> cases[] = {
+        {{true}, 1, 0},
+        {{}, 1, std::nullopt},
+        {{true, false, true}, 1, 2},
+        {{false, false}, -1, std::nullopt}};
+    for (const auto& [enabled, direction, expected] : cases) {
+        WindowState state;
+        for (bool on : enabled) state.steps.push_back({original, std::nullopt, 0, 1, on});
+        EXPECT_EQ(state.findNextEnabledStep(0, direction), expected) << enabled.size();
+    }
+}
 
 Step step(StepType type, std::int64_t screen, std::int64_t sortOrder,
           std::optional<std::int64_t> saved = std::nullopt) {
     return {type, saved, screen, sortOrder, true};
 }
 
-struct StepListCase {
-    const char* name;
-    std::vector<Rect> screens;
-    StateFilters filters;
-    std::vector<Step> expected;
-};
-
-class StepListTest : public ::testing::TestWithParam<StepListCase> {};
-
-// Saved location 0 lies on screen 1, saved location 1 on screen 0, saved location 2 on a
-// screen that is not connected.
-TEST_P(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
-    FakeDesktop desktop;
-    desktop.screens = GetParam().screens;
-    WindowState state = newState(kHome, {{{1600, 100, 900, 600, 1}, true},
-                                         {{200, 300, 600, 400, 0}, false},
-                                         {{0, 0, 10, 10, 3}, false}});
-    std::ostringstream diagnostics;
-    state.buildStepList(desktop, GetParam().filters, diagnostics);
-    EXPECT_EQ(state.steps, GetParam().expected);
-}
-
-using enum StepType;
-
-// Every step of both screens: the filter cases drop from it.
+// Every step of both screens side by side. Saved location 0 lies on screen 1, saved location
+// 1 on screen 0, saved location 2 on a screen that is not connected.
 const std::vector<Step> kAllSteps{
     step(alignRight, 0, 0), step(original, 0, 1),    step(fullWidth, 0, 2), step(alignLeft, 0, 3),
     step(saved, 0, 5, 1),   step(alignRight, 1, 10), step(original, 1, 11), step(fullWidth, 1, 12),
     step(alignLeft, 1, 13), step(saved, 1, 14, 0)};
 
-std::vector<Step> allBut(std::initializer_list<std::size_t> dropped) {
-    std::vector<Step> steps;
-    for (std::size_t i = 0; i < kAllSteps.size(); ++i) {
-        if (std::find(dropped.begin(), dropped.end(), i) == dropped.end()) {
-            steps.push_back(kAllSteps[i]);
+TEST(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
+    // clang-format off
+    const std::tuple<const char*, std::vector<Rect>, StateFilters, std::vector<std::size_t>> cases[] = {
+        {"AllOn", kSideBySide, {}, {}},
+        {"FullWidthOffOnPrimary", kSideBySide, {false, true, true, true, true, true}, {2}},
+        {"FullWidthOffOnSecondary", kSideBySide, {true, false, true, true, true, true}, {7}},
+        {"AlignRightOffOnSecondary", kSideBySide, {true, true, true, false, true, true}, {5}},
+        {"AlignLeftOffOnPrimary", kSideBySide, {true, true, true, true, false, true}, {3}},
+        {"AlignLeftOffOnSecondary", kSideBySide, {true, true, true, true, true, false}, {8}},
+        {"AllOff", kSideBySide, {false, false, false, false, false, false}, {0, 2, 3, 5, 7, 8}},
+        {"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, {5, 6, 7, 8, 9}},
+        {"NoScreens", kNoScreens, {}, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}},
+    };
+    // clang-format on
+    for (const auto& [name, screens, filters, dropped] : cases) {
+        FakeDesktop desktop = desktopWith(screens);
+        WindowState state = newState(kHome, {{{1600, 100, 900, 600, 1}, true},
+                                             {{200, 300, 600, 400, 0}, false},
+                                             {{0, 0, 10, 10, 3}, false}});
+        std::ostringstream diagnostics;
+        state.buildStepList(desktop, filters, diagnostics);
+        std::vector<Step> expected;
+        for (std::size_t i = 0; i < kAllSteps.size(); ++i) {
+            if (!std::ranges::count(dropped, i)) expected.push_back(kAllSteps[i]);
         }
+        EXPECT_EQ(state.steps, expected) << name;
     }
-    return steps;
 }
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Filters, StepListTest, ::testing::Values(
-    StepListCase{"AllOn", kSideBySide, {}, kAllSteps},
-    StepListCase{"FullWidthOffOnPrimary", kSideBySide, {false, true, true, true, true, true}, allBut({2})},
-    StepListCase{"AlignRightOffOnSecondary", kSideBySide, {true, true, true, false, true, true}, allBut({5})},
-    StepListCase{"AlignLeftOffOnPrimary", kSideBySide, {true, true, true, true, false, true}, allBut({3})},
-    StepListCase{"AlignLeftOffOnSecondary", kSideBySide, {true, true, true, true, true, false}, allBut({8})},
-    StepListCase{"AllOff", kSideBySide, {false, false, false, false, false, false}, allBut({0, 2, 3, 5, 7, 8})},
-    // Every secondary screen loses its fullWidth; screen 2 has no saved location.
-    StepListCase{"FullWidthOffOnSecondary", kThreeScreens, {true, false, true, true, true, true},
-                 {step(alignRight, 0, 0), step(original, 0, 1), step(fullWidth, 0, 2),
-                  step(alignLeft, 0, 3), step(saved, 0, 5, 1), step(alignRight, 1, 10),
-                  step(original, 1, 11), step(alignLeft, 1, 13), step(saved, 1, 14, 0),
-                  step(alignRight, 2, 20), step(original, 2, 21), step(alignLeft, 2, 23)}},
-    StepListCase{"OneScreenDropsOtherScreensSavedLocations", kOneScreen, {}, allBut({5, 6, 7, 8, 9})},
-    StepListCase{"NoScreens", kNoScreens, {}, {}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct StepFrameCase {
-    const char* name;
-    Step step;
-    Frame home;
-    std::vector<Rect> screens;
-    Rect expected;
-};
-
-class StepFrameTest : public ::testing::TestWithParam<StepFrameCase> {};
 
 // The placements the cycles above do not reach. A window 250 below the top of a 1000-high
 // usable area, 500 high, on screen 0 (usable (0, 25, 1000, 1000)); screen 1 is twice as
 // large (usable (1000, 25, 2000, 2000)).
-const std::vector<Rect> kDoubling{{0, 0, 1000, 1025}, {1000, 0, 2000, 2025}};
-const Rect kWindow{100, 275, 400, 500};
-const Frame kWindowHome{100, 275, 400, 500, 0};
-const std::vector<Saved> kTwoSaved{{{10, 20, 30, 40, 0}, true}, {{-50, 60, 70, 80, 1}, false}};
-
-TEST_P(StepFrameTest, FrameOfEachPlacement) {
-    FakeDesktop desktop;
-    desktop.screens = GetParam().screens;
-    EXPECT_RECT(GetParam().step.computeFrame(desktop, GetParam().home, kWindow, kTwoSaved),
-                GetParam().expected);
-}
-
-const Frame kBigHome{2000, 100, 400, 500, 1};
-const std::vector<Rect> kFlatFirst{{0, 0, 1000, 25}, {1000, 0, 2000, 2025}};
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Placements, StepFrameTest, ::testing::Values(
-    // Home measured on the large screen: back on screen 0 it is half as wide.
-    StepFrameCase{"HomeOnOtherScreenScales", step(alignRight, 0, 0), kBigHome, kDoubling, {800, 275, 200, 500}},
-    // Home screen gone (7) or negative: scaled as if measured on the primary.
-    StepFrameCase{"HomeScreenGoneUsesPrimary", step(alignRight, 1, 10), {100, 275, 400, 500, 7}, kDoubling, {2200, 525, 800, 1000}},
-    StepFrameCase{"HomeScreenNegativeUsesPrimary", step(original, 1, 11), {100, 275, 400, 500, -1}, kDoubling, {1600, 525, 800, 1000}},
-    // No screens: home size kept, centred in the (0, 25, 0, -25) non-area.
-    StepFrameCase{"OriginalWithoutScreens", step(original, 0, 1), kWindowHome, {}, {-200, -237.5, 400, 500}},
-    // A screen no taller than the menu-bar band keeps the vertical placement (no divide by 0).
-    StepFrameCase{"FlatCurrentScreenKeepsVerticalPlacement", step(fullWidth, 1, 12), kWindowHome, kFlatFirst, {1000, 275, 2000, 500}},
-    StepFrameCase{"SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
-    StepFrameCase{"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
-    StepFrameCase{"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
-    StepFrameCase{"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-TEST(CycleDiagnosticsTest, GoneHomeScreenIsReportedOncePerPress) {
-    FakeDesktop desktop;
-    desktop.screens = kSideBySide;
-    WindowState state = newState({100, 125, 800, 500, 4});
-    std::ostringstream diagnostics;
-    Rect frame = handleLeftDirection(state, kHome.rect(), 0, true, {}, desktop, diagnostics);
-    EXPECT_RECT(frame, (Rect{2080, 125, 800, 500}));
-    const std::string text = diagnostics.str();
-    const std::string line = "DEBUG: Home screen 4 is gone, scaling against the primary screen\n";
-    ASSERT_NE(text.find(line), std::string::npos) << text;
-    EXPECT_EQ(text.find(line), text.rfind(line));
-}
-
-// A home frame too wide to scale onto the twice-as-large screen overflows to infinity; the
-// press then keeps the window where it is instead of handing that on.
-TEST(CycleTest, OverflowingFrameIsNeverReturned) {
-    FakeDesktop desktop;
-    desktop.screens = kLeftOfPrimary;
-    const Frame hugeHome{0, 125, 1e308, 500, 0};
-    WindowState state = newState(hugeHome);
-    state.horizontalState = 3;
-    std::ostringstream diagnostics;
-    Rect frame = handleLeftDirection(state, hugeHome.rect(), 0, true, {}, desktop, diagnostics);
-    EXPECT_EQ(frame, hugeHome.rect());
-    EXPECT_EQ(state.horizontalState, 3);
-    EXPECT_NE(
-        diagnostics.str().find("DEBUG: Step frame is not finite, staying at current position\n"),
-        std::string::npos)
-        << diagnostics.str();
-}
-
-struct UpCase {
-    const char* name;
-    Rect start;
-    Rect bounds;                 // usable area of the window's screen
-    std::vector<Rect> expected;  // after each press; the third is always the home frame
-};
-
-class UpCycleTest : public ::testing::TestWithParam<UpCase> {};
-
-TEST_P(UpCycleTest, FullHeightFullScreenHomeAndAgain) {
-    WindowState state = newState(kHome);
-    state.horizontalState = 2;
-    Rect frame = GetParam().start;
-    std::ostringstream diagnostics;
-    const std::int64_t states[] = {1, 2, 0, 1};
-    for (std::size_t i = 0; i < GetParam().expected.size(); ++i) {
-        SCOPED_TRACE("press " + std::to_string(i + 1));
-        frame = handleUpDirection(state, frame, GetParam().bounds, diagnostics);
-        EXPECT_RECT(frame, GetParam().expected[i]);
-        EXPECT_EQ(state.verticalState, states[i]);
-        EXPECT_EQ(state.horizontalState, 2);
+TEST(StepFrameTest, FrameOfEachPlacement) {
+    const std::vector<Rect> kDoubling{{0, 0, 1000, 1025}, {1000, 0, 2000, 2025}};
+    const std::vector<Rect> kFlatFirst{{0, 0, 1000, 25}, {1000, 0, 2000, 2025}};
+    const Frame kWindowHome{100, 275, 400, 500, 0};
+    const std::vector<Saved> kTwoSaved{{{10, 20, 30, 40, 0}, true}, {{-50, 60, 70, 80, 1}, false}};
+    // clang-format off
+    const std::tuple<const char*, Step, Frame, std::vector<Rect>, Rect> cases[] = {
+        // Home measured on the large screen: back on screen 0 it is half as wide.
+        {"HomeOnOtherScreenScales", step(alignRight, 0, 0), {2000, 100, 400, 500, 1}, kDoubling, {800, 275, 200, 500}},
+        // Home screen gone (7) or negative: scaled as if measured on the primary.
+        {"HomeScreenGoneUsesPrimary", step(alignRight, 1, 10), {100, 275, 400, 500, 7}, kDoubling, {2200, 525, 800, 1000}},
+        {"HomeScreenNegativeUsesPrimary", step(original, 1, 11), {100, 275, 400, 500, -1}, kDoubling, {1600, 525, 800, 1000}},
+        // No screens: home size kept, centred in the (0, 25, 0, -25) non-area.
+        {"OriginalWithoutScreens", step(original, 0, 1), kWindowHome, {}, {-200, -237.5, 400, 500}},
+        // A screen no taller than the menu-bar band keeps the vertical placement (no divide by 0).
+        {"FlatCurrentScreenKeepsVerticalPlacement", step(fullWidth, 1, 12), kWindowHome, kFlatFirst, {1000, 275, 2000, 500}},
+        {"SavedIsExact", step(saved, 0, 5, 1), kWindowHome, kDoubling, {-50, 60, 70, 80}},
+        {"SavedWithoutIndex", step(saved, 0, 4), kWindowHome, kDoubling, {}},
+        {"SavedIndexPastTheList", step(saved, 0, 6, 2), kWindowHome, kDoubling, {}},
+        {"SavedIndexNegative", step(saved, 0, 3, -1), kWindowHome, kDoubling, {}},
+    };
+    // clang-format on
+    for (const auto& [name, placement, home, screens, expected] : cases) {
+        FakeDesktop desktop = desktopWith(screens);
+        SCOPED_TRACE(name);
+        EXPECT_RECT(placement.computeFrame(desktop, home, kWindowHome.rect(), kTwoSaved), expected);
     }
 }
 
-const Rect kH = kHome.rect();
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Layouts, UpCycleTest, ::testing::Values(
-    UpCase{"OneScreen", {640, 212.5, 800, 500}, {0, 25, 1440, 875},
-           {{640, 25, 800, 875}, {5, 30, 1430, 865}, kH, {100, 25, 800, 875}}},
-    UpCase{"Stacked", {600, -1550, 1200, 1000}, {-360, -1750, 2160, 1750},
-           {{600, -1750, 1200, 1750}, {-355, -1745, 2150, 1740}, kH, {100, -1750, 800, 1750}}},
-    // No screens: the formulas apply to the missing screen's (0, 25, 0, -25) as they stand.
-    UpCase{"NoScreens", kH, {0, 25, 0, -25},
-           {{100, 25, 800, -25}, {5, 30, -10, -35}, kH, {100, 25, 800, -25}}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-struct StoredVerticalCase {
-    const char* name;
-    std::int64_t stored;
-    std::int64_t next;
-    Rect expected;
-};
-
-class StoredVerticalStateTest : public ::testing::TestWithParam<StoredVerticalCase> {};
-
-TEST_P(StoredVerticalStateTest, UpStepsFromTheStoredValue) {
-    WindowState state = newState(kHome);
-    state.verticalState = GetParam().stored;
-    std::ostringstream diagnostics;
-    const Rect current{640, 212.5, 800, 500};
-    EXPECT_RECT(handleUpDirection(state, current, {0, 25, 1440, 875}, diagnostics),
-                GetParam().expected);
-    EXPECT_EQ(state.verticalState, GetParam().next);
+// From each stored vertical state, one press up in the usable area (0, 25, 1440, 875).
+TEST(UpTest, StepsFullHeightFullScreenHome) {
+    const std::tuple<std::int64_t, std::int64_t, Rect> cases[] = {
+        {0, 1, {640, 25, 800, 875}},
+        {1, 2, {5, 30, 1430, 865}},  // also after "down" minimised
+        {2, 0, kHome.rect()},
+        {-1, 0, kHome.rect()},
+        {-2, -1, {640, 212.5, 800, 500}},  // -1: no placement
+        {7, 2, {5, 30, 1430, 865}},
+        // INT64_MAX mod 3 is 1: the next value is 2, without overflowing.
+        {std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}},
+    };
+    for (const auto& [stored, next, expected] : cases) {
+        WindowState state = newState(kHome);
+        state.verticalState = stored;
+        std::ostringstream diagnostics;
+        const Rect frame{640, 212.5, 800, 500};
+        EXPECT_RECT(handleUpDirection(state, frame, {0, 25, 1440, 875}, diagnostics), expected);
+        EXPECT_EQ(state.verticalState, next) << stored;
+    }
 }
 
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Values, StoredVerticalStateTest, ::testing::Values(
-    StoredVerticalCase{"AfterMinimise", 1, 2, {5, 30, 1430, 865}},  // "down" minimised: full screen
-    StoredVerticalCase{"MinusOneGoesHome", -1, 0, kH},
-    StoredVerticalCase{"MinusTwoStays", -2, -1, {640, 212.5, 800, 500}},  // -1: no placement
-    StoredVerticalCase{"LargeValueWraps", 7, 2, {5, 30, 1430, 865}},
-    // INT64_MAX mod 3 is 1: the next value is 2, without overflowing.
-    StoredVerticalCase{"LargestValue", std::numeric_limits<std::int64_t>::max(), 2, {5, 30, 1430, 865}}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
 // The DEBUG lines of a left and a right press, of a step list with a saved step (rebuilt, not
-// added to), of three up presses, and of presses without screens.
+// added to), of three up presses, and of presses that stay put: without screens, and with a
+// home frame on a screen gone since and too wide to scale.
 TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
     std::ostringstream diagnostics;
     FakeDesktop one = desktopWith(kOneScreen);
@@ -541,6 +350,9 @@ TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
     withSaved.steps = {step(StepType::original, 7, 0)};
     withSaved.buildStepList(two, {true, true, false, true, true, true}, diagnostics);
     EXPECT_EQ(withSaved.steps.size(), 8u);
+    // Eight saved locations on screen 0 run past screen 1's numbers: sorted in, stably.
+    WindowState many = newState(kHome, std::vector<Saved>(8, {{0, 0, 10, 10, 0}, true}));
+    many.buildStepList(two, {}, diagnostics);
 
     WindowState up = newState({100, 212.5, 800, 500.25, 0});
     frame = up.initialFrame.rect();
@@ -548,10 +360,13 @@ TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
         frame = handleUpDirection(up, frame, {0, 25, 1440, 875}, diagnostics);
 
     FakeDesktop none = desktopWith(kNoScreens);
-    for (Direction direction : {L, R}) {
-        WindowState still = newState(kHome);
+    FakeDesktop left = desktopWith(kLeftOfPrimary);
+    const Frame huge{0, 125, 1e308, 500, 4};
+    for (auto [direction, desktop, home] :
+         {std::tuple{L, &none, kHome}, {R, &none, kHome}, {L, &left, huge}}) {
+        WindowState still = newState(home);
         still.horizontalState = 3;
-        EXPECT_RECT(press(direction, still, kHome.rect(), 0, {}, none, diagnostics), kHome.rect());
+        EXPECT_EQ(press(direction, still, home.rect(), 0, *desktop, diagnostics), home.rect());
         EXPECT_EQ(still.horizontalState, 3);
     }
     EXPECT_EQ(diagnostics.str(), testing::golden("core/window/golden/cycle_transcript.txt"));

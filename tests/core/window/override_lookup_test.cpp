@@ -66,11 +66,12 @@ TEST_F(OverrideLookupTest, NotAnObjectCannotBeDecoded) {
 // Which rule is found and which filters come out, for one config and direction each.
 struct LookupCase {
     const char* name;
-    const char* config;
+    std::string rules;  // the globalRules elements
+    std::string apps;   // the appConfigs elements; none: no such member
     const char* direction;
-    std::optional<std::string> bundleID;
     const char* flags;  // nullptr: no override
     const char* lastLine;
+    std::optional<std::string> bundleID = "com.example.app";
 };
 
 class OverrideLookupCases : public OverrideLookupTest,
@@ -78,7 +79,8 @@ class OverrideLookupCases : public OverrideLookupTest,
 
 TEST_P(OverrideLookupCases, FindsTheRuleAndItsFilters) {
     const auto& c = GetParam();
-    writeConfig(c.config);
+    const std::string apps = c.apps.empty() ? "" : R"(, "appConfigs": [)" + c.apps + "]";
+    writeConfig(R"({"globalRules": [)" + c.rules + "]" + apps + "}");
     auto result = lookup(c.direction, c.bundleID);
     if (c.flags) {
         ASSERT_TRUE(result) << err();
@@ -89,82 +91,53 @@ TEST_P(OverrideLookupCases, FindsTheRuleAndItsFilters) {
     EXPECT_THAT(err(), ::testing::EndsWith(std::string(c.lastLine) + "\n"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, OverrideLookupCases,
-    ::testing::Values(
-        LookupCase{"RuleWithoutFiltersOnAnUnknownAppTurnsEverythingOn",
-                   R"({"globalRules": [{"id": "r1", "overrideTarn": "left", "chord": {}}]})",
-                   "left", "com.example.app", "111111",
-                   "DEBUG: Successfully decoded config with 1 rules\n"
-                   "DEBUG: Found override rule 'r1' for direction 'left'\n"
-                   "DEBUG: Using override with no app-specific customization"},
-        LookupCase{"FirstOfTwoInFileOrder",
-                   R"({"globalRules": [
-                       {"id": "a", "overrideTarn": "left", "stateFilters": {"fullWidthOnPrimary": false}},
-                       {"id": "b", "overrideTarn": "left"}]})",
-                   "left", std::nullopt, "011111",
-                   "DEBUG: Using override with no app-specific customization"},
-        LookupCase{"DirectionIsCaseSensitive",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "left"}]})", "Left",
-                   std::nullopt, nullptr, "DEBUG: No override rule found for direction 'Left'"},
-        LookupCase{"NonStringDirectionNeverMatches",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": true}]})", "left", std::nullopt,
-                   nullptr, "DEBUG: No override rule found for direction 'left'"},
-        LookupCase{
-            "RuleWithoutIdEmptiesTheList",
-            R"({"globalRules": [{"id": "a", "overrideTarn": "left"}, {"overrideTarn": "left"}]})",
-            "left", std::nullopt, nullptr, "DEBUG: No override rule found for direction 'left'"},
-        LookupCase{"NonBooleanFlagDropsTheRuleFilters",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "up",
-                       "stateFilters": {"fullWidthOnPrimary": false, "alignLeftOnPrimary": 0}}]})",
-                   "up", std::nullopt, "111111",
-                   "DEBUG: Using override with no app-specific customization"},
-        LookupCase{"AppOverrideChangesOnlyItsFlags",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right",
-                         "stateFilters": {"alignRightOnPrimary": false}}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": [],
-                         "ruleOverrides": ["a", {"enabled": true,
-                           "stateFilters": {"alignLeftOnSecondary": false, "fullWidthOnPrimary": 3}}]}]})",
-                   "right", "com.example.app", "110110",
-                   "DEBUG: Using override for app com.example.app with 0 saved locations"},
-        LookupCase{"DisabledForTheApp",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": [],
-                         "ruleOverrides": ["a", {"enabled": false}]}]})",
-                   "right", "com.example.app", nullptr,
-                   "DEBUG: Override rule is disabled for app com.example.app"},
-        LookupCase{"EnabledNotBooleanIsIgnored",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": [],
-                         "ruleOverrides": ["a", {"enabled": "no", "stateFilters": {"fullWidthOnPrimary": false}},
-                                           "a"]}]})",
-                   "right", "com.example.app", "111111",
-                   "DEBUG: Using override for app com.example.app with 0 saved locations"},
-        LookupCase{"LaterPairWithTheSameKeyWins",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": [],
-                         "ruleOverrides": ["a", {"enabled": false}, "a", {"enabled": true}]}]})",
-                   "right", "com.example.app", "111111",
-                   "DEBUG: Using override for app com.example.app with 0 saved locations"},
-        LookupCase{"NoFrontmostWindowUsesTheRuleOnly",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": [],
-                         "ruleOverrides": ["a", {"enabled": false}]}]})",
-                   "right", std::nullopt, "111111",
-                   "DEBUG: Using override with no app-specific customization"},
-        LookupCase{"LocationWithoutScreenIndexSpoilsTheAppList",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "left"}],
-                       "appConfigs": [{"bundleID": "com.example.app",
-                         "savedLocations": [{"frame": [[0, 0], [100, 100]]}]}]})",
-                   "left", "com.example.app", "111111",
-                   "DEBUG: Using override with no app-specific customization"},
-        LookupCase{"MalformedAppEntryEmptiesTheAppList",
-                   R"({"globalRules": [{"id": "a", "overrideTarn": "right"}],
-                       "appConfigs": [{"bundleID": "com.example.app", "savedLocations": []},
-                                      {"bundleID": "other"}]})",
-                   "right", "com.example.app", "111111",
-                   "DEBUG: Using override with no app-specific customization"}),
+// The application's entry, with the given ruleOverrides elements.
+std::string app(const std::string& overrides) {
+    return R"({"bundleID": "com.example.app", "savedLocations": [], "ruleOverrides": [)" +
+           overrides + "]}";
+}
+const char* const kA = R"({"id": "a", "overrideTarn": "right"})";
+const char* const kNoApp = "DEBUG: Using override with no app-specific customization";
+const char* const kApp = "DEBUG: Using override for app com.example.app with 0 saved locations";
+const char* const kNoRule = "DEBUG: No override rule found for direction 'right'";
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Cases, OverrideLookupCases, ::testing::Values(
+    LookupCase{"RuleWithoutFiltersOnAnUnknownAppTurnsEverythingOn",
+               R"({"id": "r1", "overrideTarn": "left", "chord": {}})", "", "left", "111111",
+               "DEBUG: Successfully decoded config with 1 rules\n"
+               "DEBUG: Found override rule 'r1' for direction 'left'\n"
+               "DEBUG: Using override with no app-specific customization"},
+    LookupCase{"FirstOfTwoInFileOrder",
+               R"({"id": "a", "overrideTarn": "up", "stateFilters": {"fullWidthOnPrimary": false}},
+                  {"id": "b", "overrideTarn": "up"})", "", "up", "011111", kNoApp},
+    LookupCase{"DirectionIsCaseSensitive", kA, "", "Right", nullptr,
+               "DEBUG: No override rule found for direction 'Right'"},
+    LookupCase{"NonStringDirectionNeverMatches", R"({"id": "a", "overrideTarn": true})", "", "right", nullptr, kNoRule},
+    LookupCase{"RuleWithoutIdEmptiesTheList", std::string(kA) + R"(, {"overrideTarn": "right"})", "", "right", nullptr, kNoRule},
+    LookupCase{"NonBooleanFlagDropsTheRuleFilters",
+               R"({"id": "a", "overrideTarn": "right", "stateFilters": {"fullWidthOnPrimary": false, "alignLeftOnPrimary": 0}})",
+               "", "right", "111111", kNoApp},
+    LookupCase{"AppOverrideChangesOnlyItsFlags",
+               R"({"id": "a", "overrideTarn": "right", "stateFilters": {"alignRightOnPrimary": false}})",
+               app(R"("a", {"enabled": true, "stateFilters": {"alignLeftOnSecondary": false, "fullWidthOnPrimary": 3}})"),
+               "right", "110110", kApp},
+    LookupCase{"DisabledForTheApp", kA, app(R"("a", {"enabled": false})"), "right", nullptr,
+               "DEBUG: Override rule is disabled for app com.example.app"},
+    LookupCase{"EnabledNotBooleanIsIgnored", kA,
+               app(R"("a", {"enabled": "no", "stateFilters": {"fullWidthOnPrimary": false}}, "a")"),
+               "right", "111111", kApp},
+    LookupCase{"LaterPairWithTheSameKeyWins", kA,
+               app(R"("a", {"enabled": false}, "a", {"enabled": true})"), "right", "111111", kApp},
+    LookupCase{"NoFrontmostWindowUsesTheRuleOnly", kA, app(R"("a", {"enabled": false})"), "right",
+               "111111", kNoApp, std::nullopt},
+    LookupCase{"LocationWithoutScreenIndexSpoilsTheAppList", kA,
+               R"({"bundleID": "com.example.app", "savedLocations": [{"frame": [[0, 0], [100, 100]]}]})",
+               "right", "111111", kNoApp},
+    LookupCase{"MalformedAppEntryEmptiesTheAppList", kA, app("") + R"(, {"bundleID": "other"})",
+               "right", "111111", kNoApp}),
     [](const auto& info) { return std::string(info.param.name); });
+// clang-format on
 
 TEST_F(OverrideLookupTest, ReturnsEverySavedLocationInOrder) {
     writeConfig(R"({"globalRules": [{"id": "a", "overrideTarn": "left"}],

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/common/fake_desktop.h"
@@ -20,76 +20,51 @@ const std::vector<Rect> kStacked{{0, 0, 1440, 900}, {-360, -1775, 2160, 1775}};
 // A mirrored display listed after the primary: the first in the list owns shared points.
 const std::vector<Rect> kMirrored{{0, 0, 1440, 900}, {0, 0, 1440, 900}};
 
-struct PointCase {
-    const char* name;
-    std::vector<Rect> screens;
-    Point point;
-    std::int64_t expected;
-};
-
-class ScreenIndexForPointTest : public ::testing::TestWithParam<PointCase> {};
-
-TEST_P(ScreenIndexForPointTest, FirstDisplayContainingThePoint) {
+testing::FakeDesktop desktopWith(const std::vector<Rect>& screens) {
     testing::FakeDesktop desktop;
-    desktop.screens = GetParam().screens;
-    EXPECT_EQ(screenIndexForPoint(desktop, GetParam().point), GetParam().expected);
+    desktop.screens = screens;
+    return desktop;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Layouts, ScreenIndexForPointTest,
-    ::testing::Values(PointCase{"PrimaryOrigin", kSideBySide, {0, 0}, 0},
-                      PointCase{"JustLeftOfTheSharedEdge", kSideBySide, {1439.5, 899.5}, 0},
-                      PointCase{"SharedVerticalEdgeBelongsToTheNext", kSideBySide, {1440, 0}, 1},
-                      PointCase{"RightEdgeOfTheLastIsOutside", kSideBySide, {2880, 10}, 0},
-                      PointCase{"BottomEdgeIsOutside", kSideBySide, {1500, 900}, 0},
-                      PointCase{"NegativeXScreen", kLeftOfPrimary, {-1, 0}, 1},
-                      PointCase{"LeftEdgeOfNegativeScreen", kLeftOfPrimary, {-2880, 1774}, 1},
-                      PointCase{"PastTheLeftEdge", kLeftOfPrimary, {-2880.5, 10}, 0},
-                      PointCase{"SharedHorizontalEdgeBelongsToTheLower", kStacked, {0, 0}, 0},
-                      PointCase{"JustAboveThePrimary", kStacked, {0, -0.5}, 1},
-                      PointCase{"TopEdgeOfTheUpperScreen", kStacked, {1799, -1775}, 1},
-                      PointCase{"AboveEverything", kStacked, {0, -1776}, 0},
-                      PointCase{"PulledOffTheLeftEdge", {{0, 0, 1440, 900}}, {-300, 100}, 0},
-                      PointCase{"MirroredTakesTheFirst", kMirrored, {700, 400}, 0},
-                      PointCase{"NoDisplays", {}, {100, 100}, 0}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct RectCase {
-    const char* name;
-    std::vector<Rect> screens;
-    std::int64_t index;
-    Rect bounds;
-    Rect usable;
-};
-
-class ScreenRectTest : public ::testing::TestWithParam<RectCase> {};
-
-TEST_P(ScreenRectTest, BoundsAndUsableArea) {
-    testing::FakeDesktop desktop;
-    desktop.screens = GetParam().screens;
-    EXPECT_RECT(displayBounds(desktop, GetParam().index), GetParam().bounds);
-    EXPECT_RECT(usableScreenRect(desktop, GetParam().index), GetParam().usable);
+// The first display containing the point, else the primary.
+TEST(ScreenIndexForPointTest, FirstDisplayContainingThePoint) {
+    const std::tuple<const char*, std::vector<Rect>, Point, std::int64_t> cases[] = {
+        {"JustLeftOfTheSharedEdge", kSideBySide, {1439.5, 899.5}, 0},
+        {"SharedVerticalEdgeBelongsToTheNext", kSideBySide, {1440, 0}, 1},
+        {"RightEdgeOfTheLastIsOutside", kSideBySide, {2880, 10}, 0},
+        {"BottomEdgeIsOutside", kSideBySide, {1500, 900}, 0},
+        {"NegativeXScreen", kLeftOfPrimary, {-1, 0}, 1},
+        {"LeftEdgeOfNegativeScreen", kLeftOfPrimary, {-2880, 1774}, 1},
+        {"PastTheLeftEdge", kLeftOfPrimary, {-2880.5, 10}, 0},
+        {"SharedHorizontalEdgeBelongsToTheLower", kStacked, {0, 0}, 0},
+        {"JustAboveThePrimary", kStacked, {0, -0.5}, 1},
+        {"TopEdgeOfTheUpperScreen", kStacked, {1799, -1775}, 1},
+        {"AboveEverything", kStacked, {0, -1776}, 0},
+        {"MirroredTakesTheFirst", kMirrored, {700, 400}, 0},
+        {"NoDisplays", {}, {100, 100}, 0},
+    };
+    for (const auto& [name, screens, point, expected] : cases) {
+        testing::FakeDesktop desktop = desktopWith(screens);
+        EXPECT_EQ(screenIndexForPoint(desktop, point), expected) << name;
+    }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Indexes, ScreenRectTest,
-    ::testing::Values(
-        RectCase{"Primary", kSideBySide, 0, {0, 0, 1440, 900}, {0, 25, 1440, 875}},
-        // The menu-bar band is taken from every screen, not only the primary.
-        RectCase{"Secondary", kSideBySide, 1, {1440, 0, 1440, 900}, {1440, 25, 1440, 875}},
-        RectCase{
-            "AboveThePrimary", kStacked, 1, {-360, -1775, 2160, 1775}, {-360, -1750, 2160, 1750}},
-        RectCase{"PastTheList", kSideBySide, 2, {}, {0, 25, 0, -25}},
-        RectCase{"Negative", kSideBySide, -1, {}, {0, 25, 0, -25}},
-        RectCase{"NoDisplays", {}, 0, {}, {0, 25, 0, -25}}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(GetActiveDisplaysTest, KeepsThePlatformsOrder) {
-    testing::FakeDesktop desktop;
-    desktop.screens = kLeftOfPrimary;
-    EXPECT_EQ(getActiveDisplays(desktop), (std::vector<platform::DisplayId>{1, 2}));
-    desktop.screens.clear();
-    EXPECT_TRUE(getActiveDisplays(desktop).empty());
+// The menu-bar band is taken from every screen, not only the primary; an index with no
+// screen has empty bounds.
+TEST(ScreenRectTest, BoundsAndUsableArea) {
+    const std::tuple<std::vector<Rect>, std::int64_t, Rect, Rect> cases[] = {
+        {kSideBySide, 0, {0, 0, 1440, 900}, {0, 25, 1440, 875}},
+        {kSideBySide, 1, {1440, 0, 1440, 900}, {1440, 25, 1440, 875}},
+        {kStacked, 1, {-360, -1775, 2160, 1775}, {-360, -1750, 2160, 1750}},
+        {kSideBySide, 2, {}, {0, 25, 0, -25}},
+        {kSideBySide, -1, {}, {0, 25, 0, -25}},
+        {{}, 0, {}, {0, 25, 0, -25}},
+    };
+    for (const auto& [screens, index, bounds, usable] : cases) {
+        testing::FakeDesktop desktop = desktopWith(screens);
+        EXPECT_RECT(displayBounds(desktop, index), bounds);
+        EXPECT_RECT(usableScreenRect(desktop, index), usable);
+    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "core/window/windows.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -37,24 +38,17 @@ TEST(GetFrontmostWindowTest, FocusedWindowOfTheFrontmostApplication) {
     EXPECT_EQ(found->window, 8u);
     EXPECT_EQ(found->app.pid, 42);
     EXPECT_EQ(found->app.localizedName, "Editor");
-}
-
-TEST(GetFrontmostWindowTest, NothingWithoutAFocusedWindow) {
-    FakeDesktop noFrontmost = editorDesktop();
-    noFrontmost.frontmost.reset();
-    EXPECT_FALSE(getFrontmostWindow(noFrontmost));
-
-    FakeDesktop noFocus = editorDesktop();
-    noFocus.apps[0].focused.reset();  // the read succeeds without a value
-    EXPECT_FALSE(getFrontmostWindow(noFocus));
-
-    FakeDesktop failedRead = editorDesktop();
-    failedRead.apps[0].focusedWindowError = platform::ax::failure;
-    EXPECT_FALSE(getFrontmostWindow(failedRead));
-
-    FakeDesktop unknownApp = editorDesktop();
-    unknownApp.frontmost = 99;
-    EXPECT_FALSE(getFrontmostWindow(unknownApp));
+    // No frontmost application, no focused window (read without a value, failed read), or a
+    // frontmost application the window system does not know.
+    for (auto spoil :
+         {+[](FakeDesktop& d) { d.frontmost.reset(); },
+          +[](FakeDesktop& d) { d.apps[0].focused.reset(); },
+          +[](FakeDesktop& d) { d.apps[0].focusedWindowError = platform::ax::failure; },
+          +[](FakeDesktop& d) { d.frontmost = 99; }}) {
+        FakeDesktop spoilt = editorDesktop();
+        spoil(spoilt);
+        EXPECT_FALSE(getFrontmostWindow(spoilt));
+    }
 }
 
 TEST(WindowReadsTest, WindowsInOrderAndUnreadableOnesAbsent) {
@@ -90,7 +84,6 @@ class StateFileTest : public ::testing::Test {
     void writeState(const std::string& text) {
         ASSERT_FALSE(support::writeFileAtomically(stateFile, text));
     }
-    std::string stateText() { return support::readFile(stateFile).value_or("<missing>"); }
 
     testing::TempDir dir;
     std::filesystem::path stateFile = dir.path() / "state.json";
@@ -113,6 +106,7 @@ TEST_F(FindMinimizedWindowTest, FirstMinimisedWindowOfTheFirstTrackedApplication
     editor.addWindow(41, {}, true);
     editor.addWindow(42, {}, true);
     desktop.addApp(5, "com.example.term", "Term").addWindow(50, {}, true);
+    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));  // nothing tracked yet
     writeState(R"({"values":{"window_Notes":3,"window_My_Editor":"x","window_Term":"y"}})");
 
     auto found = findMinimizedWindow(desktop, stateFile, diagnostics);
@@ -122,23 +116,10 @@ TEST_F(FindMinimizedWindowTest, FirstMinimisedWindowOfTheFirstTrackedApplication
     EXPECT_EQ(found->appName, "My Editor");
     EXPECT_EQ(diagnostics.str(),
               "DEBUG: Looking for minimized windows from tracked apps\n"
+              "DEBUG: Looking for minimized windows from tracked apps\n"
               "DEBUG: Checking tracked app: Notes\n"
               "DEBUG: Checking tracked app: My Editor\n"
               "DEBUG: Found minimized window for My Editor\n");
-}
-
-TEST_F(FindMinimizedWindowTest, NothingWhenNoTrackedApplicationHasOne) {
-    FakeDesktop desktop;
-    desktop.addApp(1, "com.example.mail", "Mail").addWindow(10, {}, true);
-    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));  // no state file
-    writeState("not json");
-    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));
-    writeState(R"({"values":{"window_Editor":"x"}})");
-    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));
-    EXPECT_EQ(diagnostics.str(),
-              "DEBUG: Looking for minimized windows from tracked apps\n"
-              "DEBUG: Looking for minimized windows from tracked apps\n"
-              "DEBUG: Looking for minimized windows from tracked apps\n");
 }
 
 using MinimizedRestoreTest = StateFileTest;
@@ -162,23 +143,11 @@ TEST_F(MinimizedRestoreTest, ResetsTheVerticalStateAndKeepsOtherEntries) {
     EXPECT_EQ(record->verticalState, 0);
     EXPECT_EQ(record->horizontalState, 2);
     EXPECT_EQ(record->currentFrame, (WindowState::WindowFrame{0, 25, 800, 875, 0}));
-    EXPECT_NE(stateText().find(R"("browser" : "Safari")"), std::string::npos) << stateText();
+    EXPECT_THAT(*support::readFile(stateFile), ::testing::HasSubstr(R"("browser" : "Safari")"));
     EXPECT_EQ(diagnostics.str(),
               "DEBUG: Restoring minimized window (early return path)\n"
               "DEBUG: Updated state to vState=0 after restore\n"
               "DEBUG: Saved state after early restore\n");
-}
-
-TEST_F(MinimizedRestoreTest, WithoutARecordNothingIsSavedButTheWindowStillSettles) {
-    FakeDesktop desktop = editorDesktop();
-    desktop.window(7)->minimized = true;
-
-    handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
-
-    EXPECT_FALSE(desktop.window(7)->minimized);
-    EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
-    EXPECT_FALSE(std::filesystem::exists(stateFile));
-    EXPECT_EQ(diagnostics.str(), "DEBUG: Restoring minimized window (early return path)\n");
 }
 
 }  // namespace
