@@ -193,61 +193,41 @@ class ViewsTest : public QObject {
     // Recording takes the key pressed next as it is, Escape and Tab too, and only its code
     // (the key table's, found by name, by the character typed, or on the keypad); a modifier
     // alone or an unknown key leaves it waiting, and the button alone cancels.
-    void recording_data() {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<int>("code");
-        auto row = [](const char* name, int key, int modifiers, int code) {
-            QTest::newRow(name) << key << modifiers << code;
-        };
-        row("Escape", Qt::Key_Escape, 0, 53);
-        row("Tab", Qt::Key_Tab, 0, 48);
-        row("Cmd+K: the key only", Qt::Key_K, Qt::MetaModifier, 40);
-        row("! is the 1 key", Qt::Key_Exclam, Qt::ShiftModifier, 18);
-        row("{ is the [ key", Qt::Key_BraceLeft, Qt::ShiftModifier, 33);
-        row("backspace", Qt::Key_Backspace, 0, 51);
-        row("forward delete", Qt::Key_Delete, 0, 117);
-        row("F1", Qt::Key_F1, 0, 122);
-        row("F20", Qt::Key_F20, 0, 90);
-        row("keypad 7", Qt::Key_7, Qt::KeypadModifier, 89);
-        row("keypad enter", Qt::Key_Enter, Qt::KeypadModifier, 76);
-        row("keypad minus", Qt::Key_Minus, Qt::KeypadModifier, 78);
-        row("keypad page down", Qt::Key_PageDown, Qt::KeypadModifier, 121);
-    }
     void recording() {
-        QFETCH(int, key);
-        QFETCH(int, modifiers);
-        QFETCH(int, code);
-        RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
-        QVERIFY(visibleTexts(f.editor()).contains("Key: → (code: 124)"));
-        auto* record = named<QPushButton>(f.editor(), "record");
-        QTest::mouseClick(record, Qt::LeftButton);
-        QCOMPARE(record->text(), "Press a key…");
-        auto* recorder = f.editor()->findChild<KeyRecorder*>();
-        QTest::keyClick(recorder, Qt::Key_Shift);
-        QTest::keyClick(recorder, Qt::Key_Launch0);
-        QVERIFY(f.editor()->isRecording());
-        QTest::keyPress(recorder, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-        QVERIFY(!f.editor()->isRecording());
-        QCOMPARE(record->text(), "Record");
-        QCOMPARE(f.stored().chord, (KeyChord{code, {6}}));
-        QVERIFY(!visibleTexts(f.editor()).contains("Hotkey: ⌃⌥→"));
-        QTest::mouseClick(record, Qt::LeftButton);
-        QTest::mouseClick(record, Qt::LeftButton);
-        QTest::keyClick(recorder, Qt::Key_A);
-        QVERIFY(!f.editor()->isRecording());
-        QCOMPARE(f.stored().chord.keyCode, code);
-    }
-
-    // With recording off, keys reach the normal widgets: the sequence field takes text.
-    void typingElsewhereWhileNotRecording() {
-        RulesFixture f({rule(0, 8, Action{Action::SendKeystrokeSequence{}})});
-        auto* field = named<QLineEdit>(f.editor(), "sequence");
-        field->setFocus();
-        QTest::keyClicks(field, "{cmd}v");
-        QTest::keyClick(field, Qt::Key_Escape);
-        QCOMPARE(field->text(), "{cmd}v");
-        QCOMPARE(f.actionText(), "Send: {cmd}v");
+        using enum Qt::KeyboardModifier;
+        for (auto [key, modifiers, code] : {std::tuple{Qt::Key_Escape, NoModifier, 53},
+                                            {Qt::Key_Tab, NoModifier, 48},
+                                            {Qt::Key_K, MetaModifier, 40},
+                                            {Qt::Key_Exclam, ShiftModifier, 18},     // the 1 key
+                                            {Qt::Key_BraceLeft, ShiftModifier, 33},  // the [ key
+                                            {Qt::Key_Backspace, NoModifier, 51},
+                                            {Qt::Key_Delete, NoModifier, 117},
+                                            {Qt::Key_F1, NoModifier, 122},
+                                            {Qt::Key_F20, NoModifier, 90},
+                                            {Qt::Key_7, KeypadModifier, 89},
+                                            {Qt::Key_Enter, KeypadModifier, 76},
+                                            {Qt::Key_Minus, KeypadModifier, 78},
+                                            {Qt::Key_PageDown, KeypadModifier, 121}}) {
+            RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
+            QVERIFY(visibleTexts(f.editor()).contains("Key: → (code: 124)"));
+            auto* record = named<QPushButton>(f.editor(), "record");
+            QTest::mouseClick(record, Qt::LeftButton);
+            QCOMPARE(record->text(), "Press a key…");
+            auto* recorder = f.editor()->findChild<KeyRecorder*>();
+            QTest::keyClick(recorder, Qt::Key_Shift);
+            QTest::keyClick(recorder, Qt::Key_Launch0);
+            QVERIFY(f.editor()->isRecording());
+            QTest::keyPress(recorder, key, modifiers);
+            QVERIFY(!f.editor()->isRecording());
+            QCOMPARE(record->text(), "Record");
+            QCOMPARE(f.stored().chord, (KeyChord{code, {6}}));
+            QVERIFY(!visibleTexts(f.editor()).contains("Hotkey: ⌃⌥→"));
+            QTest::mouseClick(record, Qt::LeftButton);
+            QTest::mouseClick(record, Qt::LeftButton);
+            QTest::keyClick(recorder, Qt::Key_A);
+            QVERIFY(!f.editor()->isRecording());
+            QCOMPARE(f.stored().chord.keyCode, code);
+        }
     }
 
     // Each box sets and clears its bit; bits the boxes do not show are kept.
@@ -266,18 +246,24 @@ class ViewsTest : public QObject {
         }
     }
 
-    // Each segment starts its kind afresh, dropping the old parameters.
+    // Each segment starts its kind afresh, dropping the old parameters. With recording off,
+    // keys reach the normal widgets: the sequence field takes text, Escape included.
     void actionSegments() {
         RulesFixture f({rule(0, 8, moveWindow(Dir::down))});
         for (auto [segment, rendered] : {std::pair{"MoveWindow", "Move Window: left"},
-                                         {"SendKeystrokes", "Send: "},
-                                         {"MoveMouse", "Move Mouse: App, Center"}}) {
+                                         {"MoveMouse", "Move Mouse: App, Center"},
+                                         {"SendKeystrokes", "Send: "}}) {
             f.store.update([](RootConfig& c) {
                 c.globalRules[0].action = Action{Action::SendKeystrokeSequence{"old"}};
             });
             named<QPushButton>(f.editor(), segment)->click();
             QCOMPARE(f.actionText(), rendered);
         }
+        auto* field = named<QLineEdit>(f.editor(), "sequence");
+        field->setFocus();
+        QTest::keyClicks(field, "{cmd}v");
+        QTest::keyClick(field, Qt::Key_Escape);
+        QCOMPARE(f.actionText(), "Send: {cmd}v");
     }
 
     // A vertical move hides the filters block; the stored filters stay.
@@ -434,27 +420,19 @@ class ViewsTest : public QObject {
     // A picked application is added (named by its identifier when it has no name) or, when
     // already configured, renamed; either way selected. One without an identifier is not.
     void pickRunningApp() {
-        struct Case {
-            const char* bundleID;
-            const char* name;
-            std::size_t apps;
-            const char* selected;
-            const char* storedName;
-        };
-        for (auto c :
-             {Case{"org.demo.new", "New", 2, "org.demo.new", "New"},
-              Case{"org.demo.Editor", "Editor 2", 1, "org.demo.Editor", "Editor 2"},
-              Case{"org.demo.nameless", nullptr, 2, "org.demo.nameless", "org.demo.nameless"},
-              Case{nullptr, "Stray", 1, "GLOBAL", "Editor"}}) {
+        for (auto [bundleID, name, count, selected, storedName] :
+             {std::tuple{"org.demo.new", "New", 2, "org.demo.new", "New"},
+              {"org.demo.Editor", "Editor 2", 1, "org.demo.Editor", "Editor 2"},
+              {"org.demo.nameless", nullptr, 2, "org.demo.nameless", "org.demo.nameless"},
+              {nullptr, "Stray", 1, "GLOBAL", "Editor"}}) {
             testing::SettingsFixture f(apps({"Editor"}));
             platform::AppInfo app;
-            if (c.bundleID) app.bundleID = c.bundleID;
-            if (c.name) app.localizedName = c.name;
+            if (bundleID) app.bundleID = bundleID;
+            if (name) app.localizedName = name;
             f.view->pickRunningApp(app);
-            const auto& configs = f.store.config().appConfigs;
-            QCOMPARE(configs.size(), c.apps);
-            QCOMPARE(f.selection(), Selection(c.selected));
-            QCOMPARE(configs.back().displayName, c.storedName);
+            QCOMPARE(int(f.store.config().appConfigs.size()), count);
+            QCOMPARE(f.selection(), Selection(selected));
+            QCOMPARE(f.store.config().appConfigs.back().displayName, storedName);
         }
     }
 
