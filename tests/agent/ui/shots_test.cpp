@@ -14,8 +14,7 @@
 using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
-using testing::moveWindow;
-using testing::rule;
+using namespace tarn::testing;
 using Dir = Action::MoveDirection;
 
 namespace {
@@ -65,8 +64,8 @@ class ShotsTest : public QObject {
     Q_OBJECT
   private slots:
     void settingsWindow() {
-        testing::StoreFixture f;
-        testing::FakeRunningApps apps;
+        StoreFixture f;
+        FakeRunningApps apps;
         f.store.setConfig(demoConfig());
         auto id = [&](int i) { return f.store.config().globalRules[std::size_t(i)].id; };
         SettingsWindowController controller(f.store, apps);
@@ -100,7 +99,7 @@ class ShotsTest : public QObject {
         apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
                      {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
                      {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        testing::NoIcons icons;
+        NoIcons icons;
         RunningAppPicker picker(apps, icons);
         picker.show();
         save(&picker, "running-app-picker");

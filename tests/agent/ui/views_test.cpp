@@ -23,19 +23,14 @@
 using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
-using testing::checkBox;
-using testing::moveWindow;
-using testing::named;
-using testing::rule;
-using testing::titled;
-using testing::visibleTexts;
+using namespace tarn::testing;
 using Dir = Action::MoveDirection;
 using Selection = std::optional<std::string>;
 constexpr auto kQtTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
 
 namespace {
 
-struct RulesFixture : testing::StoreFixture {
+struct RulesFixture : StoreFixture {
     std::unique_ptr<GlobalRulesView> view;
     explicit RulesFixture(std::vector<HotkeyRule> rules = {}) {
         store.setConfig({.globalRules = std::move(rules)});
@@ -67,7 +62,7 @@ class ViewsTest : public QObject {
     // Edits keep the rows (and a view's selection), whole rows included; added rules are
     // inserted below; anything else resets.
     void rulesModelFollowsTheStore() {
-        testing::StoreFixture f;
+        StoreFixture f;
         auto first = rule(124, 6, moveWindow(Dir::right));
         f.store.setConfig({.globalRules = {first, rule(40, 13, moveWindow(Dir::left), false)}});
         GlobalRulesModel model(f.store);
@@ -108,7 +103,7 @@ class ViewsTest : public QObject {
         for (auto [state, tooltip] : {std::pair{grabbed, ""},
                                       {takenByOther, "Another program"},
                                       {noKey, "The current keyboard"}}) {
-            testing::StoreFixture f;
+            StoreFixture f;
             f.store.setConfig({.globalRules = {rule(124, 6, moveWindow(Dir::right)),
                                                rule(123, 6, moveWindow(Dir::left))}});
             GlobalRulesModel model(f.store);
@@ -128,7 +123,7 @@ class ViewsTest : public QObject {
     }
 
     void appsModel() {
-        testing::StoreFixture f;
+        StoreFixture f;
         RootConfig config = apps({"Zed", "alpha"});
         config.appConfigs[1].savedLocations.resize(3);
         f.store.setConfig(config);
@@ -230,7 +225,8 @@ class ViewsTest : public QObject {
         }
     }
 
-    // Each box sets and clears its bit; bits the boxes do not show are kept.
+    // Each box sets and clears its bit; bits the boxes do not show are kept. Then the swallow
+    // box and the override picker, which also follows the store.
     void modifierBoxes() {
         RulesFixture f({rule(40, 0, moveWindow(Dir::left))});
         for (auto [title, bit] :
@@ -244,6 +240,16 @@ class ViewsTest : public QObject {
             QCOMPARE(f.stored().chord.modifiers.rawValue, (15 | 64) & ~bit);
             f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {0}; });
         }
+        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
+        QCOMPARE(f.stored().swallow, false);
+        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
+        override->activated(4);
+        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
+        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
+        QCOMPARE(override->currentText(), "Right");
+        override->activated(0);
+        QVERIFY(!f.stored().overrideTarn);
+        QCOMPARE(override->currentIndex(), 0);
     }
 
     // Each segment starts its kind afresh, dropping the old parameters. With recording off,
@@ -315,32 +321,18 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Move Mouse: Screen 1, Upper Corner");
         // A screen not attached now still shows as chosen.
         f.store.update([](RootConfig& c) {
+            using Target = Action::MouseTarget;
             c.globalRules[0].action =
-                Action{Action::MoveMouse{Action::MouseTarget{Action::MouseTarget::Screen{5}},
-                                         Action::MousePosition::center}};
+                Action{Action::MoveMouse{Target{Target::Screen{5}}, Action::MousePosition::center}};
         });
         QCOMPARE(screen->currentText(), "Screen 5");
         target->activated(0);
         QCOMPARE(f.actionText(), "Move Mouse: App, Center");
     }
 
-    void swallowAndOverride() {
-        RulesFixture f({rule(0, 8, moveWindow(Dir::left))});
-        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
-        QCOMPARE(f.stored().swallow, false);
-        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
-        override->activated(4);
-        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
-        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
-        QCOMPARE(override->currentText(), "Right");
-        override->activated(0);
-        QVERIFY(!f.stored().overrideTarn);
-        QCOMPARE(override->currentIndex(), 0);
-    }
-
     void windowReusedWithItsSelection() {
-        testing::StoreFixture f;
-        testing::FakeRunningApps running;
+        StoreFixture f;
+        FakeRunningApps running;
         f.store.setConfig(apps({"Editor"}));
         SettingsWindowController controller(f.store, running);
         controller.show();
@@ -373,33 +365,31 @@ class ViewsTest : public QObject {
                                          {"org.demo.Editor", "Editor"},
                                          {"click", "Editor"},
                                          {"org.demo.gone", "Select an item."}}) {
-            testing::SettingsFixture f(apps({"Mail", "Editor"}));
+            SettingsFixture f(apps({"Mail", "Editor"}));
             f.view->select("org.demo.Mail");
             auto* list = f.view->appList();
-            if (selection == std::string("click")) {
+            if (std::string_view(selection) == "click") {
                 QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
                                   list->visualRect(list->model()->index(1, 0)).center());
             } else {
                 f.view->select(selection);
             }
             QWidget* shown = f.view->currentDetail();
-            if (detail == std::string("global")) {
-                QCOMPARE(shown, f.view->globalRules());
-            } else if (auto* label = qobject_cast<QLabel*>(shown)) {
-                QCOMPARE(label->text(), detail);
-            } else {
-                QVERIFY(visibleTexts(shown).contains(detail));
-            }
+            auto* label = qobject_cast<QLabel*>(shown);
+            QVERIFY((shown == f.view->globalRules() ? QStringList{"global"}
+                     : label                        ? QStringList{label->text()}
+                                                    : visibleTexts(shown))
+                        .contains(detail));
             QCOMPARE(list->selectionModel()->selectedRows().size() == 1,
                      shown == f.view->appRules());
-            QCOMPARE(f.view->appRules() != nullptr, detail == std::string("Editor"));
+            QCOMPARE(f.view->appRules() != nullptr, std::string_view(detail) == "Editor");
         }
     }
 
     // Delete and Backspace in the list remove the selected application at once and return
     // to global; so does the pane's own button.
     void deleteSelectedAppReturnsToGlobal() {
-        testing::SettingsFixture f(apps({"A", "B", "C"}));
+        SettingsFixture f(apps({"A", "B", "C"}));
         f.view->select("org.demo.B");
         QTest::keyClick(f.view->appList(), Qt::Key_F5);  // not a deleting key
         QCOMPARE(f.store.config().appConfigs.size(), 3u);
@@ -425,7 +415,7 @@ class ViewsTest : public QObject {
               {"org.demo.Editor", "Editor 2", 1, "org.demo.Editor", "Editor 2"},
               {"org.demo.nameless", nullptr, 2, "org.demo.nameless", "org.demo.nameless"},
               {nullptr, "Stray", 1, "GLOBAL", "Editor"}}) {
-            testing::SettingsFixture f(apps({"Editor"}));
+            SettingsFixture f(apps({"Editor"}));
             platform::AppInfo app;
             if (bundleID) app.bundleID = bundleID;
             if (name) app.localizedName = name;
@@ -439,7 +429,7 @@ class ViewsTest : public QObject {
     // "Add Running App…" offers the running applications, asked afresh; the one clicked is
     // added and selected.
     void addRunningAppThroughThePicker() {
-        testing::SettingsFixture f;
+        SettingsFixture f;
         f.apps.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
                        {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
         QStringList offered;
@@ -457,7 +447,7 @@ class ViewsTest : public QObject {
 
     // A failed save shows until a later one succeeds; the edits are kept meanwhile.
     void failedSaveIsShown() {
-        testing::SettingsFixture f;
+        SettingsFixture f;
         auto* banner = named<QLabel>(f.view.get(), "saveError");
         QVERIFY(!banner->isVisible());
         std::filesystem::create_directories(f.path());  // the write cannot succeed
