@@ -98,8 +98,9 @@ RootConfig richConfig() {
 class AppRulesTest : public QObject {
     Q_OBJECT
   private slots:
-    // Override edits keep the rows (and the selection); a changed rule list resets them.
-    void model() {
+    // Override edits keep the rows (and the selection); a changed rule list resets them. The
+    // panel follows the selected row, and leaves a prompt when its rule is deleted.
+    void modelAndSelection() {
         AppFixture f({rule(124, 6, moveWindow(Dir::right)), rule(125, 6, moveWindow(Dir::down))});
         AppRulesModel* model = f.view->model();
         QAbstractItemModelTester tester(model,
@@ -112,7 +113,10 @@ class AppRulesTest : public QObject {
         QCOMPARE(changes.size(), 1);
         QCOMPARE(changes[0][1].toModelIndex(), model->index(1, AppRulesModel::custom));
         QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
+        f.view->table()->selectRow(1);
+        QVERIFY(f.shown("Hotkey: ⌃⌥↓"));
         f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
+        QVERIFY(f.shown("Select a rule to customize for this app."));
         f.store.update([](RootConfig& c) { c.globalRules.push_back(c.globalRules[0]); });
         QCOMPARE(resets.size(), 2);
         f.store.setConfig({});
@@ -175,15 +179,6 @@ class AppRulesTest : public QObject {
             QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()), shown);
             QCOMPARE(f.shown(kGlobal), shown);
         }
-    }
-
-    void ruleSelectionAndDeletion() {
-        AppFixture f({rule(124, 6, moveWindow(Dir::right)), rule(125, 6, moveWindow(Dir::down))});
-        QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
-        f.view->table()->selectRow(1);
-        QVERIFY(f.shown("Hotkey: ⌃⌥↓"));
-        f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
-        QVERIFY(f.shown("Select a rule to customize for this app."));
     }
 
     // "Record Here" into a slot: the first window's frame and screen (the one holding more of

@@ -272,9 +272,21 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Send: {cmd}v");
     }
 
-    // A vertical move hides the filters block; the stored filters stay.
-    void directionPicker() {
+    // The first filter change stores all six flags: five true and the changed one. A vertical
+    // move hides the filters block; the stored filters stay.
+    void filtersAndDirection() {
         RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
+        for (auto [box, stored] :
+             {std::pair{"AlignLeftPrimary", StateFilters{.alignLeftOnPrimary = false}},
+              {"FullWidthSecondary", StateFilters{.fullWidthOnSecondary = false}}}) {
+            f.store.update([](RootConfig& c) { c.globalRules[0].stateFilters.reset(); });
+            auto* check = named<QCheckBox>(f.editor(), box);
+            QVERIFY(check->isChecked());
+            check->click();
+            QCOMPARE(f.stored().stateFilters, std::optional(stored));
+            check->click();
+            QCOMPARE(f.stored().stateFilters, std::optional(StateFilters{}));
+        }
         auto* direction = named<QComboBox>(f.editor(), "Direction");
         QCOMPARE(direction->currentText(), "Right");
         auto* filters = f.editor()->findChild<StateFiltersEditor*>();
@@ -289,21 +301,6 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Move Window: maximize");
         direction->activated(0);
         QVERIFY(filters->isVisibleTo(f.editor()) && f.editor()->isHorizontalAction());
-    }
-
-    // The first change stores all six flags: five true and the changed one.
-    void firstFilterChange() {
-        for (auto [box, stored] :
-             {std::pair{"AlignLeftPrimary", StateFilters{.alignLeftOnPrimary = false}},
-              {"FullWidthSecondary", StateFilters{.fullWidthOnSecondary = false}}}) {
-            RulesFixture f({rule(123, 6, moveWindow(Dir::left))});
-            auto* check = named<QCheckBox>(f.editor(), box);
-            QVERIFY(!f.stored().stateFilters && check->isChecked());
-            check->click();
-            QCOMPARE(f.stored().stateFilters, std::optional(stored));
-            check->click();
-            QCOMPARE(f.stored().stateFilters, std::optional(StateFilters{}));
-        }
     }
 
     void mousePickers() {
