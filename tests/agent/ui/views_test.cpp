@@ -323,6 +323,7 @@ class ViewsTest : public QObject {
                 Action{Action::MoveMouse{Target{Target::Screen{5}}, Action::MousePosition::center}};
         });
         QCOMPARE(screen->currentText(), "Screen 5");
+        QCOMPARE(target->currentText(), "Screen");
         target->activated(0);
         QCOMPARE(f.actionText(), "Move Mouse: App, Center");
     }
