@@ -339,6 +339,9 @@ class ViewsTest : public QObject {
         // nothing.
         QVERIFY(QTest::qWaitForWindowActive(window));
         QApplication::processEvents();
+        QPoint offCentre = window->geometry().center() -
+                           QGuiApplication::primaryScreen()->availableGeometry().center();
+        QVERIFY2(offCentre.manhattanLength() <= 2, "opens in the middle of the main screen");
         SettingsView* view = controller.view();
         QCOMPARE(view->selection(), Selection(kGlobalSelection));
         QCOMPARE(view->currentDetail(), view->globalRules());
