@@ -20,17 +20,9 @@ using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using platform::Rect;
-using testing::checkBox;
-using testing::moveWindow;
-using testing::rule;
-using testing::visibleTexts;
+using namespace tarn::testing;
 using Dir = Action::MoveDirection;
 using Locations = std::vector<SavedWindowLocation>;
-
-Q_DECLARE_METATYPE(tarn::agent::Action)
-Q_DECLARE_METATYPE(tarn::agent::RuleOverride)
-Q_DECLARE_METATYPE(std::optional<tarn::agent::StateFilters>)
-Q_DECLARE_METATYPE(tarn::platform::Rect)
 
 namespace {
 
@@ -47,9 +39,9 @@ SavedWindowLocation at(double x, double y, double width, double height, std::int
     return {.frame = {x, y, width, height}, .screenIndex = screen, .screenSpecific = true};
 }
 
-struct AppFixture : testing::StoreFixture {
-    testing::FakeWindows windows;
-    testing::RecordingAlerts alerts;
+struct AppFixture : StoreFixture {
+    FakeWindows windows;
+    RecordingAlerts alerts;
     std::unique_ptr<AppRulesView> view;
 
     explicit AppFixture(std::vector<HotkeyRule> rules, Locations locations = {}) {
@@ -69,22 +61,9 @@ struct AppFixture : testing::StoreFixture {
     }
     bool shown(const QString& text) const { return visibleTexts(view.get()).contains(text); }
     QWidget* slot(int i) const {
-        return testing::named<QFrame>(view.get(), QStringLiteral("location%1").arg(i + 1));
+        return named<QFrame>(view.get(), QStringLiteral("location%1").arg(i + 1));
     }
 };
-
-// Every object's members are in name order, at every depth.
-bool keysSorted(const support::Json& value) {
-    if (value.is_array()) return std::all_of(value.begin(), value.end(), keysSorted);
-    if (!value.is_object()) return true;
-    std::string previous;
-    for (auto it = value.begin(); it != value.end(); ++it) {
-        if (it != value.begin() && !(previous < it.key())) return false;
-        previous = it.key();
-        if (!keysSorted(it.value())) return false;
-    }
-    return true;
-}
 
 RootConfig richConfig() {
     RootConfig config;
@@ -106,16 +85,13 @@ RootConfig richConfig() {
 class AppRulesTest : public QObject {
     Q_OBJECT
   private slots:
-    // Override edits keep the rows (and the selection); a changed rule list resets them.
-    void model() {
+    // Override edits keep the rows (and the selection); a changed rule list resets them. The
+    // panel follows the selected row, and leaves a prompt when its rule is deleted.
+    void modelAndSelection() {
         AppFixture f({rule(124, 6, moveWindow(Dir::right)), rule(125, 6, moveWindow(Dir::down))});
         AppRulesModel* model = f.view->model();
         QAbstractItemModelTester tester(model,
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
-        QStringList headers;
-        for (int i = 0; i < 4; ++i)
-            headers << model->headerData(i, Qt::Horizontal, Qt::DisplayRole).toString();
-        QCOMPARE(headers, QStringList({"Enabled", "Hotkey", "Action", "Custom"}));
         QCOMPARE(model->index(1, AppRulesModel::hotkey).data().toString(), "⌃⌥↓");
         QCOMPARE(model->index(1, AppRulesModel::action).data().toString(), "Move Window: down");
         QSignalSpy resets(model, &QAbstractItemModel::modelReset);
@@ -124,68 +100,60 @@ class AppRulesTest : public QObject {
         QCOMPARE(changes.size(), 1);
         QCOMPARE(changes[0][1].toModelIndex(), model->index(1, AppRulesModel::custom));
         QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
+        f.view->table()->selectRow(1);
+        QVERIFY(f.shown("Hotkey: ⌃⌥↓"));
         f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
+        QVERIFY(f.shown("Select a rule to customize for this app."));
         f.store.update([](RootConfig& c) { c.globalRules.push_back(c.globalRules[0]); });
         QCOMPARE(resets.size(), 2);
         f.store.setConfig({});
     }
 
-    // Each row: the boxes clicked in order, then the override stored and what shows.
-    void overrideEdits_data() {
-        QTest::addColumn<std::optional<StateFilters>>("globalFilters");
-        QTest::addColumn<QStringList>("clicks");
-        QTest::addColumn<RuleOverride>("stored");
-        QTest::addColumn<QString>("caption");
-        std::optional<StateFilters> none;
-        StateFilters own{.fullWidthOnPrimary = false};
-        QTest::newRow("untick enable")
-            << none << QStringList{kEnable} << RuleOverride{.enabled = false} << kDisabled;
-        QTest::newRow("retick keeps an entry")
-            << none << QStringList{kEnable, kEnable} << RuleOverride{.enabled = true} << kGlobal;
-        QTest::newRow("customise without global filters: six true")
-            << none << QStringList{kCustomize}
-            << RuleOverride{.enabled = true, .stateFilters = StateFilters{}} << kOverriding;
-        QTest::newRow("customise copies the global filters")
-            << std::optional(own) << QStringList{kCustomize}
-            << RuleOverride{.enabled = true, .stateFilters = own} << kOverriding;
-        QTest::newRow("customise off again") << none << QStringList{kCustomize, kCustomize}
-                                             << RuleOverride{.enabled = true} << kGlobal;
-        QTest::newRow("disabling keeps the filters")
-            << none << QStringList{kCustomize, kEnable}
-            << RuleOverride{.enabled = false, .stateFilters = StateFilters{}} << kDisabled;
-        QTest::newRow("a custom filter edits only the override")
-            << none << QStringList{kCustomize, "Secondary"}  // the "Full Width:" row's
-            << RuleOverride{.enabled = true,
-                            .stateFilters = StateFilters{.fullWidthOnSecondary = false}}
-            << kOverriding;
-    }
+    // The global rule's filters, the boxes clicked in order; the override stored and the
+    // caption shown. The global rule itself is never touched.
     void overrideEdits() {
-        QFETCH(std::optional<StateFilters>, globalFilters);
-        QFETCH(QStringList, clicks);
-        QFETCH(RuleOverride, stored);
-        QFETCH(QString, caption);
-        auto right = rule(124, 6, moveWindow(Dir::right));
-        right.stateFilters = globalFilters;
-        AppFixture f({right});
-        QVERIFY(f.shown("Customize Rule for Editor"));
-        QVERIFY(!f.override());
-        for (const QString& box : clicks) checkBox(f.view->panel(), box)->click();
-        QCOMPARE(f.override(), std::optional(stored));
-        QStringList captions;
-        for (const char* text : {kDisabled, kGlobal, kOverriding}) {
-            if (f.shown(text)) captions << text;
+        using Filters = std::optional<StateFilters>;
+        struct Case {
+            Filters global;
+            QStringList clicks;
+            RuleOverride stored;
+            const char* caption;
+        };
+        Filters none, all = StateFilters{}, own = StateFilters{.fullWidthOnPrimary = false};
+        Filters secondary = StateFilters{.fullWidthOnSecondary = false};  // "Full Width:" row's
+        for (const auto& [globalFilters, clicks, stored, caption] :
+             {Case{none, {kEnable}, {false, none}, kDisabled},
+              Case{none, {kEnable, kEnable}, {true, none}, kGlobal},  // keeps an entry
+              Case{none, {kCustomize}, {true, all}, kOverriding},
+              Case{own, {kCustomize}, {true, own}, kOverriding},
+              Case{none, {kCustomize, kCustomize}, {true, none}, kGlobal},
+              Case{none, {kCustomize, kEnable}, {false, all}, kDisabled},
+              Case{none, {kCustomize, "Secondary"}, {true, secondary}, kOverriding}}) {
+            auto right = rule(124, 6, moveWindow(Dir::right));
+            right.stateFilters = globalFilters;
+            AppFixture f({right});
+            QVERIFY(f.shown("Customize Rule for Editor"));
+            QVERIFY(!f.override());
+            for (const QString& box : clicks) checkBox(f.view->panel(), box)->click();
+            QCOMPARE(f.override(), std::optional(stored));
+            QStringList captions;
+            for (const char* text : {kDisabled, kGlobal, kOverriding}) {
+                if (f.shown(text)) captions << text;
+            }
+            QCOMPARE(captions, QStringList{caption});
+            QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()),
+                     stored.enabled);
+            auto* model = f.view->model();
+            QCOMPARE(
+                model->index(0, AppRulesModel::enabled).data(AppRulesModel::EnabledRole).toBool(),
+                stored.enabled);
+            QCOMPARE(
+                model->index(0, AppRulesModel::custom).data(AppRulesModel::CustomRole).toBool(),
+                stored.stateFilters.has_value());
+            QCOMPARE(model->index(0, AppRulesModel::custom).data(Qt::DecorationRole).isNull(),
+                     !stored.stateFilters.has_value());
+            QCOMPARE(f.store.config().globalRules[0], right);
         }
-        QCOMPARE(captions, QStringList{caption});
-        QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()), stored.enabled);
-        auto* model = f.view->model();
-        QCOMPARE(model->index(0, AppRulesModel::enabled).data(AppRulesModel::EnabledRole).toBool(),
-                 stored.enabled);
-        QCOMPARE(model->index(0, AppRulesModel::custom).data(AppRulesModel::CustomRole).toBool(),
-                 stored.stateFilters.has_value());
-        QCOMPARE(model->index(0, AppRulesModel::custom).data(Qt::DecorationRole).isNull(),
-                 !stored.stateFilters.has_value());
-        // The global rule itself is never touched.
-        QCOMPARE(f.store.config().globalRules[0], right);
     }
 
     // Only a horizontal move has state filters to customise.
@@ -200,118 +168,85 @@ class AppRulesTest : public QObject {
         }
     }
 
-    void ruleSelectionAndDeletion() {
-        AppFixture f({rule(124, 6, moveWindow(Dir::right)), rule(125, 6, moveWindow(Dir::down))});
-        QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
-        f.view->table()->selectRow(1);
-        QVERIFY(f.shown("Hotkey: ⌃⌥↓"));
-        f.store.update([](RootConfig& c) { c.globalRules.pop_back(); });
-        QVERIFY(f.shown("Select a rule to customize for this app."));
-    }
-
-    // "Record Here" into a slot: the first window's frame and screen, padded or replacing.
-    void recording_data() {
-        QTest::addColumn<Locations>("before");
-        QTest::addColumn<int>("slot");
-        QTest::addColumn<Rect>("window");
-        QTest::addColumn<Locations>("after");
-        Locations three{at(1, 1, 1, 1), at(2, 2, 2, 2), at(3, 3, 3, 3)};
-        Rect frame{100, 50, 800, 600};
-        QTest::newRow("slot 3 into none: two placeholders")
-            << Locations{} << 2 << frame
-            << Locations{at(0, 0, 0, 0), at(0, 0, 0, 0), at(100, 50, 800, 600)};
-        QTest::newRow("slot 1 of three: only it")
-            << three << 0 << frame << Locations{at(100, 50, 800, 600), three[1], three[2]};
-        QTest::newRow("mostly on the second screen")
-            << Locations{} << 0 << Rect{1600, 100, 800, 600}
-            << Locations{at(1600, 100, 800, 600, 1)};
-        QTest::newRow("exactly half on each: screen 0")
-            << Locations{} << 0 << Rect{1520, 100, 800, 600}
-            << Locations{at(1520, 100, 800, 600, 0)};
-    }
+    // "Record Here" into a slot: the first window's frame and screen (the one holding more of
+    // it; screen 0 on a tie), padded or replacing.
     void recording() {
-        QFETCH(Locations, before);
-        QFETCH(int, slot);
-        QFETCH(Rect, window);
-        QFETCH(Locations, after);
-        AppFixture f({}, before);
-        f.windows.runningBundleID = kApp;
-        f.windows.frames = {window, Rect{9, 9, 9, 9}};
-        testing::titled(f.slot(slot), "Record Here")->click();
-        QCOMPARE(f.app().savedLocations, after);
-        QVERIFY(f.alerts.shown.empty());
-        QCOMPARE(QString::number(f.app().savedLocations[std::size_t(slot)].screenIndex),
-                 visibleTexts(f.slot(slot)).filter("Screen: ").value(0).mid(8));
+        Locations three{at(1, 1, 1, 1), at(2, 2, 2, 2), at(3, 3, 3, 3)};
+        Rect frame{100, 50, 800, 600}, right{1600, 100, 800, 600}, half{1520, 100, 800, 600};
+        auto recorded = at(100, 50, 800, 600), none = at(0, 0, 0, 0);
+        for (const auto& [before, slot, window, after] :
+             {std::tuple{Locations{}, 2, frame, Locations{none, none, recorded}},
+              {three, 0, frame, Locations{recorded, three[1], three[2]}},
+              {Locations{}, 0, right, Locations{at(1600, 100, 800, 600, 1)}},
+              {Locations{}, 0, half, Locations{at(1520, 100, 800, 600, 0)}}}) {
+            AppFixture f({}, before);
+            f.windows.runningBundleID = kApp;
+            f.windows.frames = {window, Rect{9, 9, 9, 9}};
+            titled(f.slot(slot), "Record Here")->click();
+            QCOMPARE(f.app().savedLocations, after);
+            QVERIFY(f.alerts.shown.empty());
+            QCOMPARE(QString::number(f.app().savedLocations[std::size_t(slot)].screenIndex),
+                     visibleTexts(f.slot(slot)).filter("Screen: ").value(0).mid(8));
+        }
     }
 
-    void slotsShowWholeNumbersAndPlaceholders() {
-        AppFixture f({}, {at(0, 0, 0, 0), at(100.9, -20.5, 640.99, 480.01, 1)});
+    // Slots show whole numbers, and a placeholder past the last entry. Clearing a slot
+    // shifts the later entries down, the fourth (not shown) too.
+    void slotsShowAndClear() {
+        auto second = at(100.9, -20.5, 640.99, 480.01, 1), fourth = at(4, 4, 4, 4);
+        AppFixture f({}, {at(0, 0, 0, 0), second, at(3, 3, 3, 3), fourth});
         QCOMPARE(visibleTexts(f.slot(0)),
                  (QStringList{"Location 1", "Screen: 0", "Pos: 0, 0", "Size: 0 × 0"}));
         QCOMPARE(visibleTexts(f.slot(1)),
                  (QStringList{"Location 2", "Screen: 1", "Pos: 100, -20", "Size: 640 × 480"}));
+        titled(f.slot(2), "Clear")->click();
+        titled(f.slot(0), "Clear")->click();
+        QCOMPARE(f.app().savedLocations, (Locations{second, fourth}));
         QCOMPARE(visibleTexts(f.slot(2)), (QStringList{"Location 3", "Empty"}));
-        QVERIFY(!testing::titled(f.slot(2), "Clear")->isVisibleTo(f.view.get()));
+        QVERIFY(!titled(f.slot(2), "Clear")->isVisibleTo(f.view.get()));
         QCOMPARE(wholeNumberText(-0.5), "0");
     }
 
-    // Clearing a slot shifts the later entries down; the fourth, not shown, stays.
-    void clearShiftsLaterEntriesDown() {
-        Locations four{at(1, 1, 1, 1), at(2, 2, 2, 2), at(3, 3, 3, 3), at(4, 4, 4, 4)};
-        for (int slot : {0, 2}) {
-            AppFixture f({}, four);
-            testing::titled(f.slot(slot), "Clear")->click();
-            Locations after = four;
-            after.erase(after.begin() + slot);
-            QCOMPARE(f.app().savedLocations, after);
-        }
-    }
-
     // Nothing is recorded when the window cannot be read, and the alert says why.
-    void recordingThatCannotReadTellsWhy_data() {
-        QTest::addColumn<QString>("running");
-        QTest::addColumn<QList<int>>("frames");  // per window: 0 unreadable, 1 no size, 2 read
-        QTest::addColumn<QString>("alert");
-        QTest::newRow("not running") << "org.other" << QList<int>{2}
-                                     << "Cannot Record Position: Editor is not currently running. "
-                                        "Please launch it first.";
-        QTest::newRow("no window") << kApp << QList<int>{}
-                                   << "Cannot Find Window: Could not detect any windows for "
-                                      "Editor. Make sure the app has at least one visible window.";
-        QTest::newRow("no position")
-            << kApp << QList<int>{0, 2} << "Cannot Record Position: Could not get window position.";
-        QTest::newRow("no size") << kApp << QList<int>{1}
-                                 << "Cannot Record Position: Could not get window size.";
-    }
+    // (Per window: 0 unreadable, 1 without a size, 2 read.)
     void recordingThatCannotReadTellsWhy() {
-        QFETCH(QString, running);
-        QFETCH(QList<int>, frames);
-        QFETCH(QString, alert);
-        AppFixture f({}, {at(1, 1, 1, 1)});
-        f.windows.runningBundleID = running.toStdString();
-        for (int frame : frames) {
-            f.windows.frames.push_back(frame ? std::optional(Rect{1, 2, 3, 4}) : std::nullopt);
+        const char* cannot = "Cannot Record Position: ";
+        for (auto [running, frames, alert] :
+             {std::tuple{
+                  "org.other", QList<int>{2},
+                  QString(cannot) + "Editor is not currently running. Please launch it first."},
+              {kApp, QList<int>{},
+               "Cannot Find Window: Could not detect any windows for Editor. Make sure the app has "
+               "at least one visible window."},
+              {kApp, QList<int>{0, 2}, cannot + QString("Could not get window position.")},
+              {kApp, QList<int>{1}, cannot + QString("Could not get window size.")}}) {
+            AppFixture f({}, {at(1, 1, 1, 1)});
+            f.windows.runningBundleID = running;
+            for (int frame : frames) {
+                f.windows.frames.push_back(frame ? std::optional(Rect{1, 2, 3, 4}) : std::nullopt);
+            }
+            f.windows.sizeReadable = frames.value(0) != 1;
+            f.view->locations()->recordCurrentLocation(1);
+            QCOMPARE(f.alerts.shown.size(), 1u);
+            QCOMPARE(f.alerts.shown[0].message + ": " + f.alerts.shown[0].informative, alert);
+            QCOMPARE(f.alerts.shown[0].style, Alert::Style::warning);
+            QCOMPARE(f.app().savedLocations, Locations{at(1, 1, 1, 1)});
         }
-        f.windows.sizeReadable = frames.value(0) != 1;
-        f.view->locations()->recordCurrentLocation(1);
-        QCOMPARE(f.alerts.shown.size(), 1u);
-        QCOMPARE(f.alerts.shown[0].message + ": " + f.alerts.shown[0].informative, alert);
-        QCOMPARE(f.alerts.shown[0].style, Alert::Style::warning);
-        QCOMPARE(f.app().savedLocations, Locations{at(1, 1, 1, 1)});
     }
 
     // Export, then import: the same configuration, from a document sorted at every level;
     // the replaced one is kept beside the configuration file and named.
     void exportThenImport() {
         RootConfig original = richConfig();
-        testing::SettingsFixture f(original);
+        SettingsFixture f(original);
         QString exported = f.dir.filePath("wendle-settings.json");
         f.files.answer = exported;
         f.view->exportSettings();
         QCOMPARE(f.files.offeredName, "wendle-settings.json");
-        auto text = support::readFile(exported.toStdString());
-        QVERIFY(text && text->find("\n  ") != std::string::npos);  // pretty
-        QVERIFY(keysSorted(*support::parseJson(*text)));
+        // Indented and sorted at every level: writing it so again changes nothing.
+        auto text = support::readFile(exported.toStdString()).value_or("");
+        QCOMPARE(text, support::writeJson(support::parseJson(text).value_or(nullptr),
+                                          {.pretty = true, .sortKeys = true}));
 
         f.store.setConfig({.appConfigs = {{.bundleID = "org.demo.other", .displayName = "Other"}}});
         RootConfig replaced = f.store.config();
@@ -330,106 +265,76 @@ class AppRulesTest : public QObject {
         QCOMPARE(decodeConfigText(*support::readFile(f.path()))->config, original);
     }
 
-    void refusedTransfersChangeNothing_data() {
-        QTest::addColumn<QString>("content");  // of the file imported; "export": an export
-        QTest::addColumn<QString>("informative");
-        QTest::newRow("top-level array") << "[{\"globalRules\":[]}]"
-                                         << "Failed to import settings: ";
-        QTest::newRow("not JSON") << "{\"globalRules\":"
-                                  << "Failed to import settings: ";
-        QTest::newRow("no file") << ""
-                                 << "Failed to import settings: ";
-        QTest::newRow("export into no directory") << "export"
-                                                  << "Export failed: ";
-    }
+    // What is imported ("export": an export into no directory) and the alert's text.
     void refusedTransfersChangeNothing() {
-        QFETCH(QString, content);
-        QFETCH(QString, informative);
-        RootConfig original = richConfig();
-        testing::SettingsFixture f(original);
-        f.view->select(kApp);
-        QString path = f.dir.filePath("import.json");
-        if (content == "export") {
-            f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
-        } else {
-            if (!content.isEmpty())
-                support::writeFileAtomically(path.toStdString(), content.toStdString());
-            f.view->importSettings(path);
+        const char* failed = "Failed to import settings: ";
+        for (auto [content, informative] : {std::pair{"[{\"globalRules\":[]}]", failed},
+                                            {"{\"globalRules\":", failed},
+                                            {"", failed},
+                                            {"export", "Export failed: "}}) {
+            RootConfig original = richConfig();
+            SettingsFixture f(original);
+            f.view->select(kApp);
+            QString path = f.dir.filePath("import.json");
+            if (std::string_view(content) == "export") {
+                f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
+            } else {
+                if (*content) support::writeFileAtomically(path.toStdString(), content);
+                f.view->importSettings(path);
+            }
+            QCOMPARE(f.alerts.shown.size(), 1u);
+            QCOMPARE(f.alerts.shown[0].message, "Import Error");
+            QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
+            QCOMPARE(f.store.config(), original);
+            QCOMPARE(f.selection(), std::optional<std::string>(kApp));
+            QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
         }
-        QCOMPARE(f.alerts.shown.size(), 1u);
-        QCOMPARE(f.alerts.shown[0].message, "Import Error");
-        QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
-        QCOMPARE(f.store.config(), original);
-        QCOMPARE(f.selection(), std::optional<std::string>(kApp));
-        QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
     }
 
     // The export document and the configuration file stand in for each other.
     void exportAndConfigFileAreInterchangeable() {
         RootConfig original = richConfig();
-        testing::StoreFixture exporter;
+        StoreFixture exporter;
         QVERIFY(!exportSettings(original, exporter.path()));
         QCOMPARE(exporter.store.loadAtLaunch().state, ConfigFileState::read);
         QCOMPARE(exporter.store.config(), original);
 
-        testing::StoreFixture saver;
+        StoreFixture saver;
         saver.store.setConfig(original);
         saver.scheduler.advance(ConfigStore::kSaveDelay);
-        testing::StoreFixture importer;
+        StoreFixture importer;
         QVERIFY(!importSettings(importer.store, saver.path()).error);
         QCOMPARE(importer.store.config(), original);
     }
 
-    // Where an application's icon comes from: its desktop entry, else its window, else none.
-    // Colours tell the sources apart.
-    void appIcons_data() {
-        QTest::addColumn<QStringList>("entries");  // "file name|StartupWMClass|icon colour"
-        QTest::addColumn<bool>("windowIcon");      // its window publishes a blue one
-        QTest::addColumn<QString>("colour");       // of the icon found; empty: none
-        QTest::newRow("entry by StartupWMClass")
-            << QStringList{"ed.desktop|Editor|#ff0000"} << true << "#ff0000";
-        QTest::newRow("entry by file name, any case")
-            << QStringList{"editor.desktop||#00ff00"} << true << "#00ff00";
-        QTest::newRow("StartupWMClass before a file name")
-            << QStringList{"editor.desktop||#00ff00", "zz.desktop|editor|#ff0000"} << false
-            << "#ff0000";
-        QTest::newRow("another application's entry only")
-            << QStringList{"mail.desktop|Mail|#00ff00"} << true << "#0000ff";
-        QTest::newRow("entry's icon missing")
-            << QStringList{"editor.desktop||"} << true << "#0000ff";
-        QTest::newRow("nothing") << QStringList{} << false << "";
-    }
+    // Where an application's icon comes from: the picture its desktop entry names, else its
+    // window's, else none. Colours tell the sources apart; which entry is the application's
+    // is the desktop lookup's own business.
     void appIcons() {
-        QFETCH(QStringList, entries);
-        QFETCH(bool, windowIcon);
-        QFETCH(QString, colour);
-        QTemporaryDir dir;
-        std::filesystem::path data = dir.path().toStdString();
-        std::filesystem::create_directories(data / "applications");
-        for (const QString& entry : entries) {
-            QStringList parts = entry.split('|');
-            QString png = dir.filePath(parts[0] + ".png");
-            if (!parts[2].isEmpty()) {
-                QImage image(16, 16, QImage::Format_ARGB32);
-                image.fill(QColor(parts[2]));
-                image.save(png);
-            }
-            QString text = "[Desktop Entry]\nType=Application\nName=X\nIcon=" + png + "\n";
-            if (!parts[1].isEmpty()) text += "StartupWMClass=" + parts[1] + "\n";
-            support::writeFileAtomically(data / "applications" / parts[0].toStdString(),
-                                         text.toStdString());
+        for (auto [entryPicture, windowIcon, colour] :
+             {std::tuple{true, true, "#ff0000"}, {false, true, "#0000ff"}, {false, false, ""}}) {
+            QTemporaryDir dir;
+            QString png = dir.filePath("editor.png");
+            QImage image(16, 16, QImage::Format_ARGB32);
+            image.fill(Qt::red);
+            if (entryPicture) image.save(png);
+            std::filesystem::path data = dir.path().toStdString();
+            std::filesystem::create_directories(data / "applications");
+            support::writeFileAtomically(data / "applications/editor.desktop",
+                                         "[Desktop Entry]\nType=Application\nName=X\nIcon=" +
+                                             png.toStdString() + "\nStartupWMClass=Editor\n");
+            FakeWindows windows;
+            windows.runningBundleID = "Editor";
+            windows.frames = {Rect{0, 0, 10, 10}};
+            if (windowIcon)
+                windows.published = platform::IconImage{2, 2, std::vector(4, 0xff0000ffu)};
+            platform::xdg::Locations where;
+            where.dataHome = data;
+            DesktopAppIcons icons(windows, where);
+            QIcon icon = icons.icon("Editor");
+            QCOMPARE(icon.isNull() ? "" : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
+                     colour);
         }
-        testing::FakeWindows windows;
-        windows.runningBundleID = "Editor";
-        windows.frames = {Rect{0, 0, 10, 10}};
-        if (windowIcon) windows.published = platform::IconImage{2, 2, std::vector(4, 0xff0000ffu)};
-        DesktopAppIcons icons(
-            windows,
-            {.configHome = {}, .configDirs = {}, .dataHome = data, .dataDirs = {}, .desktops = {}});
-        QIcon icon = icons.icon("Editor");
-        QCOMPARE(
-            icon.isNull() ? QString() : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
-            colour);
     }
 };
 

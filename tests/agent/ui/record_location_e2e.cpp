@@ -1,14 +1,13 @@
 // "Record Here" on the private X server of with-x11.sh: the settings window's saved locations
 // editor reads a real window of the test client through the X11 backend, and the agent then
 // cycles that window through the recorded location when its hotkey is pressed. The window's
-// published icon stands in for a desktop entry. Checked with
-// xwininfo/xprop (the harness's oracles), never through the code under test.
+// published icon stands in for a desktop entry. Checked with xwininfo/xprop (the harness's
+// oracles), never through the code under test.
 #include <gtest/gtest.h>
 
 #include <QApplication>
 #include <QImage>
 
-#include "agent/config_store.h"
 #include "agent/ui/app_icons.h"
 #include "agent/ui/saved_locations_editor.h"
 #include "support/files.h"
@@ -18,33 +17,28 @@
 namespace tarn::x11test {
 namespace {
 
-using tarn::testing::TempDir;
-
 TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
-    TempDir home;
-    auto configFile = home.path() / ".config/Tarn/wendle-config.json";
-    std::filesystem::create_directories(configFile.parent_path());
-    std::filesystem::create_directories(home.path() / "run");
+    testing::TempDir home;
+    std::string p = home.path().string();
+    std::filesystem::create_directories(p + "/.config/Tarn");
+    std::filesystem::create_directories(p + "/run");
     TestApp app = startApp(home, {"--class", "Editor", "--geometry", "640x480+2300+300"});
+    std::string window = std::to_string(app.window());
     auto recorded = outerFrame(app.window());
     ASSERT_TRUE(recorded);
 
     agent::DiscardLog log;
     testing::ManualScheduler scheduler;
     agent::ConfigStore store(scheduler, agent::Logger(log, agent::LogCategory::appDelegate),
-                             [&] { return configFile; });
-    agent::HotkeyRule right{
-        .id = agent::Uuid::random(),
-        .chord = {124, {6}},  // ⌃⌥→
-        .action = agent::Action{agent::Action::MoveWindow{agent::Action::MoveDirection::right}}};
-    store.setConfig(
+                             [&] { return p + "/.config/Tarn/wendle-config.json"; });
+    auto right = testing::rule(124, 6, testing::moveWindow(agent::Action::MoveDirection::right));
+    store.setConfig(  // ⌃⌥→
         {.globalRules = {right}, .appConfigs = {{.bundleID = "Editor", .displayName = "Editor"}}});
     auto desktop = platform::openDesktop();
     ASSERT_TRUE(desktop.desktop) << desktop.error;
     agent::ui::DesktopWindowAccess windows(desktop.desktop.get());
     testing::RecordingAlerts alerts;
-    agent::ui::SavedLocationEditor editor(store, "Editor", windows, alerts);
-    editor.recordCurrentLocation(0);
+    agent::ui::SavedLocationEditor(store, "Editor", windows, alerts).recordCurrentLocation(0);
     ASSERT_TRUE(alerts.shown.empty()) << alerts.shown[0].informative.toStdString();
     const auto& saved = store.config().appConfigs.at(0).savedLocations;
     ASSERT_EQ(saved.size(), 1u);
@@ -53,30 +47,24 @@ TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
 
     // Without a desktop entry, the icon is the window's own: of a 1×1 red and a 2×2 blue one,
     // the larger.
-    std::string id = std::to_string(app.window());
-    run({"xprop", "-id", id, "-f", "_NET_WM_ICON", "32c", "-set", "_NET_WM_ICON",
+    run({"xprop", "-id", window, "-f", "_NET_WM_ICON", "32c", "-set", "_NET_WM_ICON",
          "1,1,4294901760,2,2,4278190335,4278190335,4278190335,4278190335"});
-    agent::ui::DesktopAppIcons icons(windows, {});
-    QImage icon = icons.icon("Editor").pixmap(18, 18).toImage();
+    QImage icon = agent::ui::DesktopAppIcons(windows, {}).icon("Editor").pixmap(18).toImage();
     EXPECT_EQ(QColor(icon.pixel(8, 8)).name().toStdString(), "#0000ff");
     scheduler.advance(agent::ConfigStore::kSaveDelay);
 
     // Elsewhere on the primary monitor, then through the right-hand cycle of both monitors:
     // the recorded frame comes up among the second monitor's steps.
-    run({"xdotool", "windowmove", std::to_string(app.window()), "200", "200"});
+    run({"xdotool", "windowmove", window, "200", "200"});
     ASSERT_TRUE(eventually([&] { return outerFrame(app.window()) != recorded; }));
-    std::string p = home.path().string();
     Child agent({"env", "HOME=" + p, "XDG_CONFIG_HOME=" + p + "/.config",
                  "XDG_RUNTIME_DIR=" + p + "/run", "WENDLE_LOG_STDERR=1", "DISPLAY=" + display(),
                  "sh", "-c", "exec \"$0\" --headless 2>>\"$1\"", WENDLE_BINARY, p + "/wendle.log"});
-    auto logText = [&] { return support::readFile(home.path() / "wendle.log").value_or(""); };
-    ASSERT_TRUE(eventually(
-        [&] {
-            return logText().find("Keystroke interceptor started successfully") !=
-                   std::string::npos;
-        },
-        10s))
-        << logText();
+    auto logged = [&](const std::string& text) {
+        return support::readFile(p + "/wendle.log").value_or("").find(text) != std::string::npos;
+    };
+    ASSERT_TRUE(
+        eventually([&] { return logged("Keystroke interceptor started successfully"); }, 10s));
     bool reached = false;
     for (int press = 0; press < 12 && !reached; ++press) {
         auto before = outerFrame(app.window());
@@ -85,8 +73,8 @@ TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
         auto now = outerFrame(app.window());
         reached = now && near(*now, *recorded);
     }
-    EXPECT_TRUE(reached) << logText();
-    EXPECT_NE(logText().find("Found 1 saved location(s)"), std::string::npos) << logText();
+    EXPECT_TRUE(reached) << support::readFile(p + "/wendle.log").value_or("");
+    EXPECT_TRUE(logged("Found 1 saved location(s)"));
 }
 
 }  // namespace

@@ -14,8 +14,7 @@
 using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
-using testing::moveWindow;
-using testing::rule;
+using namespace tarn::testing;
 using Dir = Action::MoveDirection;
 
 namespace {
@@ -23,30 +22,30 @@ namespace {
 RootConfig demoConfig() {
     using Target = Action::MouseTarget;
     RootConfig config;
-    config.globalRules = {
-        rule(124, 6, moveWindow(Dir::right)),
-        rule(123, 6, moveWindow(Dir::left)),
-        rule(126, 6, moveWindow(Dir::up)),
-        rule(125, 6, moveWindow(Dir::down)),
-        rule(36, 6, moveWindow(Dir::maximize)),
-        rule(17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}},
-             false),
+    for (auto [key, direction] : {std::pair{124, Dir::right},
+                                  {123, Dir::left},
+                                  {126, Dir::up},
+                                  {125, Dir::down},
+                                  {36, Dir::maximize}}) {
+        config.globalRules.push_back(rule(key, 6, moveWindow(direction)));
+    }
+    config.globalRules.push_back(rule(
+        17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}}, false));
+    config.globalRules.push_back(
         rule(46, 6,
-             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}),
-    };
+             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}));
     config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
     config.globalRules[0].overrideTarn = Dir::right;
     SavedWindowLocation location{.frame = {100, 50, 900, 700}};
     SavedWindowLocation second{.frame = {2020.6, 80.2, 1200, 900}, .screenIndex = 1};
+    auto id = [&](int i) { return config.globalRules[std::size_t(i)].id; };
     config.appConfigs = {
         {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
         {.bundleID = "org.demo.editor",
          .displayName = "Editor",
          .savedLocations = {location, second},
-         .ruleOverrides = {{config.globalRules[2].id, {.enabled = false}},
-                           {config.globalRules[1].id,
-                            {.enabled = true,
-                             .stateFilters = StateFilters{.fullWidthOnSecondary = false}}}}},
+         .ruleOverrides = {{id(2), {.enabled = false}},
+                           {id(1), {true, StateFilters{.fullWidthOnSecondary = false}}}}},
         {.bundleID = "org.demo.mail", .displayName = "Mail"},
     };
     return config;
@@ -55,10 +54,8 @@ RootConfig demoConfig() {
 void save(QWidget* window, const QString& name) {
     QApplication::processEvents();
     QString dir = qEnvironmentVariable("TARN_UI_SHOTS_DIR", QDir::current().filePath("ui-shots"));
-    QDir().mkpath(dir);
     QString path = QDir(dir).filePath(name + ".png");
-    QVERIFY2(window->grab().save(path), qPrintable(path));
-    qInfo("saved %s", qPrintable(path));
+    QVERIFY2(QDir().mkpath(dir) && window->grab().save(path), qPrintable(path));
 }
 
 }  // namespace
@@ -67,30 +64,30 @@ class ShotsTest : public QObject {
     Q_OBJECT
   private slots:
     void settingsWindow() {
-        testing::StoreFixture f;
-        testing::FakeRunningApps apps;
+        StoreFixture f;
+        FakeRunningApps apps;
         f.store.setConfig(demoConfig());
+        auto id = [&](int i) { return f.store.config().globalRules[std::size_t(i)].id; };
         SettingsWindowController controller(f.store, apps);
         controller.show();
         controller.setChordStatus({{{125, 6}, platform::ChordGrab::takenByOther}});
         QWidget* window = controller.window();
         save(window, "settings-global-rules");
-
         GlobalRulesView* rules = controller.view()->globalRules();
-        rules->selectRule(f.store.config().globalRules[5].id);
+        rules->selectRule(id(5));
         save(window, "settings-send-keystrokes");
-        rules->selectRule(f.store.config().globalRules[6].id);
+        rules->selectRule(id(6));
         save(window, "settings-move-mouse");
-        rules->selectRule(f.store.config().globalRules[2].id);
+        rules->selectRule(id(2));
         rules->editor()->findChild<QPushButton*>("record")->click();
         save(window, "settings-recording");
 
         controller.view()->select("org.demo.editor");
         save(window, "settings-app-rules");
         AppRulesView* app = controller.view()->appRules();
-        app->selectRule(f.store.config().globalRules[1].id);
+        app->selectRule(id(1));
         save(window, "settings-app-custom-filters");
-        app->selectRule(f.store.config().globalRules[2].id);
+        app->selectRule(id(2));
         save(window, "settings-app-rule-disabled");
         save(app->locations(), "saved-locations-editor");
         std::filesystem::create_directories(f.path());  // saving now fails
@@ -102,7 +99,7 @@ class ShotsTest : public QObject {
         apps.apps = {{.pid = 1, .bundleID = "XTerm", .localizedName = "XTerm"},
                      {.pid = 2, .bundleID = "org.demo.editor", .localizedName = "Editor"},
                      {.pid = 3, .bundleID = std::nullopt, .localizedName = std::nullopt}};
-        testing::NoIcons icons;
+        NoIcons icons;
         RunningAppPicker picker(apps, icons);
         picker.show();
         save(&picker, "running-app-picker");

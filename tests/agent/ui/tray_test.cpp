@@ -35,8 +35,8 @@ class FakeLoginItem final : public platform::LoginItem {
   private:
     bool change(const std::string& call, Status to, std::string& error) {
         calls.push_back(call);
-        if (!failure.empty()) error = failure;
         if (failure.empty()) state = to;
+        error = failure;
         return failure.empty();
     }
 };
@@ -48,10 +48,7 @@ QStringList titles(QMenu* menu) {
 }
 
 QAction* item(QMenu* menu, const QString& title) {
-    for (QAction* action : menu->actions()) {
-        if (action->text() == title) return action;
-    }
-    qFatal("no menu item %s", qPrintable(title));
+    return menu->actions().at(titles(menu).indexOf(title));
 }
 
 struct TrayFixture {
@@ -82,9 +79,10 @@ struct AppFixture {
                                           loginItem, alerts, hooks);
         return *app;
     }
-    long logged(std::string_view line) {
-        auto messages = log.takeMessages();
-        return std::count(messages.begin(), messages.end(), line);
+    long logged(std::string_view line) const {
+        auto entries = log.entries();
+        return std::count_if(entries.begin(), entries.end(),
+                             [&](const MemoryLog::Entry& entry) { return entry.message == line; });
     }
 };
 
@@ -106,75 +104,60 @@ class TrayTest : public QObject {
 
     // Each item, with the answer given to the alert it shows: the callbacks made and the
     // alert's title ("": none).
-    void itemActions_data() {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<int>("answer");
-        QTest::addColumn<QStringList>("calls");
-        QTest::addColumn<QString>("alert");
-        QTest::newRow("settings") << "Settings…" << 0 << QStringList{"settings"} << "";
-        QTest::newRow("permission")
-            << "Request Accessibility Permission…" << 0 << QStringList{"permissions"} << "";
-        QTest::newRow("quit") << "Quit" << 0 << QStringList{"quit"} << "";
-        QTest::newRow("help, OK") << "Help" << 0 << QStringList{} << "Wendle Troubleshooting";
-        QTest::newRow("help, settings")
-            << "Help" << 1 << QStringList{"settings"} << "Wendle Troubleshooting";
-        QTest::newRow("help, request now")
-            << "Help" << 2 << QStringList{"permissions"} << "Wendle Troubleshooting";
-        QTest::newRow("help, closed") << "Help" << -1 << QStringList{} << "Wendle Troubleshooting";
-        QTest::newRow("about") << "About Wendle" << 0 << QStringList{} << "Wendle";
-    }
     void itemActions() {
-        QFETCH(QString, title);
-        QFETCH(int, answer);
-        QFETCH(QStringList, calls);
-        QFETCH(QString, alert);
-        TrayFixture f;
-        f.alerts.answers = {answer};
-        f.trigger(title);
-        QCOMPARE(f.calls, calls);
-        QCOMPARE(f.alerts.shown.size(), alert.isEmpty() ? 0u : 1u);
-        if (alert.isEmpty()) return;
-        QCOMPARE(f.alerts.shown[0].message, alert);
-        if (title == "Help") {
-            QCOMPARE(f.alerts.shown[0].buttons.size(), 3);
-        } else {
-            QVERIFY(f.alerts.shown[0].informative.startsWith("Version "));
-            QCOMPARE(f.alerts.shown[0].link, QString(kWebsite));
+        const char* help = "Wendle Troubleshooting";
+        for (auto [title, answer, calls, alert] :
+             {std::tuple{"Settings…", 0, QStringList{"settings"}, ""},
+              {"Request Accessibility Permission…", 0, QStringList{"permissions"}, ""},
+              {"Quit", 0, QStringList{"quit"}, ""},
+              {"Help", 0, QStringList{}, help},  // OK
+              {"Help", 1, QStringList{"settings"}, help},
+              {"Help", 2, QStringList{"permissions"}, help},  // request now
+              {"Help", -1, QStringList{}, help},              // closed
+              {"About Wendle", 0, QStringList{}, "Wendle"}}) {
+            TrayFixture f;
+            f.alerts.answers = {answer};
+            f.trigger(title);
+            QCOMPARE(f.calls, calls);
+            QCOMPARE(f.alerts.shown.size(), *alert ? 1u : 0u);
+            if (!*alert) continue;
+            QCOMPARE(f.alerts.shown[0].message, alert);
+            if (std::string_view(title) == "Help") {
+                QCOMPARE(f.alerts.shown[0].buttons.size(), 3);
+            } else {
+                QVERIFY(f.alerts.shown[0].informative.startsWith("Version "));
+                QCOMPARE(f.alerts.shown[0].link, QString(kWebsite));
+            }
         }
     }
 
     // The title reads the state when the menu was built; the toggle acts on the state now.
     // A failure is shown, and the title stays.
     void loginItemToggle() {
-        struct Case {
-            Status atBuild, now;
-            const char *failure, *title, *call, *rebuilt;
-        };
-        const char* start = "Start at Login";
-        const char* remove = "Remove from Login Items";
-        for (auto c :
-             {Case{Status::enabled, Status::enabled, "", remove, "unregister", start},
-              Case{Status::notRegistered, Status::notRegistered, "", start, "register", remove},
-              Case{Status::notRegistered, Status::enabled, "", start, "unregister", start},
-              Case{Status::notRegistered, Status::notRegistered, "cannot write x.desktop", start,
-                   "register", start}}) {
+        using enum Status;
+        const char *start = "Start at Login", *remove = "Remove from Login Items";
+        for (auto [atBuild, now, failure, title, call, rebuilt] :
+             {std::tuple{enabled, enabled, "", remove, "unregister", start},
+              {notRegistered, notRegistered, "", start, "register", remove},
+              {notRegistered, enabled, "", start, "unregister", start},
+              {notRegistered, notRegistered, "cannot write x.desktop", start, "register", start}}) {
             TrayFixture f;
-            f.loginItem.state = c.atBuild;
+            f.loginItem.state = atBuild;
             f.tray.buildMenu();
-            f.loginItem.state = c.now;
-            f.loginItem.failure = c.failure;
-            QCOMPARE(f.loginTitle(), c.title);
-            f.trigger(c.title);
-            QCOMPARE(f.loginItem.calls, std::vector<std::string>{c.call});
-            QCOMPARE(f.loginTitle(), c.rebuilt);
+            f.loginItem.state = now;
+            f.loginItem.failure = failure;
+            QCOMPARE(f.loginTitle(), title);
+            f.trigger(title);
+            QCOMPARE(f.loginItem.calls, std::vector<std::string>{call});
+            QCOMPARE(f.loginTitle(), rebuilt);
             QStringList alerts;
             for (const Alert& alert : f.alerts.shown) {
                 alerts << alert.message + ": " + alert.informative;
                 QCOMPARE(alert.style, Alert::Style::warning);
             }
-            QCOMPARE(alerts, *c.failure ? QStringList{"Login Item Error: Failed to update login "
-                                                      "item status: cannot write x.desktop"}
-                                        : QStringList{});
+            QCOMPARE(alerts, *failure ? QStringList{"Login Item Error: Failed to update login "
+                                                    "item status: cannot write x.desktop"}
+                                      : QStringList{});
         }
     }
 
@@ -238,13 +221,8 @@ class TrayTest : public QObject {
             if (tray) item(app.statusBar().menu(), "Settings…")->trigger();
             QVERIFY(app.settings().window()->isVisible());
             QCOMPARE(starts, retries);
-            auto messages = f.log.takeMessages();
-            QCOMPARE(std::count(messages.begin(), messages.end(),
-                                "Interceptor not running, retrying startup..."),
-                     retries);
-            QCOMPARE(
-                std::count(messages.begin(), messages.end(), std::string(platformTexts().noTray)),
-                tray ? 0 : 1);
+            QCOMPARE(f.logged("Interceptor not running, retrying startup..."), retries);
+            QCOMPARE(f.logged(platformTexts().noTray), tray ? 0 : 1);
         }
     }
 

@@ -6,6 +6,7 @@
 #include <QTemporaryDir>
 #include <deque>
 #include <memory>
+#include <numeric>
 
 #include "agent/config_store.h"
 #include "agent/ui/alerts.h"
@@ -90,8 +91,8 @@ class FakeWindows final : public agent::ui::WindowAccess {
         return bundleID == runningBundleID ? std::optional<platform::Pid>(42) : std::nullopt;
     }
     std::vector<platform::WindowId> windows(platform::Pid) override {
-        std::vector<platform::WindowId> ids;
-        for (std::size_t i = 0; i < frames.size(); ++i) ids.push_back(i);
+        std::vector<platform::WindowId> ids(frames.size());
+        std::iota(ids.begin(), ids.end(), 0);
         return ids;
     }
     std::optional<platform::Point> position(platform::WindowId window) override {
@@ -117,9 +118,8 @@ class RecordingAlerts final : public agent::ui::AlertPresenter {
     std::deque<int> answers;
     int present(const agent::ui::Alert& alert) override {
         shown.push_back(alert);
-        if (answers.empty()) return 0;
-        int answer = answers.front();
-        answers.pop_front();
+        int answer = answers.empty() ? 0 : answers.front();
+        if (!answers.empty()) answers.pop_front();
         return answer;
     }
 };

@@ -23,19 +23,14 @@
 using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
-using testing::checkBox;
-using testing::moveWindow;
-using testing::named;
-using testing::rule;
-using testing::titled;
-using testing::visibleTexts;
+using namespace tarn::testing;
 using Dir = Action::MoveDirection;
 using Selection = std::optional<std::string>;
 constexpr auto kQtTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
 
 namespace {
 
-struct RulesFixture : testing::StoreFixture {
+struct RulesFixture : StoreFixture {
     std::unique_ptr<GlobalRulesView> view;
     explicit RulesFixture(std::vector<HotkeyRule> rules = {}) {
         store.setConfig({.globalRules = std::move(rules)});
@@ -67,7 +62,7 @@ class ViewsTest : public QObject {
     // Edits keep the rows (and a view's selection), whole rows included; added rules are
     // inserted below; anything else resets.
     void rulesModelFollowsTheStore() {
-        testing::StoreFixture f;
+        StoreFixture f;
         auto first = rule(124, 6, moveWindow(Dir::right));
         f.store.setConfig({.globalRules = {first, rule(40, 13, moveWindow(Dir::left), false)}});
         GlobalRulesModel model(f.store);
@@ -108,7 +103,7 @@ class ViewsTest : public QObject {
         for (auto [state, tooltip] : {std::pair{grabbed, ""},
                                       {takenByOther, "Another program"},
                                       {noKey, "The current keyboard"}}) {
-            testing::StoreFixture f;
+            StoreFixture f;
             f.store.setConfig({.globalRules = {rule(124, 6, moveWindow(Dir::right)),
                                                rule(123, 6, moveWindow(Dir::left))}});
             GlobalRulesModel model(f.store);
@@ -128,7 +123,7 @@ class ViewsTest : public QObject {
     }
 
     void appsModel() {
-        testing::StoreFixture f;
+        StoreFixture f;
         RootConfig config = apps({"Zed", "alpha"});
         config.appConfigs[1].savedLocations.resize(3);
         f.store.setConfig(config);
@@ -193,64 +188,45 @@ class ViewsTest : public QObject {
     // Recording takes the key pressed next as it is, Escape and Tab too, and only its code
     // (the key table's, found by name, by the character typed, or on the keypad); a modifier
     // alone or an unknown key leaves it waiting, and the button alone cancels.
-    void recording_data() {
-        QTest::addColumn<int>("key");
-        QTest::addColumn<int>("modifiers");
-        QTest::addColumn<int>("code");
-        auto row = [](const char* name, int key, int modifiers, int code) {
-            QTest::newRow(name) << key << modifiers << code;
-        };
-        row("Escape", Qt::Key_Escape, 0, 53);
-        row("Tab", Qt::Key_Tab, 0, 48);
-        row("Cmd+K: the key only", Qt::Key_K, Qt::MetaModifier, 40);
-        row("! is the 1 key", Qt::Key_Exclam, Qt::ShiftModifier, 18);
-        row("{ is the [ key", Qt::Key_BraceLeft, Qt::ShiftModifier, 33);
-        row("backspace", Qt::Key_Backspace, 0, 51);
-        row("forward delete", Qt::Key_Delete, 0, 117);
-        row("F1", Qt::Key_F1, 0, 122);
-        row("F20", Qt::Key_F20, 0, 90);
-        row("keypad 7", Qt::Key_7, Qt::KeypadModifier, 89);
-        row("keypad enter", Qt::Key_Enter, Qt::KeypadModifier, 76);
-        row("keypad minus", Qt::Key_Minus, Qt::KeypadModifier, 78);
-        row("keypad page down", Qt::Key_PageDown, Qt::KeypadModifier, 121);
-    }
     void recording() {
-        QFETCH(int, key);
-        QFETCH(int, modifiers);
-        QFETCH(int, code);
-        RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
-        QVERIFY(visibleTexts(f.editor()).contains("Key: → (code: 124)"));
-        auto* record = named<QPushButton>(f.editor(), "record");
-        QTest::mouseClick(record, Qt::LeftButton);
-        QCOMPARE(record->text(), "Press a key…");
-        auto* recorder = f.editor()->findChild<KeyRecorder*>();
-        QTest::keyClick(recorder, Qt::Key_Shift);
-        QTest::keyClick(recorder, Qt::Key_Launch0);
-        QVERIFY(f.editor()->isRecording());
-        QTest::keyPress(recorder, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
-        QVERIFY(!f.editor()->isRecording());
-        QCOMPARE(record->text(), "Record");
-        QCOMPARE(f.stored().chord, (KeyChord{code, {6}}));
-        QVERIFY(!visibleTexts(f.editor()).contains("Hotkey: ⌃⌥→"));
-        QTest::mouseClick(record, Qt::LeftButton);
-        QTest::mouseClick(record, Qt::LeftButton);
-        QTest::keyClick(recorder, Qt::Key_A);
-        QVERIFY(!f.editor()->isRecording());
-        QCOMPARE(f.stored().chord.keyCode, code);
+        using enum Qt::KeyboardModifier;
+        for (auto [key, modifiers, code] : {std::tuple{Qt::Key_Escape, NoModifier, 53},
+                                            {Qt::Key_Tab, NoModifier, 48},
+                                            {Qt::Key_K, MetaModifier, 40},
+                                            {Qt::Key_Exclam, ShiftModifier, 18},     // the 1 key
+                                            {Qt::Key_BraceLeft, ShiftModifier, 33},  // the [ key
+                                            {Qt::Key_Backspace, NoModifier, 51},
+                                            {Qt::Key_Delete, NoModifier, 117},
+                                            {Qt::Key_F1, NoModifier, 122},
+                                            {Qt::Key_F20, NoModifier, 90},
+                                            {Qt::Key_7, KeypadModifier, 89},
+                                            {Qt::Key_Enter, KeypadModifier, 76},
+                                            {Qt::Key_Minus, KeypadModifier, 78},
+                                            {Qt::Key_PageDown, KeypadModifier, 121}}) {
+            RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
+            QVERIFY(visibleTexts(f.editor()).contains("Key: → (code: 124)"));
+            auto* record = named<QPushButton>(f.editor(), "record");
+            QTest::mouseClick(record, Qt::LeftButton);
+            QCOMPARE(record->text(), "Press a key…");
+            auto* recorder = f.editor()->findChild<KeyRecorder*>();
+            QTest::keyClick(recorder, Qt::Key_Shift);
+            QTest::keyClick(recorder, Qt::Key_Launch0);
+            QVERIFY(f.editor()->isRecording());
+            QTest::keyPress(recorder, key, modifiers);
+            QVERIFY(!f.editor()->isRecording());
+            QCOMPARE(record->text(), "Record");
+            QCOMPARE(f.stored().chord, (KeyChord{code, {6}}));
+            QVERIFY(!visibleTexts(f.editor()).contains("Hotkey: ⌃⌥→"));
+            QTest::mouseClick(record, Qt::LeftButton);
+            QTest::mouseClick(record, Qt::LeftButton);
+            QTest::keyClick(recorder, Qt::Key_A);
+            QVERIFY(!f.editor()->isRecording());
+            QCOMPARE(f.stored().chord.keyCode, code);
+        }
     }
 
-    // With recording off, keys reach the normal widgets: the sequence field takes text.
-    void typingElsewhereWhileNotRecording() {
-        RulesFixture f({rule(0, 8, Action{Action::SendKeystrokeSequence{}})});
-        auto* field = named<QLineEdit>(f.editor(), "sequence");
-        field->setFocus();
-        QTest::keyClicks(field, "{cmd}v");
-        QTest::keyClick(field, Qt::Key_Escape);
-        QCOMPARE(field->text(), "{cmd}v");
-        QCOMPARE(f.actionText(), "Send: {cmd}v");
-    }
-
-    // Each box sets and clears its bit; bits the boxes do not show are kept.
+    // Each box sets and clears its bit; bits the boxes do not show are kept. Then the swallow
+    // box and the override picker, which also follows the store.
     void modifierBoxes() {
         RulesFixture f({rule(40, 0, moveWindow(Dir::left))});
         for (auto [title, bit] :
@@ -264,25 +240,53 @@ class ViewsTest : public QObject {
             QCOMPARE(f.stored().chord.modifiers.rawValue, (15 | 64) & ~bit);
             f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {0}; });
         }
+        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
+        QCOMPARE(f.stored().swallow, false);
+        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
+        override->activated(4);
+        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
+        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
+        QCOMPARE(override->currentText(), "Right");
+        override->activated(0);
+        QVERIFY(!f.stored().overrideTarn);
+        QCOMPARE(override->currentIndex(), 0);
     }
 
-    // Each segment starts its kind afresh, dropping the old parameters.
+    // Each segment starts its kind afresh, dropping the old parameters. With recording off,
+    // keys reach the normal widgets: the sequence field takes text, Escape included.
     void actionSegments() {
         RulesFixture f({rule(0, 8, moveWindow(Dir::down))});
         for (auto [segment, rendered] : {std::pair{"MoveWindow", "Move Window: left"},
-                                         {"SendKeystrokes", "Send: "},
-                                         {"MoveMouse", "Move Mouse: App, Center"}}) {
+                                         {"MoveMouse", "Move Mouse: App, Center"},
+                                         {"SendKeystrokes", "Send: "}}) {
             f.store.update([](RootConfig& c) {
                 c.globalRules[0].action = Action{Action::SendKeystrokeSequence{"old"}};
             });
             named<QPushButton>(f.editor(), segment)->click();
             QCOMPARE(f.actionText(), rendered);
         }
+        auto* field = named<QLineEdit>(f.editor(), "sequence");
+        field->setFocus();
+        QTest::keyClicks(field, "{cmd}v");
+        QTest::keyClick(field, Qt::Key_Escape);
+        QCOMPARE(f.actionText(), "Send: {cmd}v");
     }
 
-    // A vertical move hides the filters block; the stored filters stay.
-    void directionPicker() {
+    // The first filter change stores all six flags: five true and the changed one. A vertical
+    // move hides the filters block; the stored filters stay.
+    void filtersAndDirection() {
         RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
+        for (auto [box, stored] :
+             {std::pair{"AlignLeftPrimary", StateFilters{.alignLeftOnPrimary = false}},
+              {"FullWidthSecondary", StateFilters{.fullWidthOnSecondary = false}}}) {
+            f.store.update([](RootConfig& c) { c.globalRules[0].stateFilters.reset(); });
+            auto* check = named<QCheckBox>(f.editor(), box);
+            QVERIFY(check->isChecked());
+            check->click();
+            QCOMPARE(f.stored().stateFilters, std::optional(stored));
+            check->click();
+            QCOMPARE(f.stored().stateFilters, std::optional(StateFilters{}));
+        }
         auto* direction = named<QComboBox>(f.editor(), "Direction");
         QCOMPARE(direction->currentText(), "Right");
         auto* filters = f.editor()->findChild<StateFiltersEditor*>();
@@ -297,21 +301,6 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Move Window: maximize");
         direction->activated(0);
         QVERIFY(filters->isVisibleTo(f.editor()) && f.editor()->isHorizontalAction());
-    }
-
-    // The first change stores all six flags: five true and the changed one.
-    void firstFilterChange() {
-        for (auto [box, stored] :
-             {std::pair{"AlignLeftPrimary", StateFilters{.alignLeftOnPrimary = false}},
-              {"FullWidthSecondary", StateFilters{.fullWidthOnSecondary = false}}}) {
-            RulesFixture f({rule(123, 6, moveWindow(Dir::left))});
-            auto* check = named<QCheckBox>(f.editor(), box);
-            QVERIFY(!f.stored().stateFilters && check->isChecked());
-            check->click();
-            QCOMPARE(f.stored().stateFilters, std::optional(stored));
-            check->click();
-            QCOMPARE(f.stored().stateFilters, std::optional(StateFilters{}));
-        }
     }
 
     void mousePickers() {
@@ -329,32 +318,19 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Move Mouse: Screen 1, Upper Corner");
         // A screen not attached now still shows as chosen.
         f.store.update([](RootConfig& c) {
+            using Target = Action::MouseTarget;
             c.globalRules[0].action =
-                Action{Action::MoveMouse{Action::MouseTarget{Action::MouseTarget::Screen{5}},
-                                         Action::MousePosition::center}};
+                Action{Action::MoveMouse{Target{Target::Screen{5}}, Action::MousePosition::center}};
         });
         QCOMPARE(screen->currentText(), "Screen 5");
+        QCOMPARE(target->currentText(), "Screen");
         target->activated(0);
         QCOMPARE(f.actionText(), "Move Mouse: App, Center");
     }
 
-    void swallowAndOverride() {
-        RulesFixture f({rule(0, 8, moveWindow(Dir::left))});
-        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
-        QCOMPARE(f.stored().swallow, false);
-        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
-        override->activated(4);
-        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
-        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
-        QCOMPARE(override->currentText(), "Right");
-        override->activated(0);
-        QVERIFY(!f.stored().overrideTarn);
-        QCOMPARE(override->currentIndex(), 0);
-    }
-
     void windowReusedWithItsSelection() {
-        testing::StoreFixture f;
-        testing::FakeRunningApps running;
+        StoreFixture f;
+        FakeRunningApps running;
         f.store.setConfig(apps({"Editor"}));
         SettingsWindowController controller(f.store, running);
         controller.show();
@@ -363,6 +339,9 @@ class ViewsTest : public QObject {
         // nothing.
         QVERIFY(QTest::qWaitForWindowActive(window));
         QApplication::processEvents();
+        QPoint offCentre = window->geometry().center() -
+                           QGuiApplication::primaryScreen()->availableGeometry().center();
+        QVERIFY2(offCentre.manhattanLength() <= 2, "opens in the middle of the main screen");
         SettingsView* view = controller.view();
         QCOMPARE(view->selection(), Selection(kGlobalSelection));
         QCOMPARE(view->currentDetail(), view->globalRules());
@@ -387,33 +366,31 @@ class ViewsTest : public QObject {
                                          {"org.demo.Editor", "Editor"},
                                          {"click", "Editor"},
                                          {"org.demo.gone", "Select an item."}}) {
-            testing::SettingsFixture f(apps({"Mail", "Editor"}));
+            SettingsFixture f(apps({"Mail", "Editor"}));
             f.view->select("org.demo.Mail");
             auto* list = f.view->appList();
-            if (selection == std::string("click")) {
+            if (std::string_view(selection) == "click") {
                 QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
                                   list->visualRect(list->model()->index(1, 0)).center());
             } else {
                 f.view->select(selection);
             }
             QWidget* shown = f.view->currentDetail();
-            if (detail == std::string("global")) {
-                QCOMPARE(shown, f.view->globalRules());
-            } else if (auto* label = qobject_cast<QLabel*>(shown)) {
-                QCOMPARE(label->text(), detail);
-            } else {
-                QVERIFY(visibleTexts(shown).contains(detail));
-            }
+            auto* label = qobject_cast<QLabel*>(shown);
+            QVERIFY((shown == f.view->globalRules() ? QStringList{"global"}
+                     : label                        ? QStringList{label->text()}
+                                                    : visibleTexts(shown))
+                        .contains(detail));
             QCOMPARE(list->selectionModel()->selectedRows().size() == 1,
                      shown == f.view->appRules());
-            QCOMPARE(f.view->appRules() != nullptr, detail == std::string("Editor"));
+            QCOMPARE(f.view->appRules() != nullptr, std::string_view(detail) == "Editor");
         }
     }
 
     // Delete and Backspace in the list remove the selected application at once and return
     // to global; so does the pane's own button.
     void deleteSelectedAppReturnsToGlobal() {
-        testing::SettingsFixture f(apps({"A", "B", "C"}));
+        SettingsFixture f(apps({"A", "B", "C"}));
         f.view->select("org.demo.B");
         QTest::keyClick(f.view->appList(), Qt::Key_F5);  // not a deleting key
         QCOMPARE(f.store.config().appConfigs.size(), 3u);
@@ -434,34 +411,26 @@ class ViewsTest : public QObject {
     // A picked application is added (named by its identifier when it has no name) or, when
     // already configured, renamed; either way selected. One without an identifier is not.
     void pickRunningApp() {
-        struct Case {
-            const char* bundleID;
-            const char* name;
-            std::size_t apps;
-            const char* selected;
-            const char* storedName;
-        };
-        for (auto c :
-             {Case{"org.demo.new", "New", 2, "org.demo.new", "New"},
-              Case{"org.demo.Editor", "Editor 2", 1, "org.demo.Editor", "Editor 2"},
-              Case{"org.demo.nameless", nullptr, 2, "org.demo.nameless", "org.demo.nameless"},
-              Case{nullptr, "Stray", 1, "GLOBAL", "Editor"}}) {
-            testing::SettingsFixture f(apps({"Editor"}));
+        for (auto [bundleID, name, count, selected, storedName] :
+             {std::tuple{"org.demo.new", "New", 2, "org.demo.new", "New"},
+              {"org.demo.Editor", "Editor 2", 1, "org.demo.Editor", "Editor 2"},
+              {"org.demo.nameless", nullptr, 2, "org.demo.nameless", "org.demo.nameless"},
+              {nullptr, "Stray", 1, "GLOBAL", "Editor"}}) {
+            SettingsFixture f(apps({"Editor"}));
             platform::AppInfo app;
-            if (c.bundleID) app.bundleID = c.bundleID;
-            if (c.name) app.localizedName = c.name;
+            if (bundleID) app.bundleID = bundleID;
+            if (name) app.localizedName = name;
             f.view->pickRunningApp(app);
-            const auto& configs = f.store.config().appConfigs;
-            QCOMPARE(configs.size(), c.apps);
-            QCOMPARE(f.selection(), Selection(c.selected));
-            QCOMPARE(configs.back().displayName, c.storedName);
+            QCOMPARE(int(f.store.config().appConfigs.size()), count);
+            QCOMPARE(f.selection(), Selection(selected));
+            QCOMPARE(f.store.config().appConfigs.back().displayName, storedName);
         }
     }
 
     // "Add Running App…" offers the running applications, asked afresh; the one clicked is
     // added and selected.
     void addRunningAppThroughThePicker() {
-        testing::SettingsFixture f;
+        SettingsFixture f;
         f.apps.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
                        {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
         QStringList offered;
@@ -479,7 +448,7 @@ class ViewsTest : public QObject {
 
     // A failed save shows until a later one succeeds; the edits are kept meanwhile.
     void failedSaveIsShown() {
-        testing::SettingsFixture f;
+        SettingsFixture f;
         auto* banner = named<QLabel>(f.view.get(), "saveError");
         QVERIFY(!banner->isVisible());
         std::filesystem::create_directories(f.path());  // the write cannot succeed
