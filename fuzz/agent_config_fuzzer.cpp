@@ -61,9 +61,9 @@ void checkOverrideLookupSees(const agent::RootConfig& config, const support::Jso
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    auto decoded = agent::decodeConfigText(fuzz::textOf(data, size));
-    if (!decoded) return 0;
+TARN_FUZZ_TARGET(text) {
+    auto decoded = agent::decodeConfigText(text);
+    if (!decoded) return;
 
     std::string saved = agent::configText(decoded->config);
     auto reread = agent::decodeConfigText(saved);
@@ -72,5 +72,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto document = support::parseJson(saved);
     check(document.has_value());
     checkOverrideLookupSees(decoded->config, *document);
-    return 0;
 }

@@ -5,6 +5,7 @@
 
 #include "support/json_text.h"
 #include "tests/common/command_runner.h"
+#include "tests/common/rect_assert.h"
 
 namespace tarn::testing {
 namespace {
@@ -13,9 +14,7 @@ using support::Json;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-struct Frame {
-    double x, y, width, height;
-};
+using Frame = platform::Rect;
 
 // A laptop-sized primary and a smaller screen to its right; the editor's home is on the
 // primary. Usable areas (less the 25-point band at the top): (0, 25, 1920, 1055) and
@@ -37,23 +36,17 @@ class MoveAppCommandTest : public CommandTest {
 
     Json window() { return readDesktop()["apps"][0]["windows"][0]; }
 
-    void expectWindowAt(const Frame& f, const std::string& context) {
+    void expectWindowAt(const Frame& frame, const std::string& context) {
         auto w = window();
-        EXPECT_NEAR(w["x"].get<double>(), f.x, 1e-6) << context;
-        EXPECT_NEAR(w["y"].get<double>(), f.y, 1e-6) << context;
-        EXPECT_NEAR(w["width"].get<double>(), f.width, 1e-6) << context;
-        EXPECT_NEAR(w["height"].get<double>(), f.height, 1e-6) << context;
+        EXPECT_RECT((Frame{w["x"], w["y"], w["width"], w["height"]}), frame) << context;
     }
 
     // The stored record of the editor, decoded from its string in state.json.
     Json storedState() {
-        auto text = configFile("state.json");
-        if (!text) return nullptr;
-        auto document = support::parseJson(*text);
-        if (!document) return nullptr;
-        auto entry = (*document)["values"].find("window_My_Editor");
-        if (entry == (*document)["values"].end()) return nullptr;
-        return *support::parseJson(entry->get<std::string>());
+        auto document = support::parseJson(configFile("state.json").value_or(""));
+        auto entry = document ? document->value(Json::json_pointer("/values/window_My_Editor"), "")
+                              : std::string();
+        return support::parseJson(entry).value_or(nullptr);
     }
 
     void writeAgentConfig(const std::string& json) { writeConfigFile("wendle-config.json", json); }
@@ -150,10 +143,9 @@ TEST_F(MoveAppCommandTest, ManualMoveOfMoreThanTenPointsResetsHome) {
         SetUp();
         std::filesystem::remove(configDir() / "state.json");
         ASSERT_EQ(run({"move-app", "right"}).status, 0);  // to (0, 100, 1920, 600)
-        patchDesktop((R"({"apps": [{"pid": 100, "bundleID": "com.example.editor",
-            "name": "My Editor", "windows": [{"id": 1, "x": )" +
-                      std::to_string(c.dx) + R"(, "y": 100, "width": 1920, "height": 600}]}]})")
-                         .c_str());
+        auto desktop = readDesktop();
+        desktop["apps"][0]["windows"][0]["x"] = c.dx;
+        writeDesktop(desktop);
         auto result = run({"move-app", "left"});
         ASSERT_EQ(result.status, 0) << result.err;
         EXPECT_EQ(result.err.find("User manually moved window") != std::string::npos, c.reset)
@@ -163,37 +155,25 @@ TEST_F(MoveAppCommandTest, ManualMoveOfMoreThanTenPointsResetsHome) {
 }
 
 TEST_F(MoveAppCommandTest, BadDirectionsAndMissingPermission) {
-    struct Case {
-        std::vector<std::string> args;
-        const char* patch;
-        int status;
-        const char* lastLine;
-    };
-    const Case cases[] = {
-        {{"move-app", "Left"}, "{}", 1, "Invalid direction: Left\n"},
-        {{"move-app", "maximize"}, "{}", 1, "Invalid direction: maximize\n"},
-        {{"move-app", ""}, "{}", 1, "Invalid direction: \n"},
-        {{"move-app", "right"},
-         R"({"accessibilityTrusted": false})",
-         5,
-         "ERROR: Accessibility not trusted\n"},
-        {{"move-app", "right"},
-         R"({"apps": [{"pid": 100, "name": "My Editor", "windows": [{"id": 1,
-             "frameReadable": false}]}]})",
-         1,
-         "ERROR: Could not get window frame\n"},
-        {{"move-app", "up"},
-         R"({"frontmost": null})",
-         1,
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
+        // clang-format off
+        {"Left", "{}", 1, "Invalid direction: Left\n"},
+        {"maximize", "{}", 1, "Invalid direction: maximize\n"},
+        {"right", R"({"accessibilityTrusted": false})", 5, "ERROR: Accessibility not trusted\n"},
+        {"right", R"({"apps": [{"pid": 100, "name": "My Editor",
+                      "windows": [{"id": 1, "frameReadable": false}]}]})",
+         1, "ERROR: Could not get window frame\n"},
+        {"up", R"({"frontmost": null})", 1,
          "ERROR: No frontmost window found and no tracked minimized windows\n"},
+        // clang-format on
     };
-    for (const auto& c : cases) {
+    for (const auto& [word, patch, status, lastLine] : cases) {
         SetUp();
-        patchDesktop(c.patch);
-        auto result = run(c.args);
-        EXPECT_EQ(result.status, c.status) << c.args[1];
-        EXPECT_THAT(result.err, ::testing::EndsWith(c.lastLine)) << c.args[1];
-        EXPECT_FALSE(configFile("state.json")) << "nothing saved for " << c.args[1];
+        patchDesktop(patch);
+        auto result = run({"move-app", word});
+        EXPECT_EQ(result.status, status) << word;
+        EXPECT_THAT(result.err, ::testing::EndsWith(lastLine)) << word;
+        EXPECT_FALSE(configFile("state.json")) << "nothing saved for " << word;
     }
 }
 
