@@ -5,6 +5,7 @@
 
 #include "support/json_text.h"
 #include "tests/common/command_runner.h"
+#include "tests/common/golden.h"
 #include "tests/common/rect_assert.h"
 
 namespace tarn::testing {
@@ -75,17 +76,9 @@ TEST_F(MoveAppCommandTest, EachRunContinuesFromTheSavedState) {
 TEST_F(MoveAppCommandTest, FirstPressPrintsItsDiagnostics) {
     auto result = run({"move-app", "right"});
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err,
-                ::testing::StartsWith(
-                    "DEBUG: handleMoveApp called with direction: right, fromUserRule: false\n"
-                    "DEBUG: Looking for Wendle config at: " +
-                    (configDir() / "wendle-config.json").string() +
-                    "\nDEBUG: Could not load Wendle config file (file not found or "
-                    "unreadable)\nDEBUG: Frontmost app: My Editor\n"
-                    "DEBUG: State key: window_My_Editor\n"
-                    "DEBUG: Current frame: x=100.0, y=100.0, w=800.0, h=600.0\n"
-                    "DEBUG: Current screen index: 0\nDEBUG: Creating new state for app\n"));
-    EXPECT_THAT(result.err, ::testing::EndsWith("DEBUG: Saving state - hState=1, vState=0\n"));
+    auto transcript = golden("cli/golden/first_press.txt");
+    EXPECT_EQ(result.err,
+              transcript.replace(transcript.find("CONFIG_DIR"), 10, configDir().string()));
 }
 
 TEST_F(MoveAppCommandTest, DownMinimisesAndTheNextUpGoesFullScreen) {
