@@ -35,11 +35,7 @@ TEST(DoubleTextTest, NonFiniteValuesHaveWords) {
 }
 
 TEST(ParseInt64Test, AcceptsOnlySignedDigitsInRange) {
-    struct Case {
-        const char* text;
-        std::optional<std::int64_t> value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, std::optional<std::int64_t>> cases[] = {
         {"0", 0},
         {"007", 7},
         {"+12", 12},
@@ -58,21 +54,19 @@ TEST(ParseInt64Test, AcceptsOnlySignedDigitsInRange) {
         {"+-1", std::nullopt},
         {"１", std::nullopt},  // a full-width digit is not a digit here
     };
-    for (const auto& c : cases) EXPECT_EQ(parseInt64(c.text), c.value) << '"' << c.text << '"';
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(parseInt64(text), value) << '"' << text << '"';
 }
 
 TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
-    struct Case {
-        const char* text;
-        std::optional<double> value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, std::optional<double>> cases[] = {
         {"1.5", 1.5},           {"1e3", 1000},        {".5", 0.5},
         {"-0.0", -0.0},         {"0x1p3", 8},         {"1.", 1},
         {"", std::nullopt},     {" 1", std::nullopt}, {"1 ", std::nullopt},
         {"1.5x", std::nullopt}, {"e3", std::nullopt}, {"abc", std::nullopt},
     };
-    for (const auto& c : cases) EXPECT_EQ(parseDouble(c.text), c.value) << '"' << c.text << '"';
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(parseDouble(text), value) << '"' << text << '"';
     EXPECT_TRUE(std::isinf(parseDouble("inf").value()));
     EXPECT_TRUE(std::isinf(parseDouble("1e400").value()));
     EXPECT_TRUE(std::isnan(parseDouble("nan").value()));
@@ -80,11 +74,7 @@ TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
 
 // Five readers once held five copies of this rule with three bounds (9e15, 9.2e18, 2^63).
 TEST(ExactInt64Test, WholeDoublesFromMinusTwoToThe63UpToTwoToThe63AreIntegers) {
-    struct Case {
-        double value;
-        std::optional<std::int64_t> whole;
-    };
-    const Case cases[] = {
+    const std::pair<double, std::optional<std::int64_t>> cases[] = {
         {-0x1p63, INT64_MIN},
         {0x1p63, std::nullopt},
         {0x1p63 - 1024, 0x7ffffffffffffc00},  // the largest double below 2^63
@@ -96,7 +86,7 @@ TEST(ExactInt64Test, WholeDoublesFromMinusTwoToThe63UpToTwoToThe63AreIntegers) {
         {std::numeric_limits<double>::infinity(), std::nullopt},
         {std::numeric_limits<double>::quiet_NaN(), std::nullopt},
     };
-    for (const auto& c : cases) EXPECT_EQ(exactInt64(c.value), c.whole) << c.value;
+    for (const auto& [value, whole] : cases) EXPECT_EQ(exactInt64(value), whole) << value;
 }
 
 }  // namespace
