@@ -50,6 +50,12 @@ class MoveAppCommandTest : public CommandTest {
         return support::parseJson(entry).value_or(nullptr);
     }
 
+    // A golden standard error, the folder of tarn's files in place of CONFIG_DIR.
+    std::string transcript(const std::string& name) {
+        auto text = golden("cli/golden/" + name);
+        return text.replace(text.find("CONFIG_DIR"), 10, configDir().string());
+    }
+
     void writeAgentConfig(const std::string& json) { writeConfigFile("wendle-config.json", json); }
 };
 
@@ -76,9 +82,7 @@ TEST_F(MoveAppCommandTest, EachRunContinuesFromTheSavedState) {
 TEST_F(MoveAppCommandTest, FirstPressPrintsItsDiagnostics) {
     auto result = run({"move-app", "right"});
     EXPECT_EQ(result.out, "");
-    auto transcript = golden("cli/golden/first_press.txt");
-    EXPECT_EQ(result.err,
-              transcript.replace(transcript.find("CONFIG_DIR"), 10, configDir().string()));
+    EXPECT_EQ(result.err, transcript("first_press.txt"));
 }
 
 TEST_F(MoveAppCommandTest, DownMinimisesAndTheNextUpGoesFullScreen) {
@@ -170,27 +174,13 @@ TEST_F(MoveAppCommandTest, BadDirectionsAndMissingPermission) {
     }
 }
 
+// The filter takes the primary's fullWidth out; only three saved locations are placed,
+// each on the screen its origin is on.
 TEST_F(MoveAppCommandTest, OverrideRuleSuppliesSavedLocationsAndFilters) {
-    writeAgentConfig(R"({"globalRules": [{"id": "R1", "overrideTarn": "right",
-        "stateFilters": {"fullWidthOnPrimary": false}}],
-      "appConfigs": [{"bundleID": "com.example.editor", "displayName": "My Editor",
-        "savedLocations": [
-          {"frame": [[10, 40], [300, 200]], "screenIndex": 0},
-          {"frame": [[2000, 40], [300, 200]], "screenIndex": 1, "screenSpecific": false},
-          {"frame": [[20, 50], [300, 200]], "screenIndex": 0},
-          {"frame": [[30, 60], [300, 200]], "screenIndex": 0}],
-        "ruleOverrides": []}]})");
+    writeAgentConfig(golden("cli/golden/override_config.json"));
     auto result = run({"move-app", "right"});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Applying Wendle override for direction 'right'\n"
-                                      "DEBUG: Saved location 1: x=10.0, y=40.0, w=300.0, "
-                                      "h=200.0, screenSpecific=true\n"));
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Saved location 2: x=2000.0, y=40.0, w=300.0, "
-                                      "h=200.0, screenSpecific=false\n"));
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Saved location 4: x=30.0"));
-    // The filter took the primary's fullWidth out; only three saved locations are placed,
-    // each on the screen its origin is on.
-    EXPECT_THAT(result.err, HasSubstr("  [2] screen=0, type=alignLeft, enabled=true\n"));
+    EXPECT_EQ(result.err, transcript("override_press.txt"));
     auto saved = storedState()["savedLocations"];
     ASSERT_EQ(saved.size(), 3u);
     EXPECT_EQ(saved[1]["frame"]["screenIndex"], 1);
