@@ -13,7 +13,6 @@ namespace {
 
 using support::Json;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 using Frame = platform::Rect;
 
@@ -185,18 +184,6 @@ TEST_F(MoveAppCommandTest, OverrideRuleSuppliesSavedLocationsAndFilters) {
     ASSERT_EQ(saved.size(), 3u);
     EXPECT_EQ(saved[1]["frame"]["screenIndex"], 1);
     EXPECT_EQ(saved[1]["screenSpecific"], false);
-}
-
-TEST_F(MoveAppCommandTest, DisabledOverrideFallsBackToTheArguments) {
-    writeAgentConfig(R"({"globalRules": [{"id": "R1", "overrideTarn": "right"}],
-      "appConfigs": [{"bundleID": "com.example.editor", "displayName": "My Editor",
-        "savedLocations": [{"frame": [[10, 40], [300, 200]], "screenIndex": 0}],
-        "ruleOverrides": ["R1", {"enabled": false}]}]})");
-    auto result = run({"move-app", "right"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("Override rule is disabled for app com.example.editor"));
-    EXPECT_THAT(result.err, Not(HasSubstr("Saved location 1")));
-    expectWindowAt(Frame{0, 100, 1920, 600}, "plain right");
 }
 
 TEST_F(MoveAppCommandTest, StateThatCannotBeSavedEndsWithStatusOne) {
