@@ -29,10 +29,17 @@ TEST_P(DispatcherTest, AnswersTheFirstWord) {
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Words, DispatcherTest, ::testing::Values(
-    Case{{}, 1, "", kUsage}, Case{{"frobnicate"}, 1, "", kUsage}, Case{{"Keys", "x"}, 1, "", kUsage},
-    Case{{"HELP"}, 1, "", kUsage}, Case{{""}, 1, "", kUsage}, Case{{"version "}, 1, "", kUsage},
-    Case{{"help"}, 0, "", kHelp}, Case{{"--help"}, 0, "", kHelp}, Case{{"-h", "extra"}, 0, "", kHelp},
-    Case{{"version", "x"}, 0, kVersion + "\n", ""}, Case{{"--version"}, 0, kVersion + "\n", ""},
+    Case{{}, 1, "", kUsage},
+    Case{{"frobnicate"}, 1, "", kUsage},
+    Case{{"Keys", "x"}, 1, "", kUsage},
+    Case{{"HELP"}, 1, "", kUsage},
+    Case{{""}, 1, "", kUsage},
+    Case{{"version "}, 1, "", kUsage},
+    Case{{"help"}, 0, "", kHelp},
+    Case{{"--help"}, 0, "", kHelp},
+    Case{{"-h", "extra"}, 0, "", kHelp},
+    Case{{"version", "x"}, 0, kVersion + "\n", ""},
+    Case{{"--version"}, 0, kVersion + "\n", ""},
     Case{{"-v"}, 0, kVersion + "\n", ""},
     Case{{"move-app"}, 1, "", "Usage: tarn move-app <left|right|up|down>\n"},
     Case{{"healthcheck"}, 1, "", "ERROR: No desktop to work on: DISPLAY is not set (and "
