@@ -54,8 +54,6 @@ class MoveAppCommandTest : public CommandTest {
         auto text = golden("cli/golden/" + name);
         return text.replace(text.find("CONFIG_DIR"), 10, configDir().string());
     }
-
-    void writeAgentConfig(const std::string& json) { writeConfigFile("wendle-config.json", json); }
 };
 
 // The placements themselves are worked out in the unit tests; here each run must pick up
@@ -131,22 +129,17 @@ TEST_F(MoveAppCommandTest, WithoutFrontmostWindowATrackedMinimisedOneIsRestored)
 
 // Moving by hand between presses: more than 10 points in total makes the present frame home.
 TEST_F(MoveAppCommandTest, ManualMoveOfMoreThanTenPointsResetsHome) {
-    struct Case {
-        double dx;
-        bool reset;
-    };
-    for (const Case c : {Case{10, false}, Case{10.5, true}}) {
+    for (const auto& [dx, reset] : {std::pair{10.0, false}, std::pair{10.5, true}}) {
         SetUp();
         std::filesystem::remove(configDir() / "state.json");
         ASSERT_EQ(run({"move-app", "right"}).status, 0);  // to (0, 100, 1920, 600)
         auto desktop = readDesktop();
-        desktop["apps"][0]["windows"][0]["x"] = c.dx;
+        desktop["apps"][0]["windows"][0]["x"] = dx;
         writeDesktop(desktop);
         auto result = run({"move-app", "left"});
         ASSERT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err.find("User manually moved window") != std::string::npos, c.reset)
-            << c.dx;
-        EXPECT_EQ(storedState()["initialFrame"]["x"].get<double>(), c.reset ? c.dx : 100.0) << c.dx;
+        EXPECT_EQ(result.err.find("User manually moved window") != std::string::npos, reset) << dx;
+        EXPECT_EQ(storedState()["initialFrame"]["x"].get<double>(), reset ? dx : 100.0) << dx;
     }
 }
 
@@ -176,7 +169,7 @@ TEST_F(MoveAppCommandTest, BadDirectionsAndMissingPermission) {
 // The filter takes the primary's fullWidth out; only three saved locations are placed,
 // each on the screen its origin is on.
 TEST_F(MoveAppCommandTest, OverrideRuleSuppliesSavedLocationsAndFilters) {
-    writeAgentConfig(golden("cli/golden/override_config.json"));
+    writeConfigFile("wendle-config.json", golden("cli/golden/override_config.json"));
     auto result = run({"move-app", "right"});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.err, transcript("override_press.txt"));

@@ -47,22 +47,16 @@ TEST_F(SettingsCommandTest, ListsSortedByNameWithValueText) {
 }
 
 // No DISPLAY and no simulated desktop in any of these: the store must not need one.
-TEST_F(SettingsCommandTest, SetKeepsOtherSettingsAndReplacesTheKind) {
-    ASSERT_EQ(run({"settings", "browser", "Safari"}).status, 0);
-    ASSERT_EQ(run({"settings", "count", "3"}).status, 0);
-    ASSERT_EQ(run({"settings", "count", "three", "ignored"}).status, 0);
-    EXPECT_EQ(settingsFile(),
-              "{\n  \"values\" : {\n    \"browser\" : \"Safari\",\n    \"count\" : \"three\"\n"
-              "  }\n}");
-}
-
-TEST_F(SettingsCommandTest, RemoveDeletesOnlyThatSetting) {
-    ASSERT_EQ(run({"settings", "a", "1"}).status, 0);
-    ASSERT_EQ(run({"settings", "b", "2"}).status, 0);
-    auto result = run({"settings", "--remove", "a", "extra"});
+TEST_F(SettingsCommandTest, SetAndRemoveKeepOtherSettings) {
+    ASSERT_EQ(run({"settings", "a", "Safari"}).status, 0);
+    ASSERT_EQ(run({"settings", "b", "3"}).status, 0);
+    ASSERT_EQ(run({"settings", "b", "three", "ignored"}).status, 0);
+    ASSERT_EQ(run({"settings", "c", "1"}).status, 0);
+    auto result = run({"settings", "--remove", "c", "extra"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "Removed setting: a\n");
-    EXPECT_EQ(settingsFile(), "{\n  \"values\" : {\n    \"b\" : 2\n  }\n}");
+    EXPECT_EQ(result.out, "Removed setting: c\n");
+    EXPECT_EQ(settingsFile(),
+              "{\n  \"values\" : {\n    \"a\" : \"Safari\",\n    \"b\" : \"three\"\n  }\n}");
 }
 
 TEST_F(SettingsCommandTest, FailuresReportOnStandardErrorWithStatusOne) {
