@@ -3,7 +3,6 @@
 
 #include <fstream>
 
-#include "support/json_text.h"
 #include "tests/common/command_runner.h"
 #include "tests/common/golden.h"
 #include "tests/common/rect_assert.h"
