@@ -35,9 +35,6 @@ const std::string kPermission = std::string(kPermissionInstructions) +
                                 "ERROR: Accessibility permission required to send keystrokes\n";
 const std::string kUnknown = "\nRun 'tarn help' to see available key names\n";
 
-const Json kGrab = sleep(100000);
-const Json kPrompt = Json{{"type", "permissionPrompt"}};
-
 struct Case {
     const char* name;
     std::vector<std::string> args;
@@ -55,7 +52,7 @@ TEST_F(CommandTest, KeysTypesOrReports) {
         {"FirstWordOnlyUnpostableKeysSkipped", {"keys", "ab", "c"}, R"({"unpostableKeys": [0]})",
          0, "", typed({11})},
         {"PasteErrorAndTypingGoesOn", {"keys", "{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
-         "Error parsing buffer for paste: unclosedBrace\n", typed({kGrab, 16})},
+         "Error parsing buffer for paste: unclosedBrace\n", typed({sleep(100000), 16})},
         {"NoString", {"keys"}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
         {"UnclosedBrace", {"keys", "abc{grab}x{paste"}, "{}", 2,
          "Error: Unclosed brace in keys string\n", Json::array()},
@@ -65,7 +62,7 @@ TEST_F(CommandTest, KeysTypesOrReports) {
          Json::array()},
         // The permission is checked before the string is parsed.
         {"WithoutPermission", {"keys", "{foo"}, R"({"accessibilityTrusted": false})", 5,
-         kPermission, typed({kPrompt})},
+         kPermission, typed({Json{{"type", "permissionPrompt"}}})},
     };
     // clang-format on
     for (const auto& c : cases) {

@@ -76,6 +76,8 @@ TEST_F(UtilityCommandTest, DefaultSetReachesTheDesktop) {
     auto set = run({"browser-default", "set", "0"});
     EXPECT_EQ(set.status, 0);
     EXPECT_EQ(set.out, "Set default browser to: Zeta (org.zeta)\n");
+    EXPECT_THAT(run({"browser-default", "list"}).out,
+                ::testing::HasSubstr("\\/Applications\\/Zeta.app"));
     EXPECT_EQ(readDesktop()["browsers"]["defaults"],
               Json::parse(R"({"http": "org.zeta", "https": "org.zeta"})"));
 }

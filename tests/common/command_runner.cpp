@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "support/files.h"
-#include "tests/common/golden.h"
 
 namespace tarn::testing {
 CommandResult runTarn(const std::vector<std::string>& args, const std::filesystem::path& home,
@@ -78,28 +77,14 @@ support::Json CommandTest::readDesktop() const {
     return document ? *document : support::Json();
 }
 
-support::Json CommandTest::events() const {
-    auto desktop = readDesktop();
-    return desktop.is_object() ? desktop.value("events", support::Json::array())
-                               : support::Json::array();
-}
-
 CommandResult CommandTest::run(const std::vector<std::string>& args,
                                const std::vector<std::string>& extraEnv) {
     return runTarn(args, home(), haveDesktop_ ? std::optional(simFile()) : std::nullopt, extraEnv);
 }
 
-std::optional<std::string> CommandTest::configFile(const std::string& name) const {
-    return support::readFile(configDir() / name);
-}
-
 void CommandTest::writeConfigFile(const std::string& name, const std::string& bytes) const {
     std::filesystem::create_directories(configDir());
     std::ofstream(configDir() / name, std::ios::binary) << bytes;
-}
-
-support::Json CommandTest::basicDesktop() {
-    return support::Json::parse(golden("common/basic_desktop.json"));
 }
 
 }  // namespace tarn::testing

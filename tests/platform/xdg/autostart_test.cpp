@@ -62,6 +62,9 @@ TEST(Autostart, UnwritableFolderIsAnError) {
     std::string error;
     EXPECT_FALSE(item.registerItem(error));
     EXPECT_NE(error.find("cannot write"), std::string::npos) << error;
+    AutostartLoginItem nowhere({}, {"wendle"});  // no home: nothing to write, nothing to remove
+    EXPECT_FALSE(nowhere.registerItem(error));
+    EXPECT_TRUE(nowhere.unregisterItem(error));
 }
 
 }  // namespace
