@@ -1,6 +1,7 @@
 // Feeds arbitrary bytes to the agent's configuration reader. Whatever it reads, the agent
 // must be able to save, and the saved file must read back whole as the same configuration,
 // both by the agent and, for what it looks at, by the core's override lookup.
+#include <algorithm>
 #include <optional>
 
 #include "agent/config_json.h"
@@ -20,10 +21,7 @@ bool sameFilters(const std::optional<agent::StateFilters>& written,
     const std::array<bool, 6> flags = {f.fullWidthOnPrimary,  f.fullWidthOnSecondary,
                                        f.alignRightOnPrimary, f.alignRightOnSecondary,
                                        f.alignLeftOnPrimary,  f.alignLeftOnSecondary};
-    for (std::size_t i = 0; i < flags.size(); ++i) {
-        if (seen->flags[i] != flags[i]) return false;
-    }
-    return true;
+    return std::equal(flags.begin(), flags.end(), seen->flags.begin());
 }
 
 // The core reads the agent's file on its own, leniently, for direct move-app calls.
@@ -61,9 +59,9 @@ void checkOverrideLookupSees(const agent::RootConfig& config, const support::Jso
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    auto decoded = agent::decodeConfigText(fuzz::textOf(data, size));
-    if (!decoded) return 0;
+TARN_FUZZ_TARGET(text) {
+    auto decoded = agent::decodeConfigText(text);
+    if (!decoded) return;
 
     std::string saved = agent::configText(decoded->config);
     auto reread = agent::decodeConfigText(saved);
@@ -72,5 +70,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     auto document = support::parseJson(saved);
     check(document.has_value());
     checkOverrideLookupSees(decoded->config, *document);
-    return 0;
 }

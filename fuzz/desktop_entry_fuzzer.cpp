@@ -16,9 +16,7 @@ bool within(std::string_view piece, std::string_view line) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view text = tarn::fuzz::textOf(data, size);
-
+TARN_FUZZ_TARGET(text) {
     forEachLine(text, [](std::string_view raw) {
         check(raw.find('\n') == std::string_view::npos);
         auto line = readKeyFileLine(raw);
@@ -33,10 +31,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(unescapeValue(text).size() <= text.size());
 
     auto entry = parseDesktopEntry(text);
-    if (!entry) return 0;
+    if (!entry) return;
     check(isValidUtf8(text));
     for (const auto& type : entry->mimeTypes) {
         check(!type.empty() && type.find(';') == std::string::npos);
     }
-    return 0;
 }

@@ -16,10 +16,8 @@ bool hasByte(std::string_view text, char byte) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+TARN_FUZZ_TARGET(text) {
     using namespace tarn;
-    std::string_view text = fuzz::textOf(data, size);
-
     for (std::size_t at = 0; at < text.size();) {
         std::size_t end = support::characterEnd(text, at);
         check(end > at && end <= text.size());
@@ -49,5 +47,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         check(error.what()[0] != '\0');
         if (error.kind() == keys::KeysParseError::Kind::unclosedBrace) check(hasByte(text, '{'));
     }
-    return 0;
 }

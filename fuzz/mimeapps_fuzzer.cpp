@@ -26,23 +26,22 @@ std::set<std::string_view> entryNames(std::string_view text) {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view input = tarn::fuzz::textOf(data, size);
+TARN_FUZZ_TARGET(input) {
     auto newline = input.find('\n');
-    if (newline == std::string_view::npos) return 0;
+    if (newline == std::string_view::npos) return;
     std::string_view first = input.substr(0, newline);
     std::string_view text = input.substr(newline + 1);
 
     // Only a default the file format can hold: one id, written as is.
     auto equals = first.find('=');
-    if (equals == std::string_view::npos) return 0;
+    if (equals == std::string_view::npos) return;
     DefaultAssignment assignment{std::string(first.substr(0, equals)),
                                  std::string(first.substr(equals + 1))};
     auto line = readKeyFileLine(first);
     if (line.kind != KeyFileLine::Kind::entry || line.name != assignment.mimeType ||
         line.value != assignment.desktopId ||
         splitList(line.value) != std::vector{assignment.desktopId}) {
-        return 0;
+        return;
     }
 
     const std::vector<DefaultAssignment> assignments{assignment};
@@ -55,5 +54,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             check(defaultApplications(changed, type) == defaultApplications(text, type));
         }
     }
-    return 0;
 }

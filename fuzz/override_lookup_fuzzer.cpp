@@ -20,12 +20,12 @@ void checkWholeOrEmpty(const support::Json& document, const char* name, std::siz
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    auto document = support::parseJson(fuzz::textOf(data, size));
-    if (!document) return 0;
+TARN_FUZZ_TARGET(text) {
+    auto document = support::parseJson(text);
+    if (!document) return;
     auto config = window::decodeWendleConfig(*document);
     check(config.has_value() == document->is_object());
-    if (!config) return 0;
+    if (!config) return;
 
     checkWholeOrEmpty(*document, "globalRules", config->globalRules.size());
     checkWholeOrEmpty(*document, "appConfigs", config->appConfigs.size());
@@ -34,5 +34,4 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
             check(app.overrideFor(id) != nullptr);
         }
     }
-    return 0;
 }

@@ -5,16 +5,15 @@
 #include "fuzz/fuzz_check.h"
 #include "support/json_text.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+TARN_FUZZ_TARGET(text) {
     using namespace tarn;
     using fuzz::check;
 
-    auto state = window::decodeWindowState(fuzz::textOf(data, size));
-    if (!state) return 0;
+    auto state = window::decodeWindowState(text);
+    if (!state) return;
     check(state->steps.empty());
 
     auto record = support::writeJson(window::encodeWindowState(*state));
     auto reread = window::decodeWindowState(record);
     check(reread && *reread == *state);
-    return 0;
 }

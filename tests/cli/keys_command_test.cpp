@@ -13,7 +13,7 @@ Json sleep(std::uint32_t us) {
 }
 
 // The recorded events: numbers are typed keys (down, 1 ms, up, 10 ms); arrays are spliced in.
-Json events(std::initializer_list<Json> parts, std::uint64_t flags = 0) {
+Json typed(std::initializer_list<Json> parts, std::uint64_t flags = 0) {
     Json all = Json::array();
     for (const auto& part : parts) {
         if (part.is_array()) all.insert(all.end(), part.begin(), part.end());
@@ -44,53 +44,38 @@ struct Case {
     Json events;
 };
 
-class KeysCommandTest : public CommandTest, public ::testing::WithParamInterface<Case> {};
-
-TEST_P(KeysCommandTest, TypesOrReports) {
-    const auto& c = GetParam();
-    auto desktop = basicDesktop();
-    desktop.merge_patch(Json::parse(c.patch));
-    writeDesktop(desktop);
-    std::vector<std::string> args{"keys"};
-    args.insert(args.end(), c.args.begin(), c.args.end());
-    auto result = run(args);
-    EXPECT_EQ(result.status, c.status);
-    EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, c.err);
-    EXPECT_EQ(this->events(), c.events);
-}
-
-const Json kGrab = sleep(100000);
-const Json kPrompt = Json{{"type", "permissionPrompt"}};
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(
-    Strings, KeysCommandTest,
-    ::testing::Values(
-        Case{"ChordsCarryFlagsAndPausesSleep", {"{cmd+shift+Z}{pause 250}A{leftbrace}"}, "{}", 0,
-             "", events({events({6}, 0x120000), sleep(250000), events({0, 33}, 0x20000)})},
-        Case{"OnlyTheFirstWord", {"a", "b"}, "{}", 0, "", events({0})},
-        Case{"EmptyString", {""}, "{}", 0, "", Json::array()},
-        Case{"UnpostableKeysSkipped", {"ab"}, R"({"unpostableKeys": [0]})", 0, "", events({11})},
-        Case{"ClipboardRoundTrip", {"{grab}{trim after ?}{insert before x:{slash}}{put}"},
-             R"({"clipboard": "path?q=1"})", 0, "",
-             events({kGrab, Json{{"type", "clipboard"}, {"text", "x:/path"}}})},
-        Case{"PasteErrorAndTypingGoesOn", {"{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
-             "Error parsing buffer for paste: unclosedBrace\n", events({kGrab, 16})},
-        Case{"NoString", {}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
-        Case{"UnclosedBrace", {"abc{grab}x{paste"}, "{}", 2,
-             "Error: Unclosed brace in keys string\n", Json::array()},
-        Case{"UnknownKeyName", {"hello{CMD+Foo}"}, "{}", 3,
-             "Error: Unknown key name: cmd+foo" + kUnknown, Json::array()},
-        Case{"InvalidPause", {"a{pause Soon}"}, "{}", 4, "Error: Invalid pause value: soon\n",
-             Json::array()},
+TEST_F(CommandTest, KeysTypesOrReports) {
+    // clang-format off
+    const Case cases[] = {
+        {"ChordsCarryFlagsAndPausesSleep", {"keys", "{cmd+shift+Z}{pause 250}A{leftbrace}"}, "{}",
+         0, "", typed({typed({6}, 0x120000), sleep(250000), typed({0, 33}, 0x20000)})},
+        {"FirstWordOnlyUnpostableKeysSkipped", {"keys", "ab", "c"}, R"({"unpostableKeys": [0]})",
+         0, "", typed({11})},
+        {"PasteErrorAndTypingGoesOn", {"keys", "{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
+         "Error parsing buffer for paste: unclosedBrace\n", typed({sleep(100000), 16})},
+        {"NoString", {"keys"}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
+        {"UnclosedBrace", {"keys", "abc{grab}x{paste"}, "{}", 2,
+         "Error: Unclosed brace in keys string\n", Json::array()},
+        {"UnknownKeyName", {"keys", "hello{CMD+Foo}"}, "{}", 3,
+         "Error: Unknown key name: cmd+foo" + kUnknown, Json::array()},
+        {"InvalidPause", {"keys", "a{pause Soon}"}, "{}", 4, "Error: Invalid pause value: soon\n",
+         Json::array()},
         // The permission is checked before the string is parsed.
-        Case{"WithoutPermission", {"abc"}, R"({"accessibilityTrusted": false})", 5, kPermission,
-             events({kPrompt})},
-        Case{"WithoutPermissionBrokenString", {"{foo"}, R"({"accessibilityTrusted": false})", 5,
-             kPermission, events({kPrompt})}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
+        {"WithoutPermission", {"keys", "{foo"}, R"({"accessibilityTrusted": false})", 5,
+         kPermission, typed({Json{{"type", "permissionPrompt"}}})},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        auto desktop = basicDesktop();
+        desktop.merge_patch(Json::parse(c.patch));
+        writeDesktop(desktop);
+        auto result = run(c.args);
+        EXPECT_EQ(result.status, c.status) << c.name;
+        EXPECT_EQ(result.out, "") << c.name;
+        EXPECT_EQ(result.err, c.err) << c.name;
+        EXPECT_EQ(events(), c.events) << c.name;
+    }
+}
 
 }  // namespace
 }  // namespace tarn::testing

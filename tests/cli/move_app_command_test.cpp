@@ -3,19 +3,17 @@
 
 #include <fstream>
 
-#include "support/json_text.h"
 #include "tests/common/command_runner.h"
+#include "tests/common/golden.h"
+#include "tests/common/rect_assert.h"
 
 namespace tarn::testing {
 namespace {
 
 using support::Json;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
-struct Frame {
-    double x, y, width, height;
-};
+using Frame = platform::Rect;
 
 // A laptop-sized primary and a smaller screen to its right; the editor's home is on the
 // primary. Usable areas (less the 25-point band at the top): (0, 25, 1920, 1055) and
@@ -37,26 +35,24 @@ class MoveAppCommandTest : public CommandTest {
 
     Json window() { return readDesktop()["apps"][0]["windows"][0]; }
 
-    void expectWindowAt(const Frame& f, const std::string& context) {
+    void expectWindowAt(const Frame& frame, const std::string& context) {
         auto w = window();
-        EXPECT_NEAR(w["x"].get<double>(), f.x, 1e-6) << context;
-        EXPECT_NEAR(w["y"].get<double>(), f.y, 1e-6) << context;
-        EXPECT_NEAR(w["width"].get<double>(), f.width, 1e-6) << context;
-        EXPECT_NEAR(w["height"].get<double>(), f.height, 1e-6) << context;
+        EXPECT_RECT((Frame{w["x"], w["y"], w["width"], w["height"]}), frame) << context;
     }
 
     // The stored record of the editor, decoded from its string in state.json.
     Json storedState() {
-        auto text = configFile("state.json");
-        if (!text) return nullptr;
-        auto document = support::parseJson(*text);
-        if (!document) return nullptr;
-        auto entry = (*document)["values"].find("window_My_Editor");
-        if (entry == (*document)["values"].end()) return nullptr;
-        return *support::parseJson(entry->get<std::string>());
+        auto document = support::parseJson(configFile("state.json").value_or(""));
+        auto entry = document ? document->value(Json::json_pointer("/values/window_My_Editor"), "")
+                              : std::string();
+        return support::parseJson(entry).value_or(nullptr);
     }
 
-    void writeAgentConfig(const std::string& json) { writeConfigFile("wendle-config.json", json); }
+    // A golden standard error, the folder of tarn's files in place of CONFIG_DIR.
+    std::string transcript(const std::string& name) {
+        auto text = golden("cli/golden/" + name);
+        return text.replace(text.find("CONFIG_DIR"), 10, configDir().string());
+    }
 };
 
 // The placements themselves are worked out in the unit tests; here each run must pick up
@@ -82,17 +78,7 @@ TEST_F(MoveAppCommandTest, EachRunContinuesFromTheSavedState) {
 TEST_F(MoveAppCommandTest, FirstPressPrintsItsDiagnostics) {
     auto result = run({"move-app", "right"});
     EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err,
-                ::testing::StartsWith(
-                    "DEBUG: handleMoveApp called with direction: right, fromUserRule: false\n"
-                    "DEBUG: Looking for Wendle config at: " +
-                    (configDir() / "wendle-config.json").string() +
-                    "\nDEBUG: Could not load Wendle config file (file not found or "
-                    "unreadable)\nDEBUG: Frontmost app: My Editor\n"
-                    "DEBUG: State key: window_My_Editor\n"
-                    "DEBUG: Current frame: x=100.0, y=100.0, w=800.0, h=600.0\n"
-                    "DEBUG: Current screen index: 0\nDEBUG: Creating new state for app\n"));
-    EXPECT_THAT(result.err, ::testing::EndsWith("DEBUG: Saving state - hState=1, vState=0\n"));
+    EXPECT_EQ(result.err, transcript("first_press.txt"));
 }
 
 TEST_F(MoveAppCommandTest, DownMinimisesAndTheNextUpGoesFullScreen) {
@@ -142,98 +128,54 @@ TEST_F(MoveAppCommandTest, WithoutFrontmostWindowATrackedMinimisedOneIsRestored)
 
 // Moving by hand between presses: more than 10 points in total makes the present frame home.
 TEST_F(MoveAppCommandTest, ManualMoveOfMoreThanTenPointsResetsHome) {
-    struct Case {
-        double dx;
-        bool reset;
-    };
-    for (const Case c : {Case{10, false}, Case{10.5, true}}) {
+    for (const auto& [dx, reset] : {std::pair{10.0, false}, std::pair{10.5, true}}) {
         SetUp();
         std::filesystem::remove(configDir() / "state.json");
         ASSERT_EQ(run({"move-app", "right"}).status, 0);  // to (0, 100, 1920, 600)
-        patchDesktop((R"({"apps": [{"pid": 100, "bundleID": "com.example.editor",
-            "name": "My Editor", "windows": [{"id": 1, "x": )" +
-                      std::to_string(c.dx) + R"(, "y": 100, "width": 1920, "height": 600}]}]})")
-                         .c_str());
+        auto desktop = readDesktop();
+        desktop["apps"][0]["windows"][0]["x"] = dx;
+        writeDesktop(desktop);
         auto result = run({"move-app", "left"});
         ASSERT_EQ(result.status, 0) << result.err;
-        EXPECT_EQ(result.err.find("User manually moved window") != std::string::npos, c.reset)
-            << c.dx;
-        EXPECT_EQ(storedState()["initialFrame"]["x"].get<double>(), c.reset ? c.dx : 100.0) << c.dx;
+        EXPECT_EQ(result.err.find("User manually moved window") != std::string::npos, reset) << dx;
+        EXPECT_EQ(storedState()["initialFrame"]["x"].get<double>(), reset ? dx : 100.0) << dx;
     }
 }
 
 TEST_F(MoveAppCommandTest, BadDirectionsAndMissingPermission) {
-    struct Case {
-        std::vector<std::string> args;
-        const char* patch;
-        int status;
-        const char* lastLine;
-    };
-    const Case cases[] = {
-        {{"move-app", "Left"}, "{}", 1, "Invalid direction: Left\n"},
-        {{"move-app", "maximize"}, "{}", 1, "Invalid direction: maximize\n"},
-        {{"move-app", ""}, "{}", 1, "Invalid direction: \n"},
-        {{"move-app", "right"},
-         R"({"accessibilityTrusted": false})",
-         5,
-         "ERROR: Accessibility not trusted\n"},
-        {{"move-app", "right"},
-         R"({"apps": [{"pid": 100, "name": "My Editor", "windows": [{"id": 1,
-             "frameReadable": false}]}]})",
-         1,
-         "ERROR: Could not get window frame\n"},
-        {{"move-app", "up"},
-         R"({"frontmost": null})",
-         1,
+    const std::tuple<const char*, const char*, int, const char*> cases[] = {
+        // clang-format off
+        {"Left", "{}", 1, "Invalid direction: Left\n"},
+        {"maximize", "{}", 1, "Invalid direction: maximize\n"},
+        {"right", R"({"accessibilityTrusted": false})", 5, "ERROR: Accessibility not trusted\n"},
+        {"right", R"({"apps": [{"pid": 100, "name": "My Editor",
+                      "windows": [{"id": 1, "frameReadable": false}]}]})",
+         1, "ERROR: Could not get window frame\n"},
+        {"up", R"({"frontmost": null})", 1,
          "ERROR: No frontmost window found and no tracked minimized windows\n"},
+        // clang-format on
     };
-    for (const auto& c : cases) {
+    for (const auto& [word, patch, status, lastLine] : cases) {
         SetUp();
-        patchDesktop(c.patch);
-        auto result = run(c.args);
-        EXPECT_EQ(result.status, c.status) << c.args[1];
-        EXPECT_THAT(result.err, ::testing::EndsWith(c.lastLine)) << c.args[1];
-        EXPECT_FALSE(configFile("state.json")) << "nothing saved for " << c.args[1];
+        patchDesktop(patch);
+        auto result = run({"move-app", word});
+        EXPECT_EQ(result.status, status) << word;
+        EXPECT_THAT(result.err, ::testing::EndsWith(lastLine)) << word;
+        EXPECT_FALSE(configFile("state.json")) << "nothing saved for " << word;
     }
 }
 
+// The filter takes the primary's fullWidth out; only three saved locations are placed,
+// each on the screen its origin is on.
 TEST_F(MoveAppCommandTest, OverrideRuleSuppliesSavedLocationsAndFilters) {
-    writeAgentConfig(R"({"globalRules": [{"id": "R1", "overrideTarn": "right",
-        "stateFilters": {"fullWidthOnPrimary": false}}],
-      "appConfigs": [{"bundleID": "com.example.editor", "displayName": "My Editor",
-        "savedLocations": [
-          {"frame": [[10, 40], [300, 200]], "screenIndex": 0},
-          {"frame": [[2000, 40], [300, 200]], "screenIndex": 1, "screenSpecific": false},
-          {"frame": [[20, 50], [300, 200]], "screenIndex": 0},
-          {"frame": [[30, 60], [300, 200]], "screenIndex": 0}],
-        "ruleOverrides": []}]})");
+    writeConfigFile("wendle-config.json", golden("cli/golden/override_config.json"));
     auto result = run({"move-app", "right"});
     ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Applying Wendle override for direction 'right'\n"
-                                      "DEBUG: Saved location 1: x=10.0, y=40.0, w=300.0, "
-                                      "h=200.0, screenSpecific=true\n"));
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Saved location 2: x=2000.0, y=40.0, w=300.0, "
-                                      "h=200.0, screenSpecific=false\n"));
-    EXPECT_THAT(result.err, HasSubstr("DEBUG: Saved location 4: x=30.0"));
-    // The filter took the primary's fullWidth out; only three saved locations are placed,
-    // each on the screen its origin is on.
-    EXPECT_THAT(result.err, HasSubstr("  [2] screen=0, type=alignLeft, enabled=true\n"));
+    EXPECT_EQ(result.err, transcript("override_press.txt"));
     auto saved = storedState()["savedLocations"];
     ASSERT_EQ(saved.size(), 3u);
     EXPECT_EQ(saved[1]["frame"]["screenIndex"], 1);
     EXPECT_EQ(saved[1]["screenSpecific"], false);
-}
-
-TEST_F(MoveAppCommandTest, DisabledOverrideFallsBackToTheArguments) {
-    writeAgentConfig(R"({"globalRules": [{"id": "R1", "overrideTarn": "right"}],
-      "appConfigs": [{"bundleID": "com.example.editor", "displayName": "My Editor",
-        "savedLocations": [{"frame": [[10, 40], [300, 200]], "screenIndex": 0}],
-        "ruleOverrides": ["R1", {"enabled": false}]}]})");
-    auto result = run({"move-app", "right"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.err, HasSubstr("Override rule is disabled for app com.example.editor"));
-    EXPECT_THAT(result.err, Not(HasSubstr("Saved location 1")));
-    expectWindowAt(Frame{0, 100, 1920, 600}, "plain right");
 }
 
 TEST_F(MoveAppCommandTest, StateThatCannotBeSavedEndsWithStatusOne) {

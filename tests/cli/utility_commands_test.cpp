@@ -11,65 +11,53 @@ namespace {
 
 using support::Json;
 
-struct Case {
-    const char* name;
-    const char* patch;  // merged into the basic desktop, which gains a display left of the main
-    std::vector<std::string> args;
-    int status;
-    std::string out, err;
-    const char* events;  // null: not checked
-};
-
-class UtilityCommandTest : public CommandTest, public ::testing::WithParamInterface<Case> {
+class UtilityCommandTest : public CommandTest {
   protected:
-    void SetUp() override {
+    // The basic desktop and the patch; move-mouse gets a display left of and above the main.
+    void writeDesktopWith(const char* patch) {
         auto desktop = basicDesktop();
         desktop["displays"].push_back(
             Json::parse(R"({"id": 2, "x": -1000, "y": -200, "width": 1000, "height": 700})"));
-        desktop.merge_patch(Json::parse(GetParam().patch));
+        desktop.merge_patch(Json::parse(patch));
         writeDesktop(desktop);
     }
 };
 
-TEST_P(UtilityCommandTest, EndsAndRecordsAsExpected) {
-    auto result = run(GetParam().args);
-    EXPECT_EQ(result.status, GetParam().status);
-    EXPECT_EQ(result.out, GetParam().out);
-    EXPECT_EQ(result.err, GetParam().err);
-    if (GetParam().events) {
-        EXPECT_EQ(events(), Json::parse(GetParam().events));
+TEST_F(UtilityCommandTest, EndsAndRecordsAsExpected) {
+    struct Case {
+        const char* patch;
+        std::vector<std::string> args;
+        int status;
+        std::string err;
+        const char* events;
+    };
+    const Case cases[] = {
+        {"{}",
+         {"move-mouse", "screen", "-1", "home"},
+         0,
+         "",
+         R"([{"type": "pointer", "x": -990, "y": -190}])"},
+        {R"({"accessibilityTrusted": false})",
+         {"move-mouse", "screen", "1"},
+         5,
+         kPermissionInstructions,
+         R"([{"type": "permissionPrompt"}])"},
+        {R"({"scriptResult": "refused"})", {"browser-tab", "Arc", "a", "b", "c"}, 0, "", nullptr},
+    };
+    for (const auto& c : cases) {
+        writeDesktopWith(c.patch);
+        auto result = run(c.args);
+        EXPECT_EQ(result.status, c.status) << c.args[0];
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, c.err);
+        if (c.events) {
+            EXPECT_EQ(events(), Json::parse(c.events)) << c.args[0];
+        }
     }
 }
 
-const std::string kPermission = kPermissionInstructions;
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(
-    Commands, UtilityCommandTest,
-    ::testing::Values(
-        Case{"MoveToTheWindow", "{}", {"move-mouse"}, 0, "", "",
-             R"([{"type": "pointer", "x": 500, "y": 400}])"},
-        Case{"MoveToTheLastScreen", "{}", {"move-mouse", "screen", "-1", "home"}, 0, "", "",
-             R"([{"type": "pointer", "x": -990, "y": -190}])"},
-        Case{"MoveWithoutFrontmost", R"({"frontmost": null})", {"move-mouse", "home"}, 0,
-             "No frontmost application.\n", "", "[]"},
-        Case{"MoveWithoutPermission", R"({"accessibilityTrusted": false})",
-             {"move-mouse", "screen", "1"}, 5, "", kPermission, R"([{"type": "permissionPrompt"}])"},
-        Case{"TabWithTooFewWords", "{}", {"browser-tab", "Safari", "example", "Example"}, 4, "",
-             "Usage: tarn browser-tab <browser> <urlPattern> <titlePattern> <url>\n"
-             "Error: insufficientArguments\n", "[]"},
-        Case{"TabScriptRefusedIsSilent", R"({"scriptResult": "refused"})",
-             {"browser-tab", "Arc", "a", "b", "c"}, 0, "", "",
-             nullptr}),
-    [](const auto& info) { return std::string(info.param.name); });
-// clang-format on
-
-class BrowserCommandTest : public CommandTest {};
-
-TEST_F(BrowserCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFive) {
-    auto desktop = basicDesktop();
-    desktop["scriptResult"] = Json::parse(R"({"error": "Safari got an error: no window"})");
-    writeDesktop(desktop);
+TEST_F(UtilityCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFive) {
+    writeDesktopWith(R"({"scriptResult": {"error": "Safari got an error: no window"}})");
     ASSERT_EQ(run({"settings", "browser", "Safari"}).status, 0);
     auto result = run({"browser-tab", "", "a", "b", "https://a/"});
     EXPECT_EQ(result.status, 5);
@@ -81,22 +69,22 @@ TEST_F(BrowserCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFi
 
 // Which apps are candidates and how each subcommand answers is proven on the fake desktop;
 // here a choice reaches the desktop's defaults.
-TEST_F(BrowserCommandTest, DefaultSetReachesTheDesktop) {
-    auto desktop = basicDesktop();
-    desktop["browsers"] = Json::parse(R"({"apps": [{"bundleID": "org.zeta", "name": "Zeta",
+TEST_F(UtilityCommandTest, DefaultSetReachesTheDesktop) {
+    writeDesktopWith(R"({"browsers": {"apps": [{"bundleID": "org.zeta", "name": "Zeta",
         "path": "/Applications/Zeta.app", "opens": ["http", "https"],
-        "declares": ["http", "https"]}]})");
-    writeDesktop(desktop);
+        "declares": ["http", "https"]}]}})");
     auto set = run({"browser-default", "set", "0"});
     EXPECT_EQ(set.status, 0);
     EXPECT_EQ(set.out, "Set default browser to: Zeta (org.zeta)\n");
+    EXPECT_THAT(run({"browser-default", "list"}).out,
+                ::testing::HasSubstr("\\/Applications\\/Zeta.app"));
     EXPECT_EQ(readDesktop()["browsers"]["defaults"],
               Json::parse(R"({"http": "org.zeta", "https": "org.zeta"})"));
 }
 
 // Without DISPLAY (a text console, SSH) these failed with "No desktop to work on", though
 // they only read and write XDG files; commands that need the X server still ask for it.
-TEST_F(BrowserCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
+TEST_F(UtilityCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
     auto applications = home() / "data" / "applications";
     std::filesystem::create_directories(applications);
     std::ofstream(applications / "webby.desktop")

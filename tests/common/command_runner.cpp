@@ -2,8 +2,8 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
@@ -37,37 +37,29 @@ CommandResult runTarn(const std::vector<std::string>& args, const std::filesyste
     for (auto& entry : env) envPointers.push_back(entry.data());
     envPointers.push_back(nullptr);
 
-    pid_t child = ::fork();
-    if (child < 0) return {"", "fork failed", -1};
-    if (child == 0) {
-        int in = ::open("/dev/null", O_RDONLY);
-        int out = ::open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        int err = ::open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (in < 0 || out < 0 || err < 0) ::_exit(126);
-        ::dup2(in, 0);
-        ::dup2(out, 1);
-        ::dup2(err, 2);
-        ::execve(argvPointers[0], argvPointers.data(), envPointers.data());
-        ::_exit(127);
-    }
+    constexpr int kWrite = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_t files;
+    ::posix_spawn_file_actions_init(&files);
+    ::posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
+    ::posix_spawn_file_actions_addopen(&files, 1, outPath.c_str(), kWrite, 0600);
+    ::posix_spawn_file_actions_addopen(&files, 2, errPath.c_str(), kWrite, 0600);
+    pid_t child = 0;
+    int spawnError = ::posix_spawn(&child, argvPointers[0], &files, nullptr, argvPointers.data(),
+                                   envPointers.data());
+    ::posix_spawn_file_actions_destroy(&files);
+    if (spawnError != 0) return {"", "posix_spawn failed", -1};
 
-    CommandResult result;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(1);
     int waitStatus = 0;
-    while (true) {
-        pid_t done = ::waitpid(child, &waitStatus, WNOHANG);
-        if (done == child) break;
-        if (done < 0) return {"", "waitpid failed", -1};
-        if (std::chrono::steady_clock::now() > deadline) {
-            ::kill(child, SIGKILL);
-            ::waitpid(child, &waitStatus, 0);
-            break;
-        }
+    pid_t done = 0;
+    while ((done = ::waitpid(child, &waitStatus, WNOHANG)) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) ::kill(child, SIGKILL);
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
-    result.status = WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus);
-    result.out = support::readFile(outPath).value_or("");
-    result.err = support::readFile(errPath).value_or("");
+    if (done < 0) return {"", "waitpid failed", -1};
+    CommandResult result{
+        support::readFile(outPath).value_or(""), support::readFile(errPath).value_or(""),
+        WIFEXITED(waitStatus) ? WEXITSTATUS(waitStatus) : 128 + WTERMSIG(waitStatus)};
     std::filesystem::remove(outPath);
     std::filesystem::remove(errPath);
     return result;
@@ -81,15 +73,8 @@ void CommandTest::writeDesktop(const support::Json& desktop) {
 
 support::Json CommandTest::readDesktop() const {
     auto text = support::readFile(simFile());
-    if (!text) return nullptr;
-    auto document = support::parseJson(*text);
+    auto document = text ? support::parseJson(*text) : std::nullopt;
     return document ? *document : support::Json();
-}
-
-support::Json CommandTest::events() const {
-    auto desktop = readDesktop();
-    if (!desktop.is_object() || !desktop.contains("events")) return support::Json::array();
-    return desktop["events"];
 }
 
 CommandResult CommandTest::run(const std::vector<std::string>& args,
@@ -97,28 +82,9 @@ CommandResult CommandTest::run(const std::vector<std::string>& args,
     return runTarn(args, home(), haveDesktop_ ? std::optional(simFile()) : std::nullopt, extraEnv);
 }
 
-std::optional<std::string> CommandTest::configFile(const std::string& name) const {
-    return support::readFile(configDir() / name);
-}
-
 void CommandTest::writeConfigFile(const std::string& name, const std::string& bytes) const {
     std::filesystem::create_directories(configDir());
     std::ofstream(configDir() / name, std::ios::binary) << bytes;
-}
-
-support::Json CommandTest::basicDesktop() {
-    return support::Json::parse(R"({
-      "displays": [{"id": 1, "x": 0, "y": 0, "width": 1920, "height": 1080}],
-      "apps": [{"pid": 100, "bundleID": "com.example.editor", "name": "My Editor",
-                "windows": [{"id": 1, "x": 100, "y": 100, "width": 800, "height": 600,
-                             "minimized": false}]}],
-      "frontmost": {"pid": 100, "window": 1},
-      "accessibilityTrusted": true,
-      "clipboard": null,
-      "pointer": {"x": 0, "y": 0},
-      "clock": "recorded",
-      "events": []
-    })");
 }
 
 }  // namespace tarn::testing

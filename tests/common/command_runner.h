@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "support/files.h"
 #include "support/json_text.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::testing {
@@ -39,18 +41,26 @@ class CommandTest : public ::testing::Test {
     void writeDesktop(const support::Json& desktop);
     support::Json readDesktop() const;
     // The "events" the sim recorded.
-    support::Json events() const;
+    support::Json events() const {
+        auto desktop = readDesktop();
+        return desktop.is_object() ? desktop.value("events", support::Json::array())
+                                   : support::Json::array();
+    }
 
     // Runs with the desktop file when one was written, else without a desktop.
     CommandResult run(const std::vector<std::string>& args,
                       const std::vector<std::string>& extraEnv = {});
 
     // Contents of a file in configDir(); absent when it does not exist.
-    std::optional<std::string> configFile(const std::string& name) const;
+    std::optional<std::string> configFile(const std::string& name) const {
+        return support::readFile(configDir() / name);
+    }
     void writeConfigFile(const std::string& name, const std::string& bytes) const;
 
     // A one-display, one-window desktop to start from.
-    static support::Json basicDesktop();
+    static support::Json basicDesktop() {
+        return support::Json::parse(golden("common/basic_desktop.json"));
+    }
 
   private:
     TempDir dir_;

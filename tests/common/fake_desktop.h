@@ -1,6 +1,6 @@
 #pragma once
 
-#include <map>
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <vector>
@@ -81,8 +81,18 @@ class FakeDesktop final : public platform::Desktop,
     int trustPrompts = 0;
 
     FakeApp& addApp(platform::Pid pid, std::optional<std::string> bundleID,
-                    std::optional<std::string> name);
-    FakeWindow* window(platform::WindowId id);
+                    std::optional<std::string> name) {
+        FakeApp& added = apps.emplace_back();
+        added.info = {pid, std::move(bundleID), std::move(name), true};
+        return added;
+    }
+    FakeWindow* window(platform::WindowId id) {
+        for (auto& candidate : apps) {
+            auto found = std::ranges::find(candidate.windows, id, &FakeWindow::id);
+            if (found != candidate.windows.end()) return &*found;
+        }
+        return nullptr;
+    }
 
     // Desktop
     platform::WindowSystem& windowSystem() override { return *this; }
@@ -96,12 +106,39 @@ class FakeDesktop final : public platform::Desktop,
     platform::ScriptRunner& scripts() override { return *this; }
 
     // WindowSystem
-    std::optional<platform::AppInfo> frontmostApplication() override;
-    std::vector<platform::AppInfo> runningApplications() override;
-    platform::FocusedWindow focusedWindow(platform::Pid pid) override;
-    std::vector<platform::WindowId> windows(platform::Pid pid) override;
-    std::optional<bool> isMinimized(platform::WindowId id) override;
-    void setMinimized(platform::WindowId id, bool minimized) override;
+    std::optional<platform::AppInfo> frontmostApplication() override {
+        if (!frontmost) return std::nullopt;
+        if (FakeApp* found = app(*frontmost)) return found->info;
+        return platform::AppInfo{.pid = *frontmost, .bundleID = {}, .localizedName = {}};
+    }
+    std::vector<platform::AppInfo> runningApplications() override {
+        std::vector<platform::AppInfo> infos;
+        for (const auto& candidate : apps) infos.push_back(candidate.info);
+        return infos;
+    }
+    platform::FocusedWindow focusedWindow(platform::Pid pid) override {
+        FakeApp* found = app(pid);
+        if (!found) return {std::nullopt, platform::ax::invalidElement};
+        if (found->focusedWindowError != platform::ax::success) {
+            return {std::nullopt, found->focusedWindowError};
+        }
+        return {found->focused, found->focused ? platform::ax::success : platform::ax::noValue};
+    }
+    std::vector<platform::WindowId> windows(platform::Pid pid) override {
+        std::vector<platform::WindowId> ids;
+        if (FakeApp* found = app(pid)) {
+            for (const auto& w : found->windows) ids.push_back(w.id);
+        }
+        return ids;
+    }
+    std::optional<bool> isMinimized(platform::WindowId id) override {
+        FakeWindow* w = window(id);
+        return w ? std::optional(w->minimized) : std::nullopt;
+    }
+    void setMinimized(platform::WindowId id, bool minimized) override {
+        windowWrites.push_back({id, std::nullopt, std::nullopt, minimized});
+        if (FakeWindow* w = window(id)) w->minimized = minimized;
+    }
     std::optional<platform::Point> position(platform::WindowId id) override {
         auto frame = readableFrame(id);
         return frame ? std::optional(frame->origin()) : std::nullopt;
@@ -110,18 +147,41 @@ class FakeDesktop final : public platform::Desktop,
         auto frame = readableFrame(id);
         return frame ? std::optional(frame->size()) : std::nullopt;
     }
-    void setPosition(platform::WindowId id, platform::Point position) override;
-    void setSize(platform::WindowId id, platform::Size size) override;
-    int windowListError(platform::Pid pid) override;
+    void setPosition(platform::WindowId id, platform::Point position) override {
+        windowWrites.push_back({id, position, std::nullopt, std::nullopt});
+        if (FakeWindow* w = window(id))
+            w->frame = {position.x, position.y, w->frame.width, w->frame.height};
+    }
+    void setSize(platform::WindowId id, platform::Size size) override {
+        windowWrites.push_back({id, std::nullopt, size, std::nullopt});
+        FakeWindow* w = window(id);
+        if (!w) return;
+        const platform::Size least = w->minSize.value_or(size);
+        w->frame.width = std::max(size.width, least.width);
+        w->frame.height = std::max(size.height, least.height);
+    }
+    int windowListError(platform::Pid pid) override {
+        FakeApp* found = app(pid);
+        return found ? found->windowListError : platform::ax::invalidElement;
+    }
     int focusedElementError() override { return focusedElement; }
 
     // Displays: ids are 1-based indexes into screens.
-    std::vector<platform::DisplayId> activeDisplays() override;
-    platform::Rect bounds(platform::DisplayId display) override;
+    std::vector<platform::DisplayId> activeDisplays() override {
+        std::vector<platform::DisplayId> ids;
+        for (std::size_t i = 1; i <= screens.size(); ++i)
+            ids.push_back(static_cast<platform::DisplayId>(i));
+        return ids;
+    }
+    platform::Rect bounds(platform::DisplayId display) override {
+        return display == 0 || display > screens.size() ? platform::Rect{} : screens[display - 1];
+    }
     platform::DisplayId mainDisplay() override { return screens.empty() ? 0 : 1; }
 
     // KeyboardOutput
-    bool canPost(std::uint16_t keyCode) override;
+    bool canPost(std::uint16_t keyCode) override {
+        return std::ranges::find(unpostable, keyCode) == unpostable.end();
+    }
     void post(const platform::KeyEvent& event) override { keyEvents.push_back(event); }
     void beginTyping() override { typingRuns.push_back({keyEvents.size(), keyEvents.size()}); }
     void endTyping() override { typingRuns.back().second = keyEvents.size(); }
@@ -142,16 +202,31 @@ class FakeDesktop final : public platform::Desktop,
     bool canCreateMouseEvent(platform::Point) override { return mouseEvents; }
 
     // Accessibility
-    bool isTrusted(bool prompt) override;
+    bool isTrusted(bool prompt) override {
+        if (prompt && !trusted) ++trustPrompts;
+        return trusted;
+    }
     std::string untrustedReason() override { return untrusted; }
 
     // Sleeper
     void sleepMicroseconds(std::uint32_t us) override { sleeps.push_back(us); }
 
     // BrowserServices
-    std::vector<platform::BrowserApp> applicationsForScheme(const std::string& scheme) override;
+    std::vector<platform::BrowserApp> applicationsForScheme(const std::string& scheme) override {
+        std::vector<platform::BrowserApp> found;
+        for (const auto& b : browserApps) {
+            if (scheme == "http" ? b.declaresHttp : scheme == "https" && b.declaresHttps) {
+                found.push_back(b);
+            }
+        }
+        return found;
+    }
     platform::DefaultBrowsers currentDefaults() override { return defaults; }
-    bool setDefault(const std::string& bundleID) override;
+    bool setDefault(const std::string& bundleID) override {
+        if (std::ranges::find(refuseDefault, bundleID) != refuseDefault.end()) return false;
+        defaults = {bundleID, bundleID};
+        return true;
+    }
 
     // ScriptRunner
     platform::ScriptResult run(const std::string& source) override {
@@ -160,8 +235,14 @@ class FakeDesktop final : public platform::Desktop,
     }
 
   private:
-    FakeApp* app(platform::Pid pid);
-    std::optional<platform::Rect> readableFrame(platform::WindowId id);
+    FakeApp* app(platform::Pid pid) {
+        auto found = std::ranges::find(apps, pid, [](const FakeApp& a) { return a.info.pid; });
+        return found == apps.end() ? nullptr : &*found;
+    }
+    std::optional<platform::Rect> readableFrame(platform::WindowId id) {
+        FakeWindow* w = window(id);
+        return w && w->frameReadable ? std::optional(w->frame) : std::nullopt;
+    }
 };
 
 }  // namespace tarn::testing

@@ -9,44 +9,28 @@
 namespace tarn::support {
 namespace {
 
-struct WriteCase {
-    const char* name;
-    const char* json;
-    JsonStyle style;
-    const char* text;
-};
-
-class WriteJsonTest : public ::testing::TestWithParam<WriteCase> {};
-
-TEST_P(WriteJsonTest, MatchesThePlatformEncoderByteForByte) {
-    EXPECT_EQ(writeJson(Json::parse(GetParam().json), GetParam().style), GetParam().text);
+TEST(WriteJsonTest, MatchesThePlatformEncoderByteForByte) {
+    constexpr JsonStyle kCompact{};
+    constexpr JsonStyle kPretty{.pretty = true, .sortKeys = true};
+    const std::tuple<const char*, JsonStyle, const char*> cases[] = {
+        // clang-format off
+        {R"({"b":1,"a":[true,null]})", kCompact, R"({"b":1,"a":[true,null]})"},
+        {R"({"b":1,"B":2,"a":3})", kPretty, "{\n  \"B\" : 2,\n  \"a\" : 3,\n  \"b\" : 1\n}"},
+        {R"({"v":{"x":[1,2]}})", kPretty, "{\n  \"v\" : {\n    \"x\" : [\n      1,\n      2\n    ]\n  }\n}"},
+        {R"({"values":{}})", kPretty, "{\n  \"values\" : {\n\n  }\n}"},
+        {R"({"a":[]})", kPretty, "{\n  \"a\" : [\n\n  ]\n}"},
+        {R"({})", kPretty, "{\n\n}"},
+        {R"({"u":"http://x/y"})", kCompact, R"({"u":"http:\/\/x\/y"})"},
+        {R"(["a\nb\t\u0001\"\\"])", kCompact, R"(["a\nb\t\u0001\"\\"])"},
+        {R"(["é€"])", kCompact, "[\"é€\"]"},
+        {R"([2.0,2.5,-0.0,1e-7])", kCompact, "[2,2.5,-0,1e-07]"},
+        {R"([9223372036854775807,-9223372036854775808])", kCompact, "[9223372036854775807,-9223372036854775808]"},
+        // clang-format on
+    };
+    for (const auto& [json, style, text] : cases) {
+        EXPECT_EQ(writeJson(Json::parse(json), style), text) << json;
+    }
 }
-
-constexpr JsonStyle kCompact{};
-constexpr JsonStyle kPretty{.pretty = true, .sortKeys = true};
-
-INSTANTIATE_TEST_SUITE_P(
-    Shapes, WriteJsonTest,
-    ::testing::Values(
-        WriteCase{"CompactKeepsOrder", R"({"b":1,"a":[true,null]})", kCompact,
-                  R"({"b":1,"a":[true,null]})"},
-        WriteCase{"PrettySortsByBytes", R"({"b":1,"B":2,"a":3})", kPretty,
-                  "{\n  \"B\" : 2,\n  \"a\" : 3,\n  \"b\" : 1\n}"},
-        WriteCase{"PrettyNested", R"({"v":{"x":[1,2]}})", kPretty,
-                  "{\n  \"v\" : {\n    \"x\" : [\n      1,\n      2\n    ]\n  }\n}"},
-        WriteCase{"EmptyObjectsStayOpen", R"({"values":{}})", kPretty,
-                  "{\n  \"values\" : {\n\n  }\n}"},
-        WriteCase{"EmptyArraysStayOpen", R"({"a":[]})", kPretty, "{\n  \"a\" : [\n\n  ]\n}"},
-        WriteCase{"TopLevelEmpty", R"({})", kPretty, "{\n\n}"},
-        WriteCase{"SlashIsEscaped", R"({"u":"http://x/y"})", kCompact, R"({"u":"http:\/\/x\/y"})"},
-        WriteCase{"ControlCharacters", R"(["a\nb\t\u0001\"\\"])", kCompact,
-                  R"(["a\nb\t\u0001\"\\"])"},
-        WriteCase{"NonAsciiAsUtf8", R"(["é€"])", kCompact, "[\"é€\"]"},
-        WriteCase{"WholeDoublesWithoutFraction", R"([2.0,2.5,-0.0,1e-7])", kCompact,
-                  "[2,2.5,-0,1e-07]"},
-        WriteCase{"LargeIntegersExact", R"([9223372036854775807,-9223372036854775808])", kCompact,
-                  "[9223372036854775807,-9223372036854775808]"}),
-    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(WriteJsonTest, RefusesNumbersJsonCannotHold) {
     for (double bad : {std::numeric_limits<double>::infinity(), std::nan("")}) {
@@ -78,13 +62,6 @@ TEST(ParseJsonTest, BuildsWhatTheLibraryBuildsWithoutScanningForEachName) {
         ASSERT_TRUE(parsed) << text;
         EXPECT_EQ(writeJson(*parsed), writeJson(Json::parse(text))) << text.substr(0, 80);
     }
-}
-
-TEST(ParseJsonTest, RoundTripsThroughTheWriter) {
-    const char* text = R"({"name":"a\/b","list":[1,-2.5,true,null,{"k":"é"}]})";
-    auto parsed = parseJson(text);
-    ASSERT_TRUE(parsed);
-    EXPECT_EQ(writeJson(*parsed), text);
 }
 
 }  // namespace

@@ -8,30 +8,25 @@
 namespace tarn::support {
 namespace {
 
-struct DoubleCase {
-    double value;
-    const char* text;
-    const char* json;
-};
-
-class DoubleTextTest : public ::testing::TestWithParam<DoubleCase> {};
-
-TEST_P(DoubleTextTest, ShortestRoundTripForm) {
-    EXPECT_EQ(doubleText(GetParam().value), GetParam().text);
-    EXPECT_EQ(jsonDoubleText(GetParam().value), GetParam().json);
+TEST(DoubleTextTest, ShortestRoundTripForm) {
+    const std::tuple<double, const char*, const char*> cases[] = {
+        {1440, "1440.0", "1440"},
+        {0.5, "0.5", "0.5"},
+        {-0.25, "-0.25", "-0.25"},
+        {0, "0.0", "0"},
+        {0.1 + 0.2, "0.30000000000000004", "0.30000000000000004"},
+        {1e-4, "0.0001", "0.0001"},
+        {1e-5, "1e-05", "1e-05"},
+        {9007199254740991.0, "9007199254740991.0", "9007199254740991"},
+        {9007199254740992.0, "9.007199254740992e+15", "9.007199254740992e+15"},
+        {1e16, "1e+16", "1e+16"},
+        {-1.5e300, "-1.5e+300", "-1.5e+300"},
+    };
+    for (const auto& [value, text, json] : cases) {
+        EXPECT_EQ(doubleText(value), text);
+        EXPECT_EQ(jsonDoubleText(value), json);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Values, DoubleTextTest,
-    ::testing::Values(DoubleCase{1440, "1440.0", "1440"}, DoubleCase{0.5, "0.5", "0.5"},
-                      DoubleCase{-0.25, "-0.25", "-0.25"}, DoubleCase{0, "0.0", "0"},
-                      DoubleCase{0.1 + 0.2, "0.30000000000000004", "0.30000000000000004"},
-                      DoubleCase{1e-4, "0.0001", "0.0001"}, DoubleCase{1e-5, "1e-05", "1e-05"},
-                      DoubleCase{9007199254740991.0, "9007199254740991.0", "9007199254740991"},
-                      DoubleCase{9007199254740992.0, "9.007199254740992e+15",
-                                 "9.007199254740992e+15"},
-                      DoubleCase{1e16, "1e+16", "1e+16"},
-                      DoubleCase{-1.5e300, "-1.5e+300", "-1.5e+300"}));
 
 TEST(DoubleTextTest, NonFiniteValuesHaveWords) {
     EXPECT_EQ(doubleText(std::numeric_limits<double>::infinity()), "inf");
@@ -40,11 +35,7 @@ TEST(DoubleTextTest, NonFiniteValuesHaveWords) {
 }
 
 TEST(ParseInt64Test, AcceptsOnlySignedDigitsInRange) {
-    struct Case {
-        const char* text;
-        std::optional<std::int64_t> value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, std::optional<std::int64_t>> cases[] = {
         {"0", 0},
         {"007", 7},
         {"+12", 12},
@@ -63,21 +54,19 @@ TEST(ParseInt64Test, AcceptsOnlySignedDigitsInRange) {
         {"+-1", std::nullopt},
         {"１", std::nullopt},  // a full-width digit is not a digit here
     };
-    for (const auto& c : cases) EXPECT_EQ(parseInt64(c.text), c.value) << '"' << c.text << '"';
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(parseInt64(text), value) << '"' << text << '"';
 }
 
 TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
-    struct Case {
-        const char* text;
-        std::optional<double> value;
-    };
-    const Case cases[] = {
+    const std::pair<const char*, std::optional<double>> cases[] = {
         {"1.5", 1.5},           {"1e3", 1000},        {".5", 0.5},
         {"-0.0", -0.0},         {"0x1p3", 8},         {"1.", 1},
         {"", std::nullopt},     {" 1", std::nullopt}, {"1 ", std::nullopt},
         {"1.5x", std::nullopt}, {"e3", std::nullopt}, {"abc", std::nullopt},
     };
-    for (const auto& c : cases) EXPECT_EQ(parseDouble(c.text), c.value) << '"' << c.text << '"';
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(parseDouble(text), value) << '"' << text << '"';
     EXPECT_TRUE(std::isinf(parseDouble("inf").value()));
     EXPECT_TRUE(std::isinf(parseDouble("1e400").value()));
     EXPECT_TRUE(std::isnan(parseDouble("nan").value()));
@@ -85,11 +74,7 @@ TEST(ParseDoubleTest, TakesTheWholeTextByCRules) {
 
 // Five readers once held five copies of this rule with three bounds (9e15, 9.2e18, 2^63).
 TEST(ExactInt64Test, WholeDoublesFromMinusTwoToThe63UpToTwoToThe63AreIntegers) {
-    struct Case {
-        double value;
-        std::optional<std::int64_t> whole;
-    };
-    const Case cases[] = {
+    const std::pair<double, std::optional<std::int64_t>> cases[] = {
         {-0x1p63, INT64_MIN},
         {0x1p63, std::nullopt},
         {0x1p63 - 1024, 0x7ffffffffffffc00},  // the largest double below 2^63
@@ -101,7 +86,7 @@ TEST(ExactInt64Test, WholeDoublesFromMinusTwoToThe63UpToTwoToThe63AreIntegers) {
         {std::numeric_limits<double>::infinity(), std::nullopt},
         {std::numeric_limits<double>::quiet_NaN(), std::nullopt},
     };
-    for (const auto& c : cases) EXPECT_EQ(exactInt64(c.value), c.whole) << c.value;
+    for (const auto& [value, whole] : cases) EXPECT_EQ(exactInt64(value), whole) << value;
 }
 
 }  // namespace

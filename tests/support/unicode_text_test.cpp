@@ -19,88 +19,58 @@ std::vector<std::string> characters(std::string_view text) {
     return out;
 }
 
-using Characters = std::vector<std::string>;
-
-struct CharacterCase {
-    const char* name;
-    std::string text;
-    Characters expected;
-};
-
-class CharacterEndTest : public ::testing::TestWithParam<CharacterCase> {};
-
-TEST_P(CharacterEndTest, SplitsWhereAReaderSeesCharacters) {
-    EXPECT_EQ(characters(GetParam().text), GetParam().expected);
+TEST(CharacterEndTest, SplitsWhereAReaderSeesCharacters) {
+    const std::pair<std::string, std::vector<std::string>> cases[] = {
+        {"ab{", {"a", "b", "{"}},
+        {"a\r\nb\n\r", {"a", "\r\n", "b", "\n", "\r"}},
+        {"e\u0301x", {"e\u0301", "x"}},
+        {"{\u0301}", {"{\u0301", "}"}},
+        {"1\uFE0F\u20E3!", {"1\uFE0F\u20E3", "!"}},
+        {"\U0001F44D\U0001F3FDa", {"\U0001F44D\U0001F3FD", "a"}},
+        {"\u0915\u093F", {"\u0915\u093F"}},
+        {"\u0600{x", {"\u0600{", "x"}},
+        {"\u0600\n", {"\u0600", "\n"}},
+        {"\t\u0301", {"\t", "\u0301"}},
+        {"a\xFF\u0301\xE2\x82", {"a", "\xFF", "\u0301", "\xE2\x82"}},
+        {"\u00C4\u00E9", {"\u00C4", "\u00E9"}},
+    };
+    for (const auto& [text, expected] : cases) EXPECT_EQ(characters(text), expected) << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, CharacterEndTest,
-    ::testing::Values(
-        CharacterCase{"Ascii", "ab{", {"a", "b", "{"}},
-        CharacterCase{"CarriageReturnLineFeed", "a\r\nb\n\r", {"a", "\r\n", "b", "\n", "\r"}},
-        CharacterCase{"CombiningAccent", "e\u0301x", {"e\u0301", "x"}},
-        CharacterCase{"BraceWithMark", "{\u0301}", {"{\u0301", "}"}},
-        CharacterCase{"Keycap", "1\uFE0F\u20E3!", {"1\uFE0F\u20E3", "!"}},
-        CharacterCase{"SkinTone", "\U0001F44D\U0001F3FDa", {"\U0001F44D\U0001F3FD", "a"}},
-        CharacterCase{"SpacingMark", "\u0915\u093F", {"\u0915\u093F"}},
-        CharacterCase{"PrependJoinsNext", "\u0600{x", {"\u0600{", "x"}},
-        CharacterCase{"PrependBeforeControl", "\u0600\n", {"\u0600", "\n"}},
-        CharacterCase{"MarkAfterControlStandsAlone", "\t\u0301", {"\t", "\u0301"}},
-        CharacterCase{"MalformedBytes", "a\xFF\u0301\xE2\x82", {"a", "\xFF", "\u0301", "\xE2\x82"}},
-        CharacterCase{"TwoByteLetters", "\u00C4\u00E9", {"\u00C4", "\u00E9"}}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-struct LowerCase {
-    std::string text;
-    std::string lower;
-};
-
-class ToLowerCaseTest : public ::testing::TestWithParam<LowerCase> {};
-
-TEST_P(ToLowerCaseTest, LowersEveryScalar) {
-    EXPECT_EQ(toLowerCase(GetParam().text), GetParam().lower);
+TEST(ToLowerCaseTest, LowersEveryScalar) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"CMD+Shift+A", "cmd+shift+a"},
+        {"\u00C4BC", "\u00E4bc"},
+        {"\u03A3\u039F\u03A3", "\u03C3\u03BF\u03C3"},
+        {"\u0130", "i\u0307"},
+        {"\u212A", "k"},
+        {"\u0100\u0101\u0102", "\u0101\u0101\u0103"},
+        {"\u0416\u0401", "\u0436\u0451"},
+        {"\U00010400", "\U00010428"},
+        {"\uFF21", "\uFF41"},
+        {"\u01C5", "\u01C6"},
+        {"a\xFF\xC3", "a\xFF\xC3"},
+        {"1+{}", "1+{}"},
+        {"", ""},
+    };
+    for (const auto& [text, lower] : cases) EXPECT_EQ(toLowerCase(text), lower) << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, ToLowerCaseTest,
-    ::testing::Values(LowerCase{"CMD+Shift+A", "cmd+shift+a"}, LowerCase{"\u00C4BC", "\u00E4bc"},
-                      LowerCase{"\u03A3\u039F\u03A3", "\u03C3\u03BF\u03C3"},
-                      LowerCase{"\u0130", "i\u0307"}, LowerCase{"\u212A", "k"},
-                      LowerCase{"\u0100\u0101\u0102", "\u0101\u0101\u0103"},
-                      LowerCase{"\u0416\u0401", "\u0436\u0451"},
-                      LowerCase{"\U00010400", "\U00010428"}, LowerCase{"\uFF21", "\uFF41"},
-                      LowerCase{"\u01C5", "\u01C6"}, LowerCase{"a\xFF\xC3", "a\xFF\xC3"},
-                      LowerCase{"1+{}", "1+{}"}, LowerCase{"", ""}));
-
-struct RepairCase {
-    std::string text;
-    std::string repaired;
-};
-
-class RepairUtf8Test : public ::testing::TestWithParam<RepairCase> {};
-
-TEST_P(RepairUtf8Test, ReplacesEachMalformedSequenceOnce) {
-    EXPECT_EQ(repairUtf8(GetParam().text), GetParam().repaired);
+TEST(RepairUtf8Test, ReplacesEachMalformedSequenceOnce) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"ok \u00E9 \U0001F600", "ok \u00E9 \U0001F600"},
+        {"a\377b", "a\uFFFDb"},
+        // A sequence cut short is one replacement, not one per byte.
+        {"\342\202x", "\uFFFDx"},
+        {"\xF0\x9F\x98", "\uFFFD"},
+        // Overlong forms and surrogates are malformed byte by byte.
+        {"\xC0\xAF", "\uFFFD\uFFFD"},
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\x80", "\uFFFD"},
+    };
+    for (const auto& [text, repaired] : cases) EXPECT_EQ(repairUtf8(text), repaired) << text;
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Texts, RepairUtf8Test,
-    ::testing::Values(RepairCase{"ok \u00E9 \U0001F600", "ok \u00E9 \U0001F600"},
-                      RepairCase{"a\xFF"
-                                 "b",
-                                 "a\uFFFD"
-                                 "b"},
-                      // A sequence cut short is one replacement, not one per byte.
-                      RepairCase{"\xE2\x82"
-                                 "x",
-                                 "\uFFFD"
-                                 "x"},
-                      RepairCase{"\xF0\x9F\x98", "\uFFFD"},
-                      // Overlong forms and surrogates are malformed byte by byte.
-                      RepairCase{"\xC0\xAF", "\uFFFD\uFFFD"},
-                      RepairCase{"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},
-                      RepairCase{"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},
-                      RepairCase{"\x80", "\uFFFD"}));
 
 }  // namespace
 }  // namespace tarn::support

@@ -4,25 +4,20 @@
 #include <sys/stat.h>
 
 #include "support/files.h"
-#include "tests/common/command_runner.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::platform::xdg {
 namespace {
 
 TEST(Autostart, ExecLineQuotesAsTheDesktopEntrySpecificationSays) {
-    struct Row {
-        std::vector<std::string> command;
-        std::string exec;
-    };
-    const Row rows[] = {
+    const std::pair<std::vector<std::string>, std::string> rows[] = {
         {{"/usr/bin/wendle"}, "Exec=/usr/bin/wendle"},
         {{"/opt/my apps/wendle", "--headless"}, R"(Exec="/opt/my apps/wendle" --headless)"},
         {{"/a$b\\c", "50%", ""}, R"(Exec="/a\\$b\\\\c" 50%% "")"},
     };
-    for (const Row& row : rows) {
-        auto text = autostartEntry(row.command);
-        EXPECT_NE(text.find("\n" + row.exec + "\n"), std::string::npos) << text;
+    for (const auto& [command, exec] : rows) {
+        auto text = autostartEntry(command);
+        EXPECT_NE(text.find("\n" + exec + "\n"), std::string::npos) << text;
         EXPECT_TRUE(text.starts_with("[Desktop Entry]\nType=Application\nName=Wendle\n")) << text;
     }
 }
@@ -47,8 +42,8 @@ TEST(Autostart, RegisteredReadAndRemoved) {
 
     // Turned off by the desktop's settings: the file stays, the item is not enabled.
     for (const char* off : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {
-        ASSERT_FALSE(support::writeFileAtomically(file, "[Desktop Entry]\nType=Application\n" +
-                                                            std::string(off) + "\n"));
+        ASSERT_FALSE(support::writeFileAtomically(
+            file, "[Desktop Entry]\nType=Application\n" + std::string(off) + "\n"));
         EXPECT_EQ(item->status(), LoginItemStatus::notRegistered) << off;
     }
 
@@ -67,6 +62,9 @@ TEST(Autostart, UnwritableFolderIsAnError) {
     std::string error;
     EXPECT_FALSE(item.registerItem(error));
     EXPECT_NE(error.find("cannot write"), std::string::npos) << error;
+    AutostartLoginItem nowhere({}, {"wendle"});  // no home: nothing to write, nothing to remove
+    EXPECT_FALSE(nowhere.registerItem(error));
+    EXPECT_TRUE(nowhere.unregisterItem(error));
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ TEST(DesktopEntryTest, RefusesWhatIsNoDesktopEntry) {
         {"LineWithoutEquals", "[Desktop Entry]\nName=X\nType=Application\nbroken\n"},
         {"UnclosedHeader", "[Desktop Entry\nName=X\nType=Application\n"},
         {"NotUtf8", "[Desktop Entry]\nName=\xC3\x28\nType=Application\n"},
+        {"StrayContinuationByte", "[Desktop Entry]\nName=\x80\nType=Application\n"},
         {"OverlongUtf8", "[Desktop Entry]\nName=\xC0\xAF\nType=Application\n"},
         {"Surrogate", "[Desktop Entry]\nName=\xED\xA0\x80\nType=Application\n"},
         {"TruncatedUtf8", "[Desktop Entry]\nType=Application\nName=\xE2\x82"},
