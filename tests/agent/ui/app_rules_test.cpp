@@ -21,7 +21,6 @@ using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using platform::Rect;
 using namespace tarn::testing;
-using Dir = Action::MoveDirection;
 using Locations = std::vector<SavedWindowLocation>;
 
 namespace {
@@ -44,11 +43,11 @@ struct AppFixture : StoreFixture {
     RecordingAlerts alerts;
     std::unique_ptr<AppRulesView> view;
 
-    explicit AppFixture(std::vector<HotkeyRule> rules, Locations locations = {}) {
-        store.setConfig({.globalRules = std::move(rules),
-                         .appConfigs = {{.bundleID = kApp,
-                                         .displayName = "Editor",
-                                         .savedLocations = std::move(locations)}}});
+    explicit AppFixture(std::vector<HotkeyRule> rules, Locations locations = {})
+        : StoreFixture({.globalRules = std::move(rules),
+                        .appConfigs = {{.bundleID = kApp,
+                                        .displayName = "Editor",
+                                        .savedLocations = std::move(locations)}}}) {
         view = std::make_unique<AppRulesView>(store, kApp, windows, alerts);
         view->resize(800, 900);
         view->show();
@@ -156,7 +155,6 @@ class AppRulesTest : public QObject {
         }
     }
 
-    // Only a horizontal move has state filters to customise.
     void filtersOnlyForHorizontalMoves() {
         for (auto [action, shown] : {std::pair{moveWindow(Dir::left), true},
                                      {moveWindow(Dir::right), true},
@@ -207,7 +205,6 @@ class AppRulesTest : public QObject {
         QCOMPARE(wholeNumberText(-0.5), "0");
     }
 
-    // Nothing is recorded when the window cannot be read, and the alert says why.
     // (Per window: 0 unreadable, 1 without a size, 2 read.)
     void recordingThatCannotReadTellsWhy() {
         const char* cannot = "Cannot Record Position: ";
@@ -227,8 +224,7 @@ class AppRulesTest : public QObject {
             }
             f.windows.sizeReadable = frames.value(0) != 1;
             f.view->locations()->recordCurrentLocation(1);
-            QCOMPARE(f.alerts.shown.size(), 1u);
-            QCOMPARE(f.alerts.shown[0].message + ": " + f.alerts.shown[0].informative, alert);
+            QCOMPARE(f.alerts.texts(true), QStringList{alert});
             QCOMPARE(f.alerts.shown[0].style, Alert::Style::warning);
             QCOMPARE(f.app().savedLocations, Locations{at(1, 1, 1, 1)});
         }
@@ -254,8 +250,7 @@ class AppRulesTest : public QObject {
         f.view->importSettings();
         QCOMPARE(f.store.config(), original);
         QCOMPARE(f.selection(), std::optional<std::string>(kGlobalSelection));
-        QCOMPARE(f.alerts.shown.size(), 1u);
-        QCOMPARE(f.alerts.shown[0].message, "Import Successful");
+        QCOMPARE(f.alerts.texts(), QStringList{"Import Successful"});
         // The copy is named and holds what was replaced; the file holds the import at once.
         QStringList copies = QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"});
         QCOMPARE(copies.size(), 1);
@@ -282,8 +277,7 @@ class AppRulesTest : public QObject {
                 if (*content) support::writeFileAtomically(path.toStdString(), content);
                 f.view->importSettings(path);
             }
-            QCOMPARE(f.alerts.shown.size(), 1u);
-            QCOMPARE(f.alerts.shown[0].message, "Import Error");
+            QCOMPARE(f.alerts.texts(), QStringList{"Import Error"});
             QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
             QCOMPARE(f.store.config(), original);
             QCOMPARE(f.selection(), std::optional<std::string>(kApp));
@@ -291,7 +285,6 @@ class AppRulesTest : public QObject {
         }
     }
 
-    // The export document and the configuration file stand in for each other.
     void exportAndConfigFileAreInterchangeable() {
         RootConfig original = richConfig();
         StoreFixture exporter;
@@ -299,8 +292,7 @@ class AppRulesTest : public QObject {
         QCOMPARE(exporter.store.loadAtLaunch().state, ConfigFileState::read);
         QCOMPARE(exporter.store.config(), original);
 
-        StoreFixture saver;
-        saver.store.setConfig(original);
+        StoreFixture saver(original);
         saver.scheduler.advance(ConfigStore::kSaveDelay);
         StoreFixture importer;
         QVERIFY(!importSettings(importer.store, saver.path()).error);

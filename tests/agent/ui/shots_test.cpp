@@ -15,7 +15,6 @@ using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using namespace tarn::testing;
-using Dir = Action::MoveDirection;
 
 namespace {
 
@@ -64,9 +63,8 @@ class ShotsTest : public QObject {
     Q_OBJECT
   private slots:
     void settingsWindow() {
-        StoreFixture f;
+        StoreFixture f(demoConfig());
         FakeRunningApps apps;
-        f.store.setConfig(demoConfig());
         auto id = [&](int i) { return f.store.config().globalRules[std::size_t(i)].id; };
         SettingsWindowController controller(f.store, apps);
         controller.show();

@@ -18,6 +18,8 @@
 
 namespace tarn::testing {
 
+using Dir = agent::Action::MoveDirection;
+
 // Every visible label's text, for "is this text on screen" checks.
 inline QStringList visibleTexts(QWidget* root) {
     QStringList texts;
@@ -54,6 +56,8 @@ struct StoreFixture {
     agent::ConfigStore store{scheduler, agent::Logger(log, agent::LogCategory::appDelegate),
                              [this] { return path(); }};
 
+    StoreFixture() = default;
+    explicit StoreFixture(agent::RootConfig config) { store.setConfig(std::move(config)); }
     std::filesystem::path path() const {
         return std::filesystem::path(dir.path().toStdString()) / "wendle-config.json";
     }
@@ -122,6 +126,12 @@ class RecordingAlerts final : public agent::ui::AlertPresenter {
         if (!answers.empty()) answers.pop_front();
         return answer;
     }
+    // Each alert's title, followed by ": " and its text when `informative`.
+    QStringList texts(bool informative = false) const {
+        QStringList list;
+        for (const auto& a : shown) list << a.message + (informative ? ": " + a.informative : "");
+        return list;
+    }
 };
 
 class FakeFileDialogs final : public agent::ui::FileDialogs {
@@ -150,8 +160,7 @@ struct SettingsFixture : StoreFixture {
     NoIcons icons;
     std::unique_ptr<agent::ui::SettingsView> view;
 
-    explicit SettingsFixture(agent::RootConfig config = {}) {
-        store.setConfig(std::move(config));
+    explicit SettingsFixture(agent::RootConfig config = {}) : StoreFixture(std::move(config)) {
         view = std::make_unique<agent::ui::SettingsView>(
             store, apps, [] { return 2; },
             agent::ui::SettingsServices{
