@@ -64,18 +64,10 @@ struct AppFixture : StoreFixture {
     }
 };
 
+// Also an override both disabled and with filters of its own.
 RootConfig richConfig() {
-    RootConfig config;
-    config.globalRules = {rule(124, 6, moveWindow(Dir::right)),
-                          rule(17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t/"}}, false)};
-    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
-    config.globalRules[0].overrideTarn = Dir::right;
-    config.appConfigs = {{.bundleID = kApp,
-                          .displayName = "Editor",
-                          .savedLocations = {at(100.5, 50, 900, 700), at(2000, 0, 800, 600, 1)},
-                          .ruleOverrides = {{config.globalRules[0].id,
-                                             {.enabled = false, .stateFilters = StateFilters{}}}}},
-                         {.bundleID = "org.demo.mail", .displayName = "Mail"}};
+    RootConfig config = demoConfig();
+    config.appConfigs[1].ruleOverrides[config.globalRules[2].id].stateFilters = StateFilters{};
     return config;
 }
 

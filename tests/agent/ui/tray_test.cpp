@@ -80,9 +80,7 @@ struct AppFixture {
         return *app;
     }
     long logged(std::string_view line) const {
-        auto entries = log.entries();
-        return std::count_if(entries.begin(), entries.end(),
-                             [&](const MemoryLog::Entry& entry) { return entry.message == line; });
+        return std::ranges::count(log.entries(), line, &MemoryLog::Entry::message);
     }
 };
 

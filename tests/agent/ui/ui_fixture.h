@@ -4,7 +4,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
-#include <deque>
 #include <memory>
 #include <numeric>
 
@@ -75,6 +74,40 @@ inline agent::Action moveWindow(agent::Action::MoveDirection direction) {
     return agent::Action{agent::Action::MoveWindow{direction}};
 }
 
+// Rules of every kind and applications with saved locations and overrides of each sort.
+inline agent::RootConfig demoConfig() {
+    using agent::Action, agent::StateFilters;
+    using Target = Action::MouseTarget;
+    agent::RootConfig config;
+    for (auto [key, direction] : {std::pair{124, Dir::right},
+                                  {123, Dir::left},
+                                  {126, Dir::up},
+                                  {125, Dir::down},
+                                  {36, Dir::maximize}}) {
+        config.globalRules.push_back(rule(key, 6, moveWindow(direction)));
+    }
+    config.globalRules.push_back(rule(
+        17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}}, false));
+    config.globalRules.push_back(
+        rule(46, 6,
+             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}));
+    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
+    config.globalRules[0].overrideTarn = Dir::right;
+    agent::SavedWindowLocation location{.frame = {100, 50, 900, 700}};
+    agent::SavedWindowLocation second{.frame = {2020.6, 80.2, 1200, 900}, .screenIndex = 1};
+    auto id = [&](int i) { return config.globalRules[std::size_t(i)].id; };
+    config.appConfigs = {
+        {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
+        {.bundleID = "org.demo.editor",
+         .displayName = "Editor",
+         .savedLocations = {location, second},
+         .ruleOverrides = {{id(2), {.enabled = false}},
+                           {id(1), {true, StateFilters{.fullWidthOnSecondary = false}}}}},
+        {.bundleID = "org.demo.mail", .displayName = "Mail"},
+    };
+    return config;
+}
+
 class FakeRunningApps final : public agent::ui::RunningApps {
   public:
     std::vector<platform::AppInfo> apps;
@@ -99,13 +132,11 @@ class FakeWindows final : public agent::ui::WindowAccess {
         std::iota(ids.begin(), ids.end(), 0);
         return ids;
     }
-    std::optional<platform::Point> position(platform::WindowId window) override {
-        const auto& frame = frames.at(window);
-        return frame ? std::optional(frame->origin()) : std::nullopt;
+    std::optional<platform::Point> position(platform::WindowId w) override {
+        return frames.at(w) ? std::optional(frames.at(w)->origin()) : std::nullopt;
     }
-    std::optional<platform::Size> size(platform::WindowId window) override {
-        const auto& frame = frames.at(window);
-        return frame && sizeReadable ? std::optional(frame->size()) : std::nullopt;
+    std::optional<platform::Size> size(platform::WindowId w) override {
+        return frames.at(w) && sizeReadable ? std::optional(frames.at(w)->size()) : std::nullopt;
     }
     std::vector<platform::Rect> screens() override {
         return {{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}};
@@ -119,12 +150,10 @@ class FakeWindows final : public agent::ui::WindowAccess {
 class RecordingAlerts final : public agent::ui::AlertPresenter {
   public:
     std::vector<agent::ui::Alert> shown;
-    std::deque<int> answers;
+    std::vector<int> answers;  // the n-th for the n-th alert
     int present(const agent::ui::Alert& alert) override {
         shown.push_back(alert);
-        int answer = answers.empty() ? 0 : answers.front();
-        if (!answers.empty()) answers.pop_front();
-        return answer;
+        return shown.size() <= answers.size() ? answers[shown.size() - 1] : 0;
     }
     // Each alert's title, followed by ": " and its text when `informative`.
     QStringList texts(bool informative = false) const {
