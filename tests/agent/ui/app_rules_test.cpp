@@ -59,6 +59,7 @@ struct AppFixture : StoreFixture {
         return it == overrides.end() ? std::nullopt : std::optional(it->second);
     }
     bool shown(const QString& text) const { return visibleTexts(view.get()).contains(text); }
+    QCheckBox* box(const QString& text) const { return titled<QCheckBox>(view->panel(), text); }
     QWidget* slot(int i) const {
         return named<QFrame>(view.get(), QStringLiteral("location%1").arg(i + 1));
     }
@@ -87,7 +88,7 @@ class AppRulesTest : public QObject {
         QCOMPARE(model->index(1, AppRulesModel::action).data().toString(), "Move Window: down");
         QSignalSpy resets(model, &QAbstractItemModel::modelReset);
         QSignalSpy changes(model, &QAbstractItemModel::dataChanged);
-        checkBox(f.view->panel(), kEnable)->click();
+        f.box(kEnable)->click();
         QCOMPARE(changes.size(), 1);
         QCOMPARE(changes[0][1].toModelIndex(), model->index(1, AppRulesModel::custom));
         QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
@@ -104,36 +105,28 @@ class AppRulesTest : public QObject {
     // caption shown. The global rule itself is never touched.
     void overrideEdits() {
         using Filters = std::optional<StateFilters>;
-        struct Case {
-            Filters global;
-            QStringList clicks;
-            RuleOverride stored;
-            const char* caption;
-        };
         Filters none, all = StateFilters{}, own = StateFilters{.fullWidthOnPrimary = false};
         Filters secondary = StateFilters{.fullWidthOnSecondary = false};  // "Full Width:" row's
         for (const auto& [globalFilters, clicks, stored, caption] :
-             {Case{none, {kEnable}, {false, none}, kDisabled},
-              Case{none, {kEnable, kEnable}, {true, none}, kGlobal},  // keeps an entry
-              Case{none, {kCustomize}, {true, all}, kOverriding},
-              Case{own, {kCustomize}, {true, own}, kOverriding},
-              Case{none, {kCustomize, kCustomize}, {true, none}, kGlobal},
-              Case{none, {kCustomize, kEnable}, {false, all}, kDisabled},
-              Case{none, {kCustomize, "Secondary"}, {true, secondary}, kOverriding}}) {
+             {std::tuple{none, QStringList{kEnable}, RuleOverride{false, none}, kDisabled},
+              {none, {kEnable, kEnable}, {true, none}, kGlobal},  // keeps an entry
+              {none, {kCustomize}, {true, all}, kOverriding},
+              {own, {kCustomize}, {true, own}, kOverriding},
+              {none, {kCustomize, kCustomize}, {true, none}, kGlobal},
+              {none, {kCustomize, kEnable}, {false, all}, kDisabled},
+              {none, {kCustomize, "Secondary"}, {true, secondary}, kOverriding}}) {
             auto right = rule(124, 6, moveWindow(Dir::right));
             right.stateFilters = globalFilters;
             AppFixture f({right});
             QVERIFY(f.shown("Customize Rule for Editor"));
             QVERIFY(!f.override());
-            for (const QString& box : clicks) checkBox(f.view->panel(), box)->click();
+            for (const QString& box : clicks) f.box(box)->click();
             QCOMPARE(f.override(), std::optional(stored));
             QStringList captions;
-            for (const char* text : {kDisabled, kGlobal, kOverriding}) {
+            for (const char* text : {kDisabled, kGlobal, kOverriding})
                 if (f.shown(text)) captions << text;
-            }
             QCOMPARE(captions, QStringList{caption});
-            QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()),
-                     stored.enabled);
+            QCOMPARE(f.box(kCustomize)->isVisibleTo(f.view.get()), stored.enabled);
             auto* model = f.view->model();
             QCOMPARE(
                 model->index(0, AppRulesModel::enabled).data(AppRulesModel::EnabledRole).toBool(),
@@ -153,7 +146,7 @@ class AppRulesTest : public QObject {
                                      {moveWindow(Dir::up), false},
                                      {Action{Action::SendKeystrokeSequence{"x"}}, false}}) {
             AppFixture f({rule(0, 8, action)});
-            QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()), shown);
+            QCOMPARE(f.box(kCustomize)->isVisibleTo(f.view.get()), shown);
             QCOMPARE(f.shown(kGlobal), shown);
         }
     }
@@ -314,8 +307,7 @@ class AppRulesTest : public QObject {
                 windows.published = platform::IconImage{2, 2, std::vector(4, 0xff0000ffu)};
             platform::xdg::Locations where;
             where.dataHome = data;
-            DesktopAppIcons icons(windows, where);
-            QIcon icon = icons.icon("Editor");
+            QIcon icon = DesktopAppIcons(windows, where).icon("Editor");
             QCOMPARE(icon.isNull() ? "" : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
                      colour);
         }

@@ -22,9 +22,8 @@ using Dir = agent::Action::MoveDirection;
 // Every visible label's text, for "is this text on screen" checks.
 inline QStringList visibleTexts(QWidget* root) {
     QStringList texts;
-    for (auto* label : root->findChildren<QLabel*>()) {
+    for (auto* label : root->findChildren<QLabel*>())
         if (label->isVisibleTo(root)) texts << label->text();
-    }
     return texts;
 }
 
@@ -38,13 +37,9 @@ Widget* named(QWidget* root, const QString& name) {
 // The button or check box showing `text`.
 template <typename Button = QPushButton>
 Button* titled(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<Button*>()) {
+    for (auto* candidate : root->findChildren<Button*>())
         if (candidate->text() == text) return candidate;
-    }
     qFatal("nothing titled %s", qPrintable(text));
-}
-inline QCheckBox* checkBox(QWidget* root, const QString& text) {
-    return titled<QCheckBox>(root, text);
 }
 
 // A store on a hand-driven clock, saving into a temporary directory.

@@ -256,7 +256,7 @@ class ViewsTest : public QObject {
         // swallow box and the override picker, which also follows the store.
         for (auto [title, bit] :
              {std::pair{"⌃ Control", 2}, {"⌥ Option", 4}, {"⇧ Shift", 1}, {"⌘ Command", 8}}) {
-            QCheckBox* box = checkBox(f.editor(), title);
+            QCheckBox* box = titled<QCheckBox>(f.editor(), title);
             box->click();
             QCOMPARE(f.stored().chord.modifiers.rawValue, bit);
             f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {15 | 64}; });
@@ -265,7 +265,7 @@ class ViewsTest : public QObject {
             QCOMPARE(f.stored().chord.modifiers.rawValue, (15 | 64) & ~bit);
             f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {0}; });
         }
-        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
+        titled<QCheckBox>(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
         QCOMPARE(f.stored().swallow, false);
         auto* override = named<QComboBox>(f.editor(), "Override Tarn");
         override->activated(4);
