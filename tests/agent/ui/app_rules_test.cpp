@@ -204,9 +204,8 @@ class AppRulesTest : public QObject {
               {kApp, QList<int>{1}, cannot + QString("Could not get window size.")}}) {
             AppFixture f({}, {at(1, 1, 1, 1)});
             f.windows.runningBundleID = running;
-            for (int frame : frames) {
+            for (int frame : frames)
                 f.windows.frames.push_back(frame ? std::optional(Rect{1, 2, 3, 4}) : std::nullopt);
-            }
             f.windows.sizeReadable = frames.value(0) != 1;
             f.view->locations()->recordCurrentLocation(1);
             QCOMPARE(f.alerts.texts(true), QStringList{alert});
@@ -215,11 +214,34 @@ class AppRulesTest : public QObject {
         }
     }
 
-    // Export, then import: the same configuration, from a document sorted at every level;
+    // Refused transfers first, each changing nothing: what is imported ("": no file yet;
+    // "export": an export into no directory) and the alert's text.
+    // Then export, then import: the same configuration, from a document sorted at every level;
     // the replaced one is kept beside the configuration file and named.
-    void exportThenImport() {
+    void exportAndImport() {
         RootConfig original = richConfig();
         SettingsFixture f(original);
+        f.view->select(kApp);
+        QString path = f.dir.filePath("import.json");
+        const char* failed = "Failed to import settings: ";
+        for (auto [content, informative] : {std::pair{"", failed},
+                                            {"[{\"globalRules\":[]}]", failed},
+                                            {"{\"globalRules\":", failed},
+                                            {"export", "Export failed: "}}) {
+            f.alerts.shown.clear();
+            if (std::string_view(content) == "export") {
+                f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
+            } else {
+                if (*content) support::writeFileAtomically(path.toStdString(), content);
+                f.view->importSettings(path);
+            }
+            QCOMPARE(f.alerts.texts(), QStringList{"Import Error"});
+            QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
+            QCOMPARE(f.store.config(), original);
+            QCOMPARE(f.selection(), std::optional<std::string>(kApp));
+            QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
+        }
+        f.alerts.shown.clear();
         QString exported = f.dir.filePath("wendle-settings.json");
         f.files.answer = exported;
         f.view->exportSettings();
@@ -243,31 +265,6 @@ class AppRulesTest : public QObject {
         auto kept = decodeConfigText(*support::readFile(f.dir.filePath(copies[0]).toStdString()));
         QCOMPARE(kept->config, replaced);
         QCOMPARE(decodeConfigText(*support::readFile(f.path()))->config, original);
-    }
-
-    // What is imported ("export": an export into no directory) and the alert's text.
-    void refusedTransfersChangeNothing() {
-        const char* failed = "Failed to import settings: ";
-        for (auto [content, informative] : {std::pair{"[{\"globalRules\":[]}]", failed},
-                                            {"{\"globalRules\":", failed},
-                                            {"", failed},
-                                            {"export", "Export failed: "}}) {
-            RootConfig original = richConfig();
-            SettingsFixture f(original);
-            f.view->select(kApp);
-            QString path = f.dir.filePath("import.json");
-            if (std::string_view(content) == "export") {
-                f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
-            } else {
-                if (*content) support::writeFileAtomically(path.toStdString(), content);
-                f.view->importSettings(path);
-            }
-            QCOMPARE(f.alerts.texts(), QStringList{"Import Error"});
-            QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
-            QCOMPARE(f.store.config(), original);
-            QCOMPARE(f.selection(), std::optional<std::string>(kApp));
-            QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
-        }
     }
 
     void exportAndConfigFileAreInterchangeable() {

@@ -78,9 +78,8 @@ inline agent::RootConfig demoConfig() {
                                   {123, Dir::left},
                                   {126, Dir::up},
                                   {125, Dir::down},
-                                  {36, Dir::maximize}}) {
+                                  {36, Dir::maximize}})
         config.globalRules.push_back(rule(key, 6, moveWindow(direction)));
-    }
     config.globalRules.push_back(rule(
         17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}}, false));
     config.globalRules.push_back(
