@@ -89,7 +89,9 @@ struct AppFixture {
 class TrayTest : public QObject {
     Q_OBJECT
   private slots:
-    void menuItemsInOrder() {
+    // The items in order; then each, with the answer given to the alert it shows: the callbacks
+    // made and the alert's title ("": none).
+    void menuItems() {
         TrayFixture f;
         QCOMPARE(titles(f.tray.menu()),
                  QStringList({"Settings…", "-", "Request Accessibility Permission…", "-",
@@ -98,11 +100,6 @@ class TrayTest : public QObject {
                  QKeySequence(Qt::CTRL | Qt::Key_Comma));
         QCOMPARE(item(f.tray.menu(), "Quit")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Q));
         QVERIFY(!f.tray.tray()->icon().isNull());
-    }
-
-    // Each item, with the answer given to the alert it shows: the callbacks made and the
-    // alert's title ("": none).
-    void itemActions() {
         const char* help = "Wendle Troubleshooting";
         for (auto [title, answer, calls, alert] :
              {std::tuple{"Settings…", 0, QStringList{"settings"}, ""},
@@ -113,7 +110,8 @@ class TrayTest : public QObject {
               {"Help", 2, QStringList{"permissions"}, help},  // request now
               {"Help", -1, QStringList{}, help},              // closed
               {"About Wendle", 0, QStringList{}, "Wendle"}}) {
-            TrayFixture f;
+            f.calls.clear();
+            f.alerts.shown.clear();
             f.alerts.answers = {answer};
             f.trigger(title);
             QCOMPARE(f.calls, calls);
