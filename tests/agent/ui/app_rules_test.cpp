@@ -21,7 +21,6 @@ using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using platform::Rect;
 using namespace tarn::testing;
-using Dir = Action::MoveDirection;
 using Locations = std::vector<SavedWindowLocation>;
 
 namespace {
@@ -44,11 +43,11 @@ struct AppFixture : StoreFixture {
     RecordingAlerts alerts;
     std::unique_ptr<AppRulesView> view;
 
-    explicit AppFixture(std::vector<HotkeyRule> rules, Locations locations = {}) {
-        store.setConfig({.globalRules = std::move(rules),
-                         .appConfigs = {{.bundleID = kApp,
-                                         .displayName = "Editor",
-                                         .savedLocations = std::move(locations)}}});
+    explicit AppFixture(std::vector<HotkeyRule> rules, Locations locations = {})
+        : StoreFixture({.globalRules = std::move(rules),
+                        .appConfigs = {{.bundleID = kApp,
+                                        .displayName = "Editor",
+                                        .savedLocations = std::move(locations)}}}) {
         view = std::make_unique<AppRulesView>(store, kApp, windows, alerts);
         view->resize(800, 900);
         view->show();
@@ -60,23 +59,16 @@ struct AppFixture : StoreFixture {
         return it == overrides.end() ? std::nullopt : std::optional(it->second);
     }
     bool shown(const QString& text) const { return visibleTexts(view.get()).contains(text); }
+    QCheckBox* box(const QString& text) const { return titled<QCheckBox>(view->panel(), text); }
     QWidget* slot(int i) const {
         return named<QFrame>(view.get(), QStringLiteral("location%1").arg(i + 1));
     }
 };
 
+// Also an override both disabled and with filters of its own.
 RootConfig richConfig() {
-    RootConfig config;
-    config.globalRules = {rule(124, 6, moveWindow(Dir::right)),
-                          rule(17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t/"}}, false)};
-    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
-    config.globalRules[0].overrideTarn = Dir::right;
-    config.appConfigs = {{.bundleID = kApp,
-                          .displayName = "Editor",
-                          .savedLocations = {at(100.5, 50, 900, 700), at(2000, 0, 800, 600, 1)},
-                          .ruleOverrides = {{config.globalRules[0].id,
-                                             {.enabled = false, .stateFilters = StateFilters{}}}}},
-                         {.bundleID = "org.demo.mail", .displayName = "Mail"}};
+    RootConfig config = demoConfig();
+    config.appConfigs[1].ruleOverrides[config.globalRules[2].id].stateFilters = StateFilters{};
     return config;
 }
 
@@ -96,7 +88,7 @@ class AppRulesTest : public QObject {
         QCOMPARE(model->index(1, AppRulesModel::action).data().toString(), "Move Window: down");
         QSignalSpy resets(model, &QAbstractItemModel::modelReset);
         QSignalSpy changes(model, &QAbstractItemModel::dataChanged);
-        checkBox(f.view->panel(), kEnable)->click();
+        f.box(kEnable)->click();
         QCOMPARE(changes.size(), 1);
         QCOMPARE(changes[0][1].toModelIndex(), model->index(1, AppRulesModel::custom));
         QCOMPARE(f.view->selectedRuleID(), f.store.config().globalRules[0].id);
@@ -113,36 +105,28 @@ class AppRulesTest : public QObject {
     // caption shown. The global rule itself is never touched.
     void overrideEdits() {
         using Filters = std::optional<StateFilters>;
-        struct Case {
-            Filters global;
-            QStringList clicks;
-            RuleOverride stored;
-            const char* caption;
-        };
         Filters none, all = StateFilters{}, own = StateFilters{.fullWidthOnPrimary = false};
         Filters secondary = StateFilters{.fullWidthOnSecondary = false};  // "Full Width:" row's
         for (const auto& [globalFilters, clicks, stored, caption] :
-             {Case{none, {kEnable}, {false, none}, kDisabled},
-              Case{none, {kEnable, kEnable}, {true, none}, kGlobal},  // keeps an entry
-              Case{none, {kCustomize}, {true, all}, kOverriding},
-              Case{own, {kCustomize}, {true, own}, kOverriding},
-              Case{none, {kCustomize, kCustomize}, {true, none}, kGlobal},
-              Case{none, {kCustomize, kEnable}, {false, all}, kDisabled},
-              Case{none, {kCustomize, "Secondary"}, {true, secondary}, kOverriding}}) {
+             {std::tuple{none, QStringList{kEnable}, RuleOverride{false, none}, kDisabled},
+              {none, {kEnable, kEnable}, {true, none}, kGlobal},  // keeps an entry
+              {none, {kCustomize}, {true, all}, kOverriding},
+              {own, {kCustomize}, {true, own}, kOverriding},
+              {none, {kCustomize, kCustomize}, {true, none}, kGlobal},
+              {none, {kCustomize, kEnable}, {false, all}, kDisabled},
+              {none, {kCustomize, "Secondary"}, {true, secondary}, kOverriding}}) {
             auto right = rule(124, 6, moveWindow(Dir::right));
             right.stateFilters = globalFilters;
             AppFixture f({right});
             QVERIFY(f.shown("Customize Rule for Editor"));
             QVERIFY(!f.override());
-            for (const QString& box : clicks) checkBox(f.view->panel(), box)->click();
+            for (const QString& box : clicks) f.box(box)->click();
             QCOMPARE(f.override(), std::optional(stored));
             QStringList captions;
-            for (const char* text : {kDisabled, kGlobal, kOverriding}) {
+            for (const char* text : {kDisabled, kGlobal, kOverriding})
                 if (f.shown(text)) captions << text;
-            }
             QCOMPARE(captions, QStringList{caption});
-            QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()),
-                     stored.enabled);
+            QCOMPARE(f.box(kCustomize)->isVisibleTo(f.view.get()), stored.enabled);
             auto* model = f.view->model();
             QCOMPARE(
                 model->index(0, AppRulesModel::enabled).data(AppRulesModel::EnabledRole).toBool(),
@@ -156,14 +140,13 @@ class AppRulesTest : public QObject {
         }
     }
 
-    // Only a horizontal move has state filters to customise.
     void filtersOnlyForHorizontalMoves() {
         for (auto [action, shown] : {std::pair{moveWindow(Dir::left), true},
                                      {moveWindow(Dir::right), true},
                                      {moveWindow(Dir::up), false},
                                      {Action{Action::SendKeystrokeSequence{"x"}}, false}}) {
             AppFixture f({rule(0, 8, action)});
-            QCOMPARE(checkBox(f.view->panel(), kCustomize)->isVisibleTo(f.view.get()), shown);
+            QCOMPARE(f.box(kCustomize)->isVisibleTo(f.view.get()), shown);
             QCOMPARE(f.shown(kGlobal), shown);
         }
     }
@@ -207,7 +190,6 @@ class AppRulesTest : public QObject {
         QCOMPARE(wholeNumberText(-0.5), "0");
     }
 
-    // Nothing is recorded when the window cannot be read, and the alert says why.
     // (Per window: 0 unreadable, 1 without a size, 2 read.)
     void recordingThatCannotReadTellsWhy() {
         const char* cannot = "Cannot Record Position: ";
@@ -222,23 +204,44 @@ class AppRulesTest : public QObject {
               {kApp, QList<int>{1}, cannot + QString("Could not get window size.")}}) {
             AppFixture f({}, {at(1, 1, 1, 1)});
             f.windows.runningBundleID = running;
-            for (int frame : frames) {
+            for (int frame : frames)
                 f.windows.frames.push_back(frame ? std::optional(Rect{1, 2, 3, 4}) : std::nullopt);
-            }
             f.windows.sizeReadable = frames.value(0) != 1;
             f.view->locations()->recordCurrentLocation(1);
-            QCOMPARE(f.alerts.shown.size(), 1u);
-            QCOMPARE(f.alerts.shown[0].message + ": " + f.alerts.shown[0].informative, alert);
+            QCOMPARE(f.alerts.texts(true), QStringList{alert});
             QCOMPARE(f.alerts.shown[0].style, Alert::Style::warning);
             QCOMPARE(f.app().savedLocations, Locations{at(1, 1, 1, 1)});
         }
     }
 
-    // Export, then import: the same configuration, from a document sorted at every level;
+    // Refused transfers first, each changing nothing: what is imported ("": no file yet;
+    // "export": an export into no directory) and the alert's text.
+    // Then export, then import: the same configuration, from a document sorted at every level;
     // the replaced one is kept beside the configuration file and named.
-    void exportThenImport() {
+    void exportAndImport() {
         RootConfig original = richConfig();
         SettingsFixture f(original);
+        f.view->select(kApp);
+        QString path = f.dir.filePath("import.json");
+        const char* failed = "Failed to import settings: ";
+        for (auto [content, informative] : {std::pair{"", failed},
+                                            {"[{\"globalRules\":[]}]", failed},
+                                            {"{\"globalRules\":", failed},
+                                            {"export", "Export failed: "}}) {
+            f.alerts.shown.clear();
+            if (std::string_view(content) == "export") {
+                f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
+            } else {
+                if (*content) support::writeFileAtomically(path.toStdString(), content);
+                f.view->importSettings(path);
+            }
+            QCOMPARE(f.alerts.texts(), QStringList{"Import Error"});
+            QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
+            QCOMPARE(f.store.config(), original);
+            QCOMPARE(f.selection(), std::optional<std::string>(kApp));
+            QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
+        }
+        f.alerts.shown.clear();
         QString exported = f.dir.filePath("wendle-settings.json");
         f.files.answer = exported;
         f.view->exportSettings();
@@ -254,8 +257,7 @@ class AppRulesTest : public QObject {
         f.view->importSettings();
         QCOMPARE(f.store.config(), original);
         QCOMPARE(f.selection(), std::optional<std::string>(kGlobalSelection));
-        QCOMPARE(f.alerts.shown.size(), 1u);
-        QCOMPARE(f.alerts.shown[0].message, "Import Successful");
+        QCOMPARE(f.alerts.texts(), QStringList{"Import Successful"});
         // The copy is named and holds what was replaced; the file holds the import at once.
         QStringList copies = QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"});
         QCOMPARE(copies.size(), 1);
@@ -265,33 +267,6 @@ class AppRulesTest : public QObject {
         QCOMPARE(decodeConfigText(*support::readFile(f.path()))->config, original);
     }
 
-    // What is imported ("export": an export into no directory) and the alert's text.
-    void refusedTransfersChangeNothing() {
-        const char* failed = "Failed to import settings: ";
-        for (auto [content, informative] : {std::pair{"[{\"globalRules\":[]}]", failed},
-                                            {"{\"globalRules\":", failed},
-                                            {"", failed},
-                                            {"export", "Export failed: "}}) {
-            RootConfig original = richConfig();
-            SettingsFixture f(original);
-            f.view->select(kApp);
-            QString path = f.dir.filePath("import.json");
-            if (std::string_view(content) == "export") {
-                f.view->exportSettings(f.dir.filePath("missing/dir/x.json"));
-            } else {
-                if (*content) support::writeFileAtomically(path.toStdString(), content);
-                f.view->importSettings(path);
-            }
-            QCOMPARE(f.alerts.shown.size(), 1u);
-            QCOMPARE(f.alerts.shown[0].message, "Import Error");
-            QVERIFY(f.alerts.shown[0].informative.startsWith(informative));
-            QCOMPARE(f.store.config(), original);
-            QCOMPARE(f.selection(), std::optional<std::string>(kApp));
-            QVERIFY(QDir(f.dir.path()).entryList({"wendle-config.json.bak-*"}).isEmpty());
-        }
-    }
-
-    // The export document and the configuration file stand in for each other.
     void exportAndConfigFileAreInterchangeable() {
         RootConfig original = richConfig();
         StoreFixture exporter;
@@ -299,8 +274,7 @@ class AppRulesTest : public QObject {
         QCOMPARE(exporter.store.loadAtLaunch().state, ConfigFileState::read);
         QCOMPARE(exporter.store.config(), original);
 
-        StoreFixture saver;
-        saver.store.setConfig(original);
+        StoreFixture saver(original);
         saver.scheduler.advance(ConfigStore::kSaveDelay);
         StoreFixture importer;
         QVERIFY(!importSettings(importer.store, saver.path()).error);
@@ -330,8 +304,7 @@ class AppRulesTest : public QObject {
                 windows.published = platform::IconImage{2, 2, std::vector(4, 0xff0000ffu)};
             platform::xdg::Locations where;
             where.dataHome = data;
-            DesktopAppIcons icons(windows, where);
-            QIcon icon = icons.icon("Editor");
+            QIcon icon = DesktopAppIcons(windows, where).icon("Editor");
             QCOMPARE(icon.isNull() ? "" : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
                      colour);
         }

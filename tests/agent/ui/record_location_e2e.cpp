@@ -20,8 +20,7 @@ namespace {
 TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
     testing::TempDir home;
     std::string p = home.path().string();
-    std::filesystem::create_directories(p + "/.config/Tarn");
-    std::filesystem::create_directories(p + "/run");
+    for (const char* sub : {"/.config/Tarn", "/run"}) std::filesystem::create_directories(p + sub);
     TestApp app = startApp(home, {"--class", "Editor", "--geometry", "640x480+2300+300"});
     std::string window = std::to_string(app.window());
     auto recorded = outerFrame(app.window());

@@ -15,41 +15,8 @@ using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using namespace tarn::testing;
-using Dir = Action::MoveDirection;
 
 namespace {
-
-RootConfig demoConfig() {
-    using Target = Action::MouseTarget;
-    RootConfig config;
-    for (auto [key, direction] : {std::pair{124, Dir::right},
-                                  {123, Dir::left},
-                                  {126, Dir::up},
-                                  {125, Dir::down},
-                                  {36, Dir::maximize}}) {
-        config.globalRules.push_back(rule(key, 6, moveWindow(direction)));
-    }
-    config.globalRules.push_back(rule(
-        17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}}, false));
-    config.globalRules.push_back(
-        rule(46, 6,
-             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}));
-    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
-    config.globalRules[0].overrideTarn = Dir::right;
-    SavedWindowLocation location{.frame = {100, 50, 900, 700}};
-    SavedWindowLocation second{.frame = {2020.6, 80.2, 1200, 900}, .screenIndex = 1};
-    auto id = [&](int i) { return config.globalRules[std::size_t(i)].id; };
-    config.appConfigs = {
-        {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
-        {.bundleID = "org.demo.editor",
-         .displayName = "Editor",
-         .savedLocations = {location, second},
-         .ruleOverrides = {{id(2), {.enabled = false}},
-                           {id(1), {true, StateFilters{.fullWidthOnSecondary = false}}}}},
-        {.bundleID = "org.demo.mail", .displayName = "Mail"},
-    };
-    return config;
-}
 
 void save(QWidget* window, const QString& name) {
     QApplication::processEvents();
@@ -64,9 +31,8 @@ class ShotsTest : public QObject {
     Q_OBJECT
   private slots:
     void settingsWindow() {
-        StoreFixture f;
+        StoreFixture f(demoConfig());
         FakeRunningApps apps;
-        f.store.setConfig(demoConfig());
         auto id = [&](int i) { return f.store.config().globalRules[std::size_t(i)].id; };
         SettingsWindowController controller(f.store, apps);
         controller.show();

@@ -80,9 +80,7 @@ struct AppFixture {
         return *app;
     }
     long logged(std::string_view line) const {
-        auto entries = log.entries();
-        return std::count_if(entries.begin(), entries.end(),
-                             [&](const MemoryLog::Entry& entry) { return entry.message == line; });
+        return std::ranges::count(log.entries(), line, &MemoryLog::Entry::message);
     }
 };
 
@@ -91,7 +89,9 @@ struct AppFixture {
 class TrayTest : public QObject {
     Q_OBJECT
   private slots:
-    void menuItemsInOrder() {
+    // The items in order; then each, with the answer given to the alert it shows: the callbacks
+    // made and the alert's title ("": none).
+    void menuItems() {
         TrayFixture f;
         QCOMPARE(titles(f.tray.menu()),
                  QStringList({"Settings…", "-", "Request Accessibility Permission…", "-",
@@ -100,11 +100,6 @@ class TrayTest : public QObject {
                  QKeySequence(Qt::CTRL | Qt::Key_Comma));
         QCOMPARE(item(f.tray.menu(), "Quit")->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Q));
         QVERIFY(!f.tray.tray()->icon().isNull());
-    }
-
-    // Each item, with the answer given to the alert it shows: the callbacks made and the
-    // alert's title ("": none).
-    void itemActions() {
         const char* help = "Wendle Troubleshooting";
         for (auto [title, answer, calls, alert] :
              {std::tuple{"Settings…", 0, QStringList{"settings"}, ""},
@@ -115,13 +110,13 @@ class TrayTest : public QObject {
               {"Help", 2, QStringList{"permissions"}, help},  // request now
               {"Help", -1, QStringList{}, help},              // closed
               {"About Wendle", 0, QStringList{}, "Wendle"}}) {
-            TrayFixture f;
+            f.calls.clear();
+            f.alerts.shown.clear();
             f.alerts.answers = {answer};
             f.trigger(title);
             QCOMPARE(f.calls, calls);
-            QCOMPARE(f.alerts.shown.size(), *alert ? 1u : 0u);
+            QCOMPARE(f.alerts.texts(), *alert ? QStringList{alert} : QStringList{});
             if (!*alert) continue;
-            QCOMPARE(f.alerts.shown[0].message, alert);
             if (std::string_view(title) == "Help") {
                 QCOMPARE(f.alerts.shown[0].buttons.size(), 3);
             } else {
@@ -150,14 +145,11 @@ class TrayTest : public QObject {
             f.trigger(title);
             QCOMPARE(f.loginItem.calls, std::vector<std::string>{call});
             QCOMPARE(f.loginTitle(), rebuilt);
-            QStringList alerts;
-            for (const Alert& alert : f.alerts.shown) {
-                alerts << alert.message + ": " + alert.informative;
-                QCOMPARE(alert.style, Alert::Style::warning);
-            }
-            QCOMPARE(alerts, *failure ? QStringList{"Login Item Error: Failed to update login "
-                                                    "item status: cannot write x.desktop"}
-                                      : QStringList{});
+            for (const Alert& alert : f.alerts.shown) QCOMPARE(alert.style, Alert::Style::warning);
+            QCOMPARE(f.alerts.texts(true),
+                     *failure ? QStringList{"Login Item Error: Failed to update login "
+                                            "item status: cannot write x.desktop"}
+                              : QStringList{});
         }
     }
 
@@ -194,11 +186,10 @@ class TrayTest : public QObject {
             f.make().launch(fileExisted, true);
             QVERIFY(f.alerts.shown.empty());
             QTest::qWait(700);
-            QCOMPARE(f.alerts.shown.size(), fileExisted ? 0u : 1u);
-            if (!fileExisted) {
-                QCOMPARE(f.alerts.shown[0].message, "Welcome to Wendle");
+            QCOMPARE(f.alerts.texts(),
+                     fileExisted ? QStringList{} : QStringList{"Welcome to Wendle"});
+            if (!fileExisted)
                 QCOMPARE(f.alerts.shown[0].buttons, QStringList({"Start at Login", "Not Now"}));
-            }
             QCOMPARE(f.loginItem.state == Status::enabled, registered);
             QCOMPARE(f.logged("✅ Login item enabled on first run"), registered ? 1 : 0);
             QCOMPARE(titles(f.app->statusBar().menu())[4],

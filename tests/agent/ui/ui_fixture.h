@@ -4,7 +4,6 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
-#include <deque>
 #include <memory>
 #include <numeric>
 
@@ -18,12 +17,13 @@
 
 namespace tarn::testing {
 
+using Dir = agent::Action::MoveDirection;
+
 // Every visible label's text, for "is this text on screen" checks.
 inline QStringList visibleTexts(QWidget* root) {
     QStringList texts;
-    for (auto* label : root->findChildren<QLabel*>()) {
+    for (auto* label : root->findChildren<QLabel*>())
         if (label->isVisibleTo(root)) texts << label->text();
-    }
     return texts;
 }
 
@@ -37,13 +37,9 @@ Widget* named(QWidget* root, const QString& name) {
 // The button or check box showing `text`.
 template <typename Button = QPushButton>
 Button* titled(QWidget* root, const QString& text) {
-    for (auto* candidate : root->findChildren<Button*>()) {
+    for (auto* candidate : root->findChildren<Button*>())
         if (candidate->text() == text) return candidate;
-    }
     qFatal("nothing titled %s", qPrintable(text));
-}
-inline QCheckBox* checkBox(QWidget* root, const QString& text) {
-    return titled<QCheckBox>(root, text);
 }
 
 // A store on a hand-driven clock, saving into a temporary directory.
@@ -54,6 +50,8 @@ struct StoreFixture {
     agent::ConfigStore store{scheduler, agent::Logger(log, agent::LogCategory::appDelegate),
                              [this] { return path(); }};
 
+    StoreFixture() = default;
+    explicit StoreFixture(agent::RootConfig config) { store.setConfig(std::move(config)); }
     std::filesystem::path path() const {
         return std::filesystem::path(dir.path().toStdString()) / "wendle-config.json";
     }
@@ -69,6 +67,39 @@ inline agent::HotkeyRule rule(std::int64_t keyCode, std::int64_t modifiers, agen
 
 inline agent::Action moveWindow(agent::Action::MoveDirection direction) {
     return agent::Action{agent::Action::MoveWindow{direction}};
+}
+
+// Rules of every kind and applications with saved locations and overrides of each sort.
+inline agent::RootConfig demoConfig() {
+    using agent::Action, agent::StateFilters;
+    using Target = Action::MouseTarget;
+    agent::RootConfig config;
+    for (auto [key, direction] : {std::pair{124, Dir::right},
+                                  {123, Dir::left},
+                                  {126, Dir::up},
+                                  {125, Dir::down},
+                                  {36, Dir::maximize}})
+        config.globalRules.push_back(rule(key, 6, moveWindow(direction)));
+    config.globalRules.push_back(rule(
+        17, 10, Action{Action::SendKeystrokeSequence{"{cmd}t{pause 100}hello{return}"}}, false));
+    config.globalRules.push_back(
+        rule(46, 6,
+             Action{Action::MoveMouse{Target{Target::Screen{1}}, Action::MousePosition::center}}));
+    config.globalRules[0].stateFilters = StateFilters{.alignLeftOnSecondary = false};
+    config.globalRules[0].overrideTarn = Dir::right;
+    agent::SavedWindowLocation location{.frame = {100, 50, 900, 700}};
+    agent::SavedWindowLocation second{.frame = {2020.6, 80.2, 1200, 900}, .screenIndex = 1};
+    auto id = [&](int i) { return config.globalRules[std::size_t(i)].id; };
+    config.appConfigs = {
+        {.bundleID = "XTerm", .displayName = "XTerm", .savedLocations = {location}},
+        {.bundleID = "org.demo.editor",
+         .displayName = "Editor",
+         .savedLocations = {location, second},
+         .ruleOverrides = {{id(2), {.enabled = false}},
+                           {id(1), {true, StateFilters{.fullWidthOnSecondary = false}}}}},
+        {.bundleID = "org.demo.mail", .displayName = "Mail"},
+    };
+    return config;
 }
 
 class FakeRunningApps final : public agent::ui::RunningApps {
@@ -95,13 +126,11 @@ class FakeWindows final : public agent::ui::WindowAccess {
         std::iota(ids.begin(), ids.end(), 0);
         return ids;
     }
-    std::optional<platform::Point> position(platform::WindowId window) override {
-        const auto& frame = frames.at(window);
-        return frame ? std::optional(frame->origin()) : std::nullopt;
+    std::optional<platform::Point> position(platform::WindowId w) override {
+        return frames.at(w) ? std::optional(frames.at(w)->origin()) : std::nullopt;
     }
-    std::optional<platform::Size> size(platform::WindowId window) override {
-        const auto& frame = frames.at(window);
-        return frame && sizeReadable ? std::optional(frame->size()) : std::nullopt;
+    std::optional<platform::Size> size(platform::WindowId w) override {
+        return frames.at(w) && sizeReadable ? std::optional(frames.at(w)->size()) : std::nullopt;
     }
     std::vector<platform::Rect> screens() override {
         return {{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}};
@@ -115,12 +144,16 @@ class FakeWindows final : public agent::ui::WindowAccess {
 class RecordingAlerts final : public agent::ui::AlertPresenter {
   public:
     std::vector<agent::ui::Alert> shown;
-    std::deque<int> answers;
+    std::vector<int> answers;  // the n-th for the n-th alert
     int present(const agent::ui::Alert& alert) override {
         shown.push_back(alert);
-        int answer = answers.empty() ? 0 : answers.front();
-        if (!answers.empty()) answers.pop_front();
-        return answer;
+        return shown.size() <= answers.size() ? answers[shown.size() - 1] : 0;
+    }
+    // Each alert's title, followed by ": " and its text when `informative`.
+    QStringList texts(bool informative = false) const {
+        QStringList list;
+        for (const auto& a : shown) list << a.message + (informative ? ": " + a.informative : "");
+        return list;
     }
 };
 
@@ -150,8 +183,7 @@ struct SettingsFixture : StoreFixture {
     NoIcons icons;
     std::unique_ptr<agent::ui::SettingsView> view;
 
-    explicit SettingsFixture(agent::RootConfig config = {}) {
-        store.setConfig(std::move(config));
+    explicit SettingsFixture(agent::RootConfig config = {}) : StoreFixture(std::move(config)) {
         view = std::make_unique<agent::ui::SettingsView>(
             store, apps, [] { return 2; },
             agent::ui::SettingsServices{

@@ -24,7 +24,6 @@ using namespace tarn;
 using namespace tarn::agent;
 using namespace tarn::agent::ui;
 using namespace tarn::testing;
-using Dir = Action::MoveDirection;
 using Selection = std::optional<std::string>;
 constexpr auto kQtTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
 
@@ -32,8 +31,8 @@ namespace {
 
 struct RulesFixture : StoreFixture {
     std::unique_ptr<GlobalRulesView> view;
-    explicit RulesFixture(std::vector<HotkeyRule> rules = {}) {
-        store.setConfig({.globalRules = std::move(rules)});
+    explicit RulesFixture(std::vector<HotkeyRule> rules = {})
+        : StoreFixture({.globalRules = std::move(rules)}) {
         view = std::make_unique<GlobalRulesView>(store, [] { return 2; });
         view->resize(700, 700);
         view->show();
@@ -62,9 +61,8 @@ class ViewsTest : public QObject {
     // Edits keep the rows (and a view's selection), whole rows included; added rules are
     // inserted below; anything else resets.
     void rulesModelFollowsTheStore() {
-        StoreFixture f;
         auto first = rule(124, 6, moveWindow(Dir::right));
-        f.store.setConfig({.globalRules = {first, rule(40, 13, moveWindow(Dir::left), false)}});
+        StoreFixture f({.globalRules = {first, rule(40, 13, moveWindow(Dir::left), false)}});
         GlobalRulesModel model(f.store);
         QAbstractItemModelTester tester(&model, kQtTest);
         QStringList cells;
@@ -103,9 +101,8 @@ class ViewsTest : public QObject {
         for (auto [state, tooltip] : {std::pair{grabbed, ""},
                                       {takenByOther, "Another program"},
                                       {noKey, "The current keyboard"}}) {
-            StoreFixture f;
-            f.store.setConfig({.globalRules = {rule(124, 6, moveWindow(Dir::right)),
-                                               rule(123, 6, moveWindow(Dir::left))}});
+            StoreFixture f({.globalRules = {rule(124, 6, moveWindow(Dir::right)),
+                                            rule(123, 6, moveWindow(Dir::left))}});
             GlobalRulesModel model(f.store);
             QAbstractItemModelTester tester(&model, kQtTest);
             QSignalSpy changes(&model, &QAbstractItemModel::dataChanged);
@@ -123,10 +120,9 @@ class ViewsTest : public QObject {
     }
 
     void appsModel() {
-        StoreFixture f;
         RootConfig config = apps({"Zed", "alpha"});
         config.appConfigs[1].savedLocations.resize(3);
-        f.store.setConfig(config);
+        StoreFixture f(config);
         ConfiguredAppsModel model(f.store);
         QAbstractItemModelTester tester(&model, kQtTest);
         QCOMPARE(model.index(1).data(ConfiguredAppsModel::BundleIdRole).toString(),
@@ -225,57 +221,12 @@ class ViewsTest : public QObject {
         }
     }
 
-    // Each box sets and clears its bit; bits the boxes do not show are kept. Then the swallow
-    // box and the override picker, which also follows the store.
-    void modifierBoxes() {
-        RulesFixture f({rule(40, 0, moveWindow(Dir::left))});
-        for (auto [title, bit] :
-             {std::pair{"⌃ Control", 2}, {"⌥ Option", 4}, {"⇧ Shift", 1}, {"⌘ Command", 8}}) {
-            QCheckBox* box = checkBox(f.editor(), title);
-            box->click();
-            QCOMPARE(f.stored().chord.modifiers.rawValue, bit);
-            f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {15 | 64}; });
-            QVERIFY(box->isChecked());
-            box->click();
-            QCOMPARE(f.stored().chord.modifiers.rawValue, (15 | 64) & ~bit);
-            f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {0}; });
-        }
-        checkBox(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
-        QCOMPARE(f.stored().swallow, false);
-        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
-        override->activated(4);
-        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
-        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
-        QCOMPARE(override->currentText(), "Right");
-        override->activated(0);
-        QVERIFY(!f.stored().overrideTarn);
-        QCOMPARE(override->currentIndex(), 0);
-    }
-
-    // Each segment starts its kind afresh, dropping the old parameters. With recording off,
-    // keys reach the normal widgets: the sequence field takes text, Escape included.
-    void actionSegments() {
-        RulesFixture f({rule(0, 8, moveWindow(Dir::down))});
-        for (auto [segment, rendered] : {std::pair{"MoveWindow", "Move Window: left"},
-                                         {"MoveMouse", "Move Mouse: App, Center"},
-                                         {"SendKeystrokes", "Send: "}}) {
-            f.store.update([](RootConfig& c) {
-                c.globalRules[0].action = Action{Action::SendKeystrokeSequence{"old"}};
-            });
-            named<QPushButton>(f.editor(), segment)->click();
-            QCOMPARE(f.actionText(), rendered);
-        }
-        auto* field = named<QLineEdit>(f.editor(), "sequence");
-        field->setFocus();
-        QTest::keyClicks(field, "{cmd}v");
-        QTest::keyClick(field, Qt::Key_Escape);
-        QCOMPARE(f.actionText(), "Send: {cmd}v");
-    }
-
-    // The first filter change stores all six flags: five true and the changed one. A vertical
-    // move hides the filters block; the stored filters stay.
-    void filtersAndDirection() {
-        RulesFixture f({rule(124, 6, moveWindow(Dir::right))});
+    // The editor's controls in turn on one rule (a right move without modifiers), each block
+    // leaving it as the next expects.
+    void editorControls() {
+        RulesFixture f({rule(124, 0, moveWindow(Dir::right))});
+        // The first filter change stores all six flags: five true and the changed one. A vertical
+        // move hides the filters block; the stored filters stay.
         for (auto [box, stored] :
              {std::pair{"AlignLeftPrimary", StateFilters{.alignLeftOnPrimary = false}},
               {"FullWidthSecondary", StateFilters{.fullWidthOnSecondary = false}}}) {
@@ -301,10 +252,45 @@ class ViewsTest : public QObject {
         QCOMPARE(f.actionText(), "Move Window: maximize");
         direction->activated(0);
         QVERIFY(filters->isVisibleTo(f.editor()) && f.editor()->isHorizontalAction());
-    }
-
-    void mousePickers() {
-        RulesFixture f({rule(0, 8, moveWindow(Dir::left))});
+        // Each box sets and clears its bit; bits the boxes do not show are kept. Then the
+        // swallow box and the override picker, which also follows the store.
+        for (auto [title, bit] :
+             {std::pair{"⌃ Control", 2}, {"⌥ Option", 4}, {"⇧ Shift", 1}, {"⌘ Command", 8}}) {
+            QCheckBox* box = titled<QCheckBox>(f.editor(), title);
+            box->click();
+            QCOMPARE(f.stored().chord.modifiers.rawValue, bit);
+            f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {15 | 64}; });
+            QVERIFY(box->isChecked());
+            box->click();
+            QCOMPARE(f.stored().chord.modifiers.rawValue, (15 | 64) & ~bit);
+            f.store.update([](RootConfig& c) { c.globalRules[0].chord.modifiers = {0}; });
+        }
+        titled<QCheckBox>(f.editor(), "Swallow Key (prevent system from seeing it)")->click();
+        QCOMPARE(f.stored().swallow, false);
+        auto* override = named<QComboBox>(f.editor(), "Override Tarn");
+        override->activated(4);
+        QCOMPARE(f.stored().overrideTarn, std::optional(Dir::down));
+        f.store.update([](RootConfig& c) { c.globalRules[0].overrideTarn = Dir::right; });
+        QCOMPARE(override->currentText(), "Right");
+        override->activated(0);
+        QVERIFY(!f.stored().overrideTarn);
+        QCOMPARE(override->currentIndex(), 0);
+        // Each segment starts its kind afresh, dropping the old parameters. With recording off,
+        // keys reach the normal widgets: the sequence field takes text, Escape included.
+        for (auto [segment, rendered] : {std::pair{"MoveWindow", "Move Window: left"},
+                                         {"MoveMouse", "Move Mouse: App, Center"},
+                                         {"SendKeystrokes", "Send: "}}) {
+            f.store.update([](RootConfig& c) {
+                c.globalRules[0].action = Action{Action::SendKeystrokeSequence{"old"}};
+            });
+            named<QPushButton>(f.editor(), segment)->click();
+            QCOMPARE(f.actionText(), rendered);
+        }
+        auto* field = named<QLineEdit>(f.editor(), "sequence");
+        field->setFocus();
+        QTest::keyClicks(field, "{cmd}v");
+        QTest::keyClick(field, Qt::Key_Escape);
+        QCOMPARE(f.actionText(), "Send: {cmd}v");
         named<QPushButton>(f.editor(), "MoveMouse")->click();
         auto* target = named<QComboBox>(f.editor(), "Target");
         auto* screen = named<QComboBox>(f.editor(), "Screen");
@@ -329,9 +315,8 @@ class ViewsTest : public QObject {
     }
 
     void windowReusedWithItsSelection() {
-        StoreFixture f;
+        StoreFixture f(apps({"Editor"}));
         FakeRunningApps running;
-        f.store.setConfig(apps({"Editor"}));
         SettingsWindowController controller(f.store, running);
         controller.show();
         QWidget* window = controller.window();
@@ -429,7 +414,7 @@ class ViewsTest : public QObject {
 
     // "Add Running App…" offers the running applications, asked afresh; the one clicked is
     // added and selected.
-    void addRunningAppThroughThePicker() {
+    void addRunningAppThenFailedSave() {
         SettingsFixture f;
         f.apps.apps = {{.pid = 1, .bundleID = "org.demo.term", .localizedName = "Terminal"},
                        {.pid = 2, .bundleID = std::nullopt, .localizedName = std::nullopt}};
@@ -444,11 +429,7 @@ class ViewsTest : public QObject {
         QCOMPARE(offered, QStringList({"Terminal\norg.demo.term", "Unknown"}));
         QCOMPARE(f.selection(), Selection("org.demo.term"));
         QCOMPARE(f.store.config().appConfigs.at(0).displayName, "Terminal");
-    }
-
-    // A failed save shows until a later one succeeds; the edits are kept meanwhile.
-    void failedSaveIsShown() {
-        SettingsFixture f;
+        // A failed save shows until a later one succeeds; the edits are kept meanwhile.
         auto* banner = named<QLabel>(f.view.get(), "saveError");
         QVERIFY(!banner->isVisible());
         std::filesystem::create_directories(f.path());  // the write cannot succeed
