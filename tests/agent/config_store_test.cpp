@@ -41,9 +41,8 @@ struct StoreOnDisk {
     std::vector<std::filesystem::path> backups() const {
         std::vector<std::filesystem::path> found;
         for (const auto& entry : std::filesystem::directory_iterator(temp.path())) {
-            if (entry.path().filename().string().starts_with("wendle-config.json.bak-")) {
+            if (entry.path().filename().string().starts_with("wendle-config.json.bak-"))
                 found.push_back(entry.path());
-            }
         }
         return found;
     }

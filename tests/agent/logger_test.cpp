@@ -33,9 +33,8 @@ struct RedirectedStderr {
 std::string drain(int fd) {
     std::string text;
     char buffer[4096];
-    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
         text.append(buffer, static_cast<std::size_t>(n));
-    }
     return text;
 }
 
