@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/agent/agent_fakes.h"
-#include "tests/agent/manual_scheduler.h"
 
 namespace tarn::agent {
 namespace {

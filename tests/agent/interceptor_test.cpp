@@ -71,8 +71,7 @@ class InterceptorTest : public ::testing::Test, public testing::FakeAgent<> {
     bool start() { return interceptor.start({}, error); }
 
     std::string error;
-    int desktopsLost = 0;
-    int actionsStarted = 0;
+    int desktopsLost = 0, actionsStarted = 0;
     KeystrokeInterceptor interceptor{engine, observer, source, host, log};
 };
 

@@ -70,8 +70,7 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     }
     ::close(std::exchange(pty.terminal, -1));
     reader.join();
-    int written = 0;
-    int dropped = 0;
+    int written = 0, dropped = 0;
     std::istringstream lines(shown);
     for (std::string line; std::getline(lines, line);) {
         int count = 0;

@@ -41,20 +41,17 @@ TEST_F(X11Test, DisplaysAreTheMonitorsPrimaryFirst) {
     };
     const Layout layouts[] = {
         {"the fixture's", {}, {{0, 0, 1920, 1080}, {1920, 0, 1920, 1080}}},
-        {"right one unplugged", {{"--delmonitor", "RIGHT"}}, {{0, 0, 1920, 1080}}},
+        {"right one unplugged", {{"xrandr", "--delmonitor", "RIGHT"}}, {{0, 0, 1920, 1080}}},
         {"uneven, primary on the right",
-         {{"--delmonitor", "LEFT"},
-          {"--setmonitor", "SMALL", "1280/338x720/190+0+360", "none"},
-          {"--setmonitor", "*BIG", "2560/677x1080/286+1280+0", "screen"}},
+         {{"xrandr", "--delmonitor", "LEFT"},
+          {"xrandr", "--setmonitor", "SMALL", "1280/338x720/190+0+360", "none"},
+          {"xrandr", "--setmonitor", "*BIG", "2560/677x1080/286+1280+0", "screen"}},
          {{1280, 0, 2560, 1080}, {0, 360, 1280, 720}}},
     };
     std::vector<platform::DisplayId> before;
     for (const Layout& layout : layouts) {
         SCOPED_TRACE(layout.name);
-        for (auto args : layout.xrandr) {
-            args.insert(args.begin(), "xrandr");
-            ASSERT_EQ(run(args).status, 0);
-        }
+        for (const auto& args : layout.xrandr) ASSERT_EQ(run(args).status, 0);
         desktop().forgetRemembered();
         auto& displays = desktop().displays();
         auto ids = displays.activeDisplays();
