@@ -100,7 +100,6 @@ struct FakeAgent {
                 .ownPid = 1,
                 .onDisplayLost = std::move(onDisplayLost)};
     }
-    // The log's messages of one category, in order.
     std::vector<std::string> lines(agent::LogCategory category) const {
         std::vector<std::string> found;
         for (const auto& entry : log.entries())

@@ -116,8 +116,7 @@ TEST_F(InterceptorTest, EachPressIsLoggedMatchedAndSwallowedOrPassed) {
     EXPECT_EQ(transcript, testing::golden("agent/golden/key_presses.txt"));
 }
 
-// Starting again replaces the running source.
-TEST_F(InterceptorTest, ActionsRunInPressOrderAndAFailureCostsOnlyItsOwnPress) {
+TEST_F(InterceptorTest, RestartsReplaceTheSourceActionsRunInOrderAndAFailureCostsOnlyItsPress) {
     configure({.globalRules = {moveRule(1, kRight, 6, Dir::right), moveRule(2, kK, 6, Dir::down)}});
     ASSERT_TRUE(start());
     ASSERT_TRUE(start());

@@ -20,7 +20,6 @@ TEST(DiscardLog, TellsLoggersNotToBuildMessages) {
     EXPECT_TRUE(Logger(memory, LogCategory::appDelegate).enabled());
 }
 
-// Points standard error at `fd` for the life of the object.
 struct RedirectedStderr {
     explicit RedirectedStderr(int fd) { ::dup2(fd, STDERR_FILENO); }
     ~RedirectedStderr() {

@@ -82,13 +82,11 @@ class AgentOnX11 : public ::testing::Test {
             << logText();
     }
 
-    // Presses the chord; whether the window moved.
     bool pressMoves(const TestApp& app, const std::string& chord) {
         auto before = outerFrame(app.window());
         run({"xdotool", "key", chord});
         return eventually([&] { return outerFrame(app.window()) != before; });
     }
-    // Presses the chord; whether the test client received a key.
     static bool pressReaches(const TestApp& app, const std::string& chord) {
         std::size_t before = app.keys().size();
         run({"xdotool", "key", chord});

@@ -261,8 +261,6 @@ TEST_F(X11Test, AgentDesktopServesTheClipboardFromAThreadOfItsOwn) {
     EXPECT_EQ(clipboardText(), std::nullopt);  // nobody serves it once the process lets go
 }
 
-// --- Things going away ----------------------------------------------------------------------
-
 TEST_F(X11Test, WindowClosedBetweenStepsGivesAbsentAnswers) {
     auto app = startApp(dir_, {"--class", "Brief"});
     const auto window = app.window();

@@ -152,8 +152,6 @@ TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::strin
     return app;
 }
 
-// --- Oracles ------------------------------------------------------------------------------
-
 std::string display() {
     const char* value = std::getenv("DISPLAY");
     return value ? value : "";
