@@ -201,7 +201,7 @@ TEST_F(InterceptorTest, AnApplicationWithoutSavedLocationsMovesWithDefaults) {
                             "Calling handleMoveApp: direction=right"));
 }
 
-TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
+TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStaysAndTypedKeysCarryTheMarker) {
     desktop.screens = {{0, 0, 1440, 900}, {1440, -200, 1920, 1080}};
     using Screen = Action::MouseTarget::Screen;
     using App = Action::MouseTarget::App;
@@ -238,9 +238,7 @@ TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
         EXPECT_EQ(desktop.warps, c.warps);
         EXPECT_EQ(lines(LogCategory::windowActions).back(), c.lastLine);
     }
-}
 
-TEST_F(InterceptorTest, TypedKeysCarryTheMarkerAndKeepTheSessionsBuffer) {
     for (const char* sequence : {"a{insert after kept}", "{insert after !}", "{unclosed"})
         interceptor.execute({.action = {Action::SendKeystrokeSequence{sequence}}}, {}, {});
     ASSERT_FALSE(desktop.keyEvents.empty());
