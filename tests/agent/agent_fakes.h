@@ -28,8 +28,7 @@ inline agent::Uuid ruleId(int n) {
 class FakeKeySource final : public platform::KeySource {
   public:
     bool refuseStart = false;
-    int starts = 0;
-    int stops = 0;
+    int starts = 0, stops = 0;
     std::vector<platform::Chord> chords;
     std::vector<platform::ChordStatus> status;
 
@@ -101,12 +100,10 @@ struct FakeAgent {
                 .ownPid = 1,
                 .onDisplayLost = std::move(onDisplayLost)};
     }
-    // The log's messages of one category, in order.
     std::vector<std::string> lines(agent::LogCategory category) const {
         std::vector<std::string> found;
-        for (const auto& entry : log.entries()) {
+        for (const auto& entry : log.entries())
             if (entry.category == category) found.push_back(entry.message);
-        }
         return found;
     }
 

@@ -58,7 +58,7 @@ class AppDelegateTest : public ::testing::Test, public testing::FakeAgent<> {
     std::optional<AppDelegate> delegate;
 };
 
-TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
+TEST_F(AppDelegateTest, AFirstLaunchLeavesAFileBehindAndQuittingWritesAPendingChange) {
     launch();
     EXPECT_EQ(transcript(), testing::golden("agent/golden/first_launch.txt"));
     EXPECT_TRUE(source.running());
@@ -67,6 +67,20 @@ TEST_F(AppDelegateTest, AFirstLaunchStartsTheInterceptorAndLeavesAFileBehind) {
     EXPECT_FALSE(std::filesystem::exists(file()));
     mainLoop.advance(ConfigStore::kSaveDelay);
     EXPECT_TRUE(std::filesystem::exists(file()));
+
+    // Quitting writes a pending change; a lost display reaches the entry on the main loop.
+    mainLoop.advance(1s);
+    store.setConfig(withRule(126));
+    delegate->prepareToQuit();
+    EXPECT_FALSE(source.running());
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{126, 6}));
+    EXPECT_EQ(support::readFile(file()), configText(withRule(126)));
+
+    delegate->startInterceptionIfPossible();
+    source.loseDisplay("the X server closed the connection");
+    EXPECT_FALSE(lost);
+    mainLoop.advance(0ms);
+    EXPECT_EQ(lost, "the X server closed the connection");
 }
 
 // The trust check is logged at each of its three askings; the instructions line by line.
@@ -134,22 +148,6 @@ TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
     store.setConfig(withRule(124));
     mainLoop.advance(1s);
     EXPECT_THAT(log.takeMessages(), Contains(refused));
-}
-
-TEST_F(AppDelegateTest, QuittingWritesAPendingChangeAndALostDisplayReachesTheEntry) {
-    launch();
-    mainLoop.advance(1s);
-    store.setConfig(withRule(126));
-    delegate->prepareToQuit();
-    EXPECT_FALSE(source.running());
-    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{126, 6}));
-    EXPECT_EQ(support::readFile(file()), configText(withRule(126)));
-
-    delegate->startInterceptionIfPossible();
-    source.loseDisplay("the X server closed the connection");
-    EXPECT_FALSE(lost);  // only on the main loop
-    mainLoop.advance(0ms);
-    EXPECT_EQ(lost, "the X server closed the connection");
 }
 
 }  // namespace

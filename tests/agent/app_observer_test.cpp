@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/agent/agent_fakes.h"
-#include "tests/agent/manual_scheduler.h"
 
 namespace tarn::agent {
 namespace {
@@ -29,9 +28,7 @@ TEST(AppObserverSort, OrdinaryAppsByNameInCodePointOrderKeepingTies) {
     const std::vector<SortCase> cases{
         {"capitals before small letters", {app(1, "alpha"), app(2, "Zed")}, {2, 1}},
         {"no name sorts first", {app(1, "Alpha"), app(2, std::nullopt), app(3, "")}, {2, 3, 1}},
-        {"equal names keep the desktop's order",
-         {app(3, "Same"), app(1, "Same"), app(2, "A")},
-         {2, 3, 1}},
+        {"equal names keep their order", {app(3, "Same"), app(1, "Same"), app(2, "A")}, {2, 3, 1}},
         {"background applications left out", {app(1, "B"), app(2, "A", false)}, {1}},
         {"accents after every ASCII letter", {app(1, "Éclair"), app(2, "zsh")}, {2, 1}},
     };

@@ -95,9 +95,8 @@ TEST(ConfigJson, ARuleWithoutAUsableIdGetsANewOneOnEveryRead) {
 }
 
 TEST(ConfigJson, DocumentsThatAreNoObjectFailWhole) {
-    for (const char* text : {"", "not json", "[]", R"("globalRules")", "null", "{\"a\":"}) {
+    for (const char* text : {"", "not json", "[]", R"("globalRules")", "null", "{\"a\":"})
         EXPECT_EQ(decodeConfigText(text), std::nullopt) << text;
-    }
 }
 
 // Each document (<) as written again after reading it (>), and every issue found on the way

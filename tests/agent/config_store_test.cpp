@@ -37,13 +37,11 @@ struct StoreOnDisk {
     }
     std::filesystem::path file() const { return temp.path() / "wendle-config.json"; }
     std::optional<std::string> text() const { return support::readFile(file()); }
-    // Every file beside the configuration whose name starts with "wendle-config.json.bak-".
     std::vector<std::filesystem::path> backups() const {
         std::vector<std::filesystem::path> found;
         for (const auto& entry : std::filesystem::directory_iterator(temp.path())) {
-            if (entry.path().filename().string().starts_with("wendle-config.json.bak-")) {
+            if (entry.path().filename().string().starts_with("wendle-config.json.bak-"))
                 found.push_back(entry.path());
-            }
         }
         return found;
     }

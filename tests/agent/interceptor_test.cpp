@@ -68,8 +68,10 @@ class InterceptorTest : public ::testing::Test, public testing::FakeAgent<> {
         store.setConfig(std::move(config));
     }
 
-    int desktopsLost = 0;
-    int actionsStarted = 0;
+    bool start() { return interceptor.start({}, error); }
+
+    std::string error;
+    int desktopsLost = 0, actionsStarted = 0;
     KeystrokeInterceptor interceptor{engine, observer, source, host, log};
 };
 
@@ -98,8 +100,7 @@ TEST_F(InterceptorTest, EachPressIsLoggedMatchedAndSwallowedOrPassed) {
         {"swallow off", kK, command, none, "org.app", pass},
         {"disabled for the application", kRight, kCtlOpt, none, "org.off", pass},
     };
-    std::string error;
-    ASSERT_TRUE(interceptor.start({}, error));
+    ASSERT_TRUE(start());
     std::string transcript;  // what each press logged, under its name
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -115,10 +116,13 @@ TEST_F(InterceptorTest, EachPressIsLoggedMatchedAndSwallowedOrPassed) {
     EXPECT_EQ(transcript, testing::golden("agent/golden/key_presses.txt"));
 }
 
-TEST_F(InterceptorTest, ActionsRunInPressOrderAndAFailureCostsOnlyItsOwnPress) {
+TEST_F(InterceptorTest, RestartsReplaceTheSourceActionsRunInOrderAndAFailureCostsOnlyItsPress) {
     configure({.globalRules = {moveRule(1, kRight, 6, Dir::right), moveRule(2, kK, 6, Dir::down)}});
-    std::string error;
-    ASSERT_TRUE(interceptor.start({}, error));
+    ASSERT_TRUE(start());
+    ASSERT_TRUE(start());
+    EXPECT_EQ(source.starts, 2);
+    EXPECT_EQ(source.stops, 1);
+    EXPECT_TRUE(source.running());
     movesToFail = 1;
     for (std::int64_t key : {kRight, kK, kRight}) source.press(key, kCtlOpt);
     interceptor.workQueue().drain();
@@ -130,19 +134,10 @@ TEST_F(InterceptorTest, ActionsRunInPressOrderAndAFailureCostsOnlyItsOwnPress) {
     EXPECT_THAT(lines(LogCategory::keystrokeInterceptor),
                 Contains("Action failed, the desktop went away: lost the connection to the X "
                          "server"));
-}
-
-TEST_F(InterceptorTest, StartingAgainReplacesTheRunningSource) {
-    std::string error;
-    ASSERT_TRUE(interceptor.start({}, error));
-    ASSERT_TRUE(interceptor.start({}, error));
-    EXPECT_EQ(source.starts, 2);
-    EXPECT_EQ(source.stops, 1);
-    EXPECT_TRUE(source.running());
     interceptor.stop();
     EXPECT_FALSE(interceptor.running());
     source.refuseStart = true;
-    EXPECT_FALSE(interceptor.start({}, error));
+    EXPECT_FALSE(start());
     EXPECT_EQ(error, "no keyboard here");
     EXPECT_FALSE(interceptor.running());
 }
@@ -206,7 +201,7 @@ TEST_F(InterceptorTest, AnApplicationWithoutSavedLocationsMovesWithDefaults) {
                             "Calling handleMoveApp: direction=right"));
 }
 
-TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
+TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStaysAndTypedKeysCarryTheMarker) {
     desktop.screens = {{0, 0, 1440, 900}, {1440, -200, 1920, 1080}};
     using Screen = Action::MouseTarget::Screen;
     using App = Action::MouseTarget::App;
@@ -243,12 +238,9 @@ TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStays) {
         EXPECT_EQ(desktop.warps, c.warps);
         EXPECT_EQ(lines(LogCategory::windowActions).back(), c.lastLine);
     }
-}
 
-TEST_F(InterceptorTest, TypedKeysCarryTheMarkerAndKeepTheSessionsBuffer) {
-    for (const char* sequence : {"a{insert after kept}", "{insert after !}", "{unclosed"}) {
+    for (const char* sequence : {"a{insert after kept}", "{insert after !}", "{unclosed"})
         interceptor.execute({.action = {Action::SendKeystrokeSequence{sequence}}}, {}, {});
-    }
     ASSERT_FALSE(desktop.keyEvents.empty());
     for (const auto& event : desktop.keyEvents) EXPECT_EQ(event.marker, 0x43414C56);
     EXPECT_EQ(keysBuffer, "kept!");

@@ -20,7 +20,6 @@ TEST(DiscardLog, TellsLoggersNotToBuildMessages) {
     EXPECT_TRUE(Logger(memory, LogCategory::appDelegate).enabled());
 }
 
-// Points standard error at `fd` for the life of the object.
 struct RedirectedStderr {
     explicit RedirectedStderr(int fd) { ::dup2(fd, STDERR_FILENO); }
     ~RedirectedStderr() {
@@ -33,9 +32,8 @@ struct RedirectedStderr {
 std::string drain(int fd) {
     std::string text;
     char buffer[4096];
-    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t n; (n = ::read(fd, buffer, sizeof buffer)) > 0;)
         text.append(buffer, static_cast<std::size_t>(n));
-    }
     return text;
 }
 
@@ -71,8 +69,7 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     }
     ::close(std::exchange(pty.terminal, -1));
     reader.join();
-    int written = 0;
-    int dropped = 0;
+    int written = 0, dropped = 0;
     std::istringstream lines(shown);
     for (std::string line; std::getline(lines, line);) {
         int count = 0;

@@ -7,7 +7,6 @@
 
 #include <fstream>
 
-#include "support/files.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {
@@ -59,8 +58,11 @@ class AgentOnX11 : public ::testing::Test {
     bool logged(const std::string& line) const {
         return logText().find(line + "\n") != std::string::npos;
     }
+    bool logsSoon(const std::string& line, std::chrono::milliseconds limit = 5s) const {
+        return eventually([&] { return logged(line); }, limit);
+    }
     bool acted(const std::string& action) const {
-        return eventually([&] { return logged("KeystrokeInterceptor:   Action: " + action); });
+        return logsSoon("KeystrokeInterceptor:   Action: " + action);
     }
 
     // DISPLAY comes from the fixture; standard error goes to the log.
@@ -76,19 +78,15 @@ class AgentOnX11 : public ::testing::Test {
         std::filesystem::create_directories(home_.path() / "run");
         std::ofstream(configFile()) << config;
         agent_.emplace(wendleCommand("wendle.log"));
-        ASSERT_TRUE(eventually(
-            [&] { return logged("AppDelegate: ✅ Keystroke interceptor started successfully"); },
-            10s))
+        ASSERT_TRUE(logsSoon("AppDelegate: ✅ Keystroke interceptor started successfully", 10s))
             << logText();
     }
 
-    // Presses the chord; whether the window moved.
     bool pressMoves(const TestApp& app, const std::string& chord) {
         auto before = outerFrame(app.window());
         run({"xdotool", "key", chord});
         return eventually([&] { return outerFrame(app.window()) != before; });
     }
-    // Presses the chord; whether the test client received a key.
     static bool pressReaches(const TestApp& app, const std::string& chord) {
         std::size_t before = app.keys().size();
         run({"xdotool", "key", chord});
@@ -201,21 +199,19 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     TestApp app = startApp(home_, kEditor);
     startAgent(configWith(kRight + "," + rule('F', 125, move("left")) + "," +
                           rule('0', 105, move("left"))));
-    EXPECT_TRUE(eventually([&] {
-        return logged(
-                   "KeystrokeInterceptor: Hotkey ⌃⌥↓ is already taken by another program; "
-                   "it stays unbound") &&
-               logged(
-                   "KeystrokeInterceptor: Hotkey ⌃⌥F13 has no key on this keyboard; it stays "
-                   "unbound");
-    })) << logText();
+    EXPECT_TRUE(
+        logsSoon("KeystrokeInterceptor: Hotkey ⌃⌥↓ is already taken by another program; "
+                 "it stays unbound"));
+    EXPECT_TRUE(
+        logsSoon("KeystrokeInterceptor: Hotkey ⌃⌥F13 has no key on this keyboard; it "
+                 "stays unbound"))
+        << logText();
     EXPECT_EQ(countOf(logText(), "is already taken"), 1) << logText();
     EXPECT_TRUE(pressMoves(app, "ctrl+alt+Right"));
     std::string threads;
     auto tasks = "/proc/" + std::to_string(agent_->pid()) + "/task";
-    for (const auto& task : std::filesystem::directory_iterator(tasks)) {
+    for (const auto& task : std::filesystem::directory_iterator(tasks))
         threads += support::readFile(task.path() / "comm").value_or("");
-    }
     EXPECT_THAT(threads, ::testing::HasSubstr("KeystrokeInterc\n"));
     Output second = run(wendleCommand("second.log"));
     EXPECT_EQ(second.status, 0);
@@ -224,8 +220,7 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     // The launch save has landed before the edit: the engine was built from it a second time.
     ASSERT_TRUE(eventually([&] { return countOf(logText(), "RuleEngine:   - ⌃⌥→") == 2; }));
     std::ofstream(configFile()) << configWith(kUp);
-    ASSERT_TRUE(eventually([&] { return logged("RuleEngine:   - ⌃⌥↑ (mod=6) → moveWindow(up)"); }))
-        << logText();
+    ASSERT_TRUE(logsSoon("RuleEngine:   - ⌃⌥↑ (mod=6) → moveWindow(up)")) << logText();
     EXPECT_TRUE(pressReaches(app, "ctrl+alt+Right"));
 
     // Up and Left trade keys: the chord follows Up to its new key, the old one types Left.
@@ -257,11 +252,10 @@ TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnErrorAfterItsPendingSave)
     auto edited = configFile().string() + ".edit";
     std::ofstream(edited) << R"({"globalRules":[)" + kUp + R"(],"appConfigs":[],"theme":"dark"})";
     std::filesystem::rename(edited, configFile());
-    ASSERT_TRUE(eventually([&] {
-        return logged(
-            "AppDelegate: Reloading the configuration: the configuration file changed "
-            "outside Wendle");
-    })) << logText();
+    ASSERT_TRUE(
+        logsSoon("AppDelegate: Reloading the configuration: the configuration file "
+                 "changed outside Wendle"))
+        << logText();
     ::kill(serverPid(), SIGKILL);
 
     EXPECT_EQ(exitStatus(), 1) << logText();

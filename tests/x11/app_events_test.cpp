@@ -7,7 +7,6 @@
 #include <tuple>
 
 #include "platform/x11/app_events.h"
-#include "tests/common/temp_dir.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {
@@ -17,11 +16,6 @@ using platform::AppInfo;
 
 class AppEventsTest : public ::testing::Test {
   protected:
-    void start() {
-        std::string error;
-        ASSERT_TRUE(events_->start([this] { ++activations_; }, [this] { ++changes_; }, error))
-            << error;
-    }
     std::optional<std::string> frontmost() {
         auto app = events_->frontmostApplication();
         return app ? app->bundleID : std::nullopt;
@@ -29,13 +23,13 @@ class AppEventsTest : public ::testing::Test {
 
     tarn::testing::TempDir dir_;
     std::unique_ptr<platform::AppEvents> events_ = platform::x11::makeAppEvents(display());
-    std::atomic<int> activations_{0};
-    std::atomic<int> changes_{0};
+    std::atomic<int> activations_{0}, changes_{0};
 };
 
 TEST_F(AppEventsTest, LaunchesAndActivationsAreReportedAndReadBack) {
     EXPECT_EQ(events_->frontmostApplication(), std::nullopt);  // read while not running
-    start();
+    std::string error;
+    ASSERT_TRUE(events_->start([&] { ++activations_; }, [&] { ++changes_; }, error)) << error;
 
     auto alpha = startApp(dir_, {"--class", "Alpha"});
     EXPECT_TRUE(eventually([&] { return changes_ > 0 && activations_ > 0; }));

@@ -14,7 +14,7 @@ namespace {
 using tarn::testing::runTarn;
 using tarn::testing::TempDir;
 
-TEST(X11Command, DisplayThatCannotBeOpenedIsNamed) {
+TEST(X11Command, AnUnopenableDisplayIsNamedAndWithoutXTestNothingIsDriven) {
     TempDir home;
     auto result = runTarn({"healthcheck"}, home.path(), std::nullopt, {"DISPLAY=:65000"});
     EXPECT_EQ(result.err,
@@ -22,13 +22,10 @@ TEST(X11Command, DisplayThatCannotBeOpenedIsNamed) {
               "DISPLAY\n");
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.status, 1);
-}
 
-// A server without XTEST and RandR: the desktop opens, says why it may not drive anything,
-// and falls back to the root window as its one display; the commands that need input refuse
-// with the permission text, the reason and status 5, and store nothing.
-TEST(X11Command, WithoutXTestNothingIsDrivenAndTheReasonIsGiven) {
-    TempDir home;
+    // A server without XTEST and RandR: the desktop opens, says why it may not drive anything,
+    // and falls back to the root window as its one display; the commands that need input
+    // refuse with the permission text, the reason and status 5, and store nothing.
     PrivateServer server("-tst -extension RANDR -screen 0 1280x800x24");
     auto choice = platform::x11::openX11Desktop(server.display(), nullptr, nullptr);
     ASSERT_TRUE(choice.desktop) << choice.error;

@@ -16,8 +16,6 @@
 #include <sstream>
 #include <thread>
 
-#include "support/files.h"
-
 namespace tarn::x11test {
 namespace {
 
@@ -51,13 +49,6 @@ int waitFor(pid_t pid, Clock::time_point deadline) {
         std::this_thread::sleep_for(2ms);
     }
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
 }
 
 std::optional<std::string> firstMatch(const std::string& text, const std::regex& pattern) {
@@ -118,21 +109,16 @@ PrivateServer::PrivateServer(const std::string& options) {
         "sh", "-c", "exec Xvfb -displayfd 3 -nolisten tcp " + options + " 3>\"$0\"",
         file.string()});
     auto number = [&] { return support::readFile(file).value_or(""); };
-    if (!eventually([&] { return number().ends_with('\n'); }, 10s)) {
+    if (!eventually([&] { return number().ends_with('\n'); }, 10s))
         throw std::runtime_error("Xvfb reported no display");
-    }
     display_ = ":" + number().substr(0, number().size() - 1);
-}
-
-std::string TestApp::logText() const {
-    return support::readFile(log).value_or("");
 }
 
 std::vector<std::string> TestApp::logLines(const std::string& kind) const {
     std::vector<std::string> result;
-    for (auto& line : lines(logText())) {
+    std::istringstream in(logText());
+    for (std::string line; std::getline(in, line);)
         if (line.starts_with(kind + " ")) result.push_back(line);
-    }
     return result;
 }
 
@@ -165,8 +151,6 @@ TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::strin
     }
     return app;
 }
-
-// --- Oracles ------------------------------------------------------------------------------
 
 std::string display() {
     const char* value = std::getenv("DISPLAY");
@@ -204,9 +188,8 @@ std::optional<Rect> outerFrame(unsigned long window) {
     };
     Rect client{field("Absolute upper-left X"), field("Absolute upper-left Y"), field("Width"),
                 field("Height")};
-    if (info.status != 0 || std::isnan(client.x + client.y + client.width + client.height)) {
+    if (info.status != 0 || std::isnan(client.x + client.y + client.width + client.height))
         return std::nullopt;
-    }
     // Without a window manager there are no extents (xprop says "not found").
     double left = 0, right = 0, top = 0, bottom = 0;
     std::sscanf(xprop(window, "_NET_FRAME_EXTENTS").c_str(), "%*[^=]= %lf, %lf, %lf, %lf", &left,
@@ -217,9 +200,8 @@ std::optional<Rect> outerFrame(unsigned long window) {
 
 ::testing::AssertionResult settlesAt(unsigned long window, const Rect& expected) {
     std::optional<Rect> seen;
-    if (eventually([&] { return (seen = outerFrame(window)) && near(*seen, expected); })) {
+    if (eventually([&] { return (seen = outerFrame(window)) && near(*seen, expected); }))
         return ::testing::AssertionSuccess();
-    }
     return ::testing::AssertionFailure() << "expected " << describe(expected) << ", oracle saw "
                                          << (seen ? describe(*seen) : "no window");
 }

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/desktop.h"
+#include "support/files.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::x11test {
@@ -68,7 +69,7 @@ struct TestApp {
 
     pid_t pid() const { return process.pid(); }
     unsigned long window() const { return windows.front(); }
-    std::string logText() const;
+    std::string logText() const { return support::readFile(log).value_or(""); }
     bool logged(const std::string& text) const { return logText().find(text) != std::string::npos; }
     // The log's lines of one kind ("key", "mod", "window"), in order.
     std::vector<std::string> logLines(const std::string& kind) const;

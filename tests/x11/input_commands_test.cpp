@@ -22,7 +22,6 @@ class InputCommandsOnX11 : public ::testing::Test {
         return runTarn(args, home_.path(), std::nullopt, {"DISPLAY=" + display()});
     }
 
-    // The "key" lines of the client's log once `count` have arrived.
     static std::vector<std::string> received(const TestApp& app, std::size_t count) {
         eventually([&] { return app.keys().size() >= count; });
         return app.keys();
@@ -30,8 +29,6 @@ class InputCommandsOnX11 : public ::testing::Test {
 
     TempDir home_;
 };
-
-// --- keys -----------------------------------------------------------------------------------
 
 // State bits as X reports them: Shift 0x1, Control 0x4, Alt (Mod1) 0x8, Super (Mod4) 0x40.
 TEST_F(InputCommandsOnX11, KeysTypesTextSymbolsEnterAndChordsExactly) {
@@ -70,8 +67,6 @@ TEST_F(InputCommandsOnX11, GrabPasteAndPutGoThroughTheClipboard) {
     EXPECT_TRUE(eventually([&] { return processesWith(tag) == 0; }));
     EXPECT_EQ(clipboardText(), "someone else's");
 }
-
-// --- move-mouse -----------------------------------------------------------------------------
 
 struct PointerCase {
     std::vector<std::string> words;
