@@ -301,10 +301,18 @@ void WindowSystemX11::setSize(WindowId id, Size size) {
 // A maximised window ignores sizes asked of it, and its decorations differ from a normal
 // one's; so the maximised state goes first, and the frame is computed once the window
 // manager has put the normal decorations back.
-void WindowSystemX11::clearMaximized(Window window) {
+// Says whether the window was maximised, so that a frame read before is kept when it was not.
+bool WindowSystemX11::clearMaximized(Window window) {
     const char* vertical = "_NET_WM_STATE_MAXIMIZED_VERT";
     const char* horizontal = "_NET_WM_STATE_MAXIMIZED_HORZ";
-    if (!hasState(window, vertical) && !hasState(window, horizontal)) return;
+    auto maximized = [&] {
+        auto states = readLongs(x_, window, x_.atom("_NET_WM_STATE"), XA_ATOM);
+        return std::ranges::any_of(states, [&](long atom) {
+            return atom == static_cast<long>(x_.atom(vertical)) ||
+                   atom == static_cast<long>(x_.atom(horizontal));
+        });
+    };
+    if (!maximized()) return false;
 
     Atom state = x_.atom("_NET_WM_STATE");
     Atom extents = x_.atom("_NET_FRAME_EXTENTS");
@@ -320,7 +328,7 @@ void WindowSystemX11::clearMaximized(Window window) {
         return event.xproperty.atom == state;
     };
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
-    while (hasState(window, vertical) || hasState(window, horizontal)) {
+    while (maximized()) {
         if (!x_.waitForEvent(deadline, propertyChange)) break;
     }
     if (!extentsChanged) {
@@ -333,6 +341,7 @@ void WindowSystemX11::clearMaximized(Window window) {
                         });
     }
     XSelectInput(x_.display(), window, NoEventMask);
+    return true;
 }
 
 // The outer frame goes exactly where asked: the request names the frame's top-left corner
@@ -343,10 +352,8 @@ void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
                                  std::optional<Size> size) {
     const bool managed = haveWindowManager();
     if (managed && !rememberedFor(window).notMaximized) {
-        clearMaximized(window);
-        remembered_ = {};
-        remembered_.window = window;
-        remembered_.notMaximized = true;
+        if (clearMaximized(window)) remembered_ = {};  // new decorations: read the frame again
+        rememberedFor(window).notMaximized = true;
     }
     Remembered& known = rememberedFor(window);
     if (!known.extents && !placement(window)) {

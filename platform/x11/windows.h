@@ -68,7 +68,7 @@ class WindowSystemX11 final : public WindowSystem {
     std::optional<Placement> placement(Window window);
     std::optional<Placement> readPlacement(Window window);
     bool hasState(Window window, const char* state);
-    void clearMaximized(Window window);
+    bool clearMaximized(Window window);
     void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
 
     Connection& x_;
