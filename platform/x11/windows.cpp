@@ -300,8 +300,8 @@ void WindowSystemX11::setSize(WindowId id, Size size) {
 
 // A maximised window ignores sizes asked of it, and its decorations differ from a normal
 // one's; so the maximised state goes first, and the frame is computed once the window
-// manager has put the normal decorations back.
-// Says whether the window was maximised, so that a frame read before is kept when it was not.
+// manager has put the normal decorations back. Says whether the window was maximised: a
+// frame read before is still good when it was not.
 bool WindowSystemX11::clearMaximized(Window window) {
     const char* vertical = "_NET_WM_STATE_MAXIMIZED_VERT";
     const char* horizontal = "_NET_WM_STATE_MAXIMIZED_HORZ";
