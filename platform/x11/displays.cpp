@@ -10,7 +10,11 @@ namespace {
 bool haveMonitors(Connection& connection) {
     int major = 0;
     int minor = 0;
-    if (!connection.hasExtension("RANDR")) return false;
+    int eventBase = 0;
+    int errorBase = 0;
+    // RandR's own query, not the core one: the version query below then finds the
+    // extension's codes already known instead of asking the server a second time.
+    if (!XRRQueryExtension(connection.display(), &eventBase, &errorBase)) return false;
     if (!XRRQueryVersion(connection.display(), &major, &minor)) return false;
     return major > 1 || (major == 1 && minor >= 5);  // monitors came with RandR 1.5
 }

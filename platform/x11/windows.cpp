@@ -45,6 +45,7 @@ bool WindowSystemX11::haveWindowManager() {
 
 void WindowSystemX11::forget() {
     managed_.reset();
+    frontmost_.reset();
     remembered_ = {};
 }
 
@@ -127,7 +128,11 @@ AppInfo WindowSystemX11::appInfo(Pid pid, Window window) {
 std::optional<AppInfo> WindowSystemX11::frontmostApplication() {
     auto active = activeWindow();
     std::optional<AppInfo> app;
-    if (active) app = appInfo(pidOf(*active), *active);
+    frontmost_.reset();
+    if (active) {
+        frontmost_ = {*active, pidOf(*active)};
+        app = appInfo(frontmost_->second, *active);
+    }
     x_.check();
     return app;
 }
@@ -168,6 +173,9 @@ bool WindowSystemX11::onTaskBar(Window window) {
 }
 
 FocusedWindow WindowSystemX11::focusedWindow(Pid pid) {
+    if (frontmost_ && frontmost_->second == pid) {
+        return {.window = frontmost_->first, .error = ax::success};
+    }
     auto active = activeWindow();
     FocusedWindow focused{.window = std::nullopt, .error = ax::noValue};
     if (active && pidOf(*active) == pid) focused = {.window = *active, .error = ax::success};
@@ -221,7 +229,8 @@ std::optional<bool> WindowSystemX11::isMinimized(WindowId id) {
 
 void WindowSystemX11::setMinimized(WindowId id, bool minimized) {
     auto window = static_cast<Window>(id);
-    remembered_ = {};  // an iconified or restored window is placed and decorated anew
+    remembered_ = {};    // an iconified or restored window is placed and decorated anew
+    frontmost_.reset();  // and activation moves the focus
     if (minimized) {
         XIconifyWindow(x_.display(), window, x_.screen());
     } else if (haveWindowManager()) {

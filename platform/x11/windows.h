@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "platform/window_system.h"
 #include "platform/x11/connection.h"
 
@@ -78,6 +80,9 @@ class WindowSystemX11 final : public WindowSystem {
     // as a position and a size and writes it the same way, and each step would otherwise
     // ask the server again for the window manager, the maximised state and the decorations.
     std::optional<bool> managed_;
+    // The window and pid the frontmost application was found by: the focused window, asked
+    // for next with that pid, is that same window.
+    std::optional<std::pair<Window, Pid>> frontmost_;
     struct Remembered {
         Window window = None;
         std::optional<Placement> placement;  // until the window is written to
