@@ -9,8 +9,6 @@
 #include <fstream>
 #include <thread>
 
-#include "support/files.h"
-
 namespace tarn::testing {
 CommandResult runTarn(const std::vector<std::string>& args, const std::filesystem::path& home,
                       const std::optional<std::filesystem::path>& simFile,

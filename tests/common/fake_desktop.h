@@ -53,6 +53,9 @@ class FakeDesktop final : public platform::Desktop,
                           public platform::BrowserServices,
                           public platform::ScriptRunner {
   public:
+    FakeDesktop() = default;
+    explicit FakeDesktop(std::vector<platform::Rect> displays) : screens(std::move(displays)) {}
+
     // --- state the test sets up ---
     std::vector<platform::Rect> screens{{0, 0, 1920, 1080}};  // index 0 is the main display
     std::vector<FakeApp> apps;

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "support/files.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::support {
@@ -55,10 +56,7 @@ TEST(SaveJsonTest, WritesSortedPrettyTextWithIsoDates) {
     store.values["on"] = false;
     auto path = dir.path() / "config.json";
     ASSERT_FALSE(saveJSON(store, path));
-    EXPECT_EQ(readFile(path),
-              "{\n  \"values\" : {\n    \"Alpha\" : 0.5,\n    \"on\" : false,\n"
-              "    \"path\" : \"\\/tmp\\/x\",\n    \"when\" : \"2026-01-26T09:30:00Z\",\n"
-              "    \"zeta\" : 1\n  }\n}");
+    EXPECT_EQ(readFile(path), testing::golden("support/golden/saved_store.json"));
 }
 
 TEST(SaveJsonTest, NonFiniteValueFailsAndLeavesTheOldFile) {

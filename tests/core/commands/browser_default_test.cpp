@@ -4,6 +4,7 @@
 
 #include "core/commands/browser_default.h"
 #include "tests/common/fake_desktop.h"
+#include "tests/common/golden.h"
 
 namespace tarn::commands {
 namespace {
@@ -101,6 +102,7 @@ constexpr const char* kSetUsage =
 constexpr const char* kToggleUsage =
     "Usage: tarn browser-default toggle --a <bundleID> --b <bundleID>\n";
 constexpr const char* kAlpha = "org.alpha";
+const std::string kList = testing::golden("core/commands/golden/browser_list.json");
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(
@@ -110,11 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"UnknownWord", {"List"}, 1, "",
              "Unknown browser-default subcommand: List\nUsage: tarn browser-default "
              "<list|current|set|toggle>\n", kAlpha},
-        Case{"List", {"list", "extra"}, 0,
-             "[\n  {\n    \"name\" : \"Alpha\\/Beta\",\n    \"bundleID\" : \"org.alpha\",\n"
-             "    \"path\" : \"\\/Applications\\/Alpha.app\"\n  },\n  {\n    \"name\" : "
-             "\"Zeta\",\n    \"bundleID\" : \"org.zeta\",\n    \"path\" : "
-             "\"\\/Applications\\/Zeta.app\"\n  }\n]\n", "", kAlpha},
+        Case{"List", {"list", "extra"}, 0, kList.c_str(), "", kAlpha},
         Case{"Current", {"current"}, 0,
              "{\n  \"http\" : \"org.zeta\",\n  \"https\" : \"org.alpha\"\n}\n", "", kAlpha},
         Case{"SetFirstIndex", {"set", "0"}, 0, "Set default browser to: Alpha/Beta (org.alpha)\n",

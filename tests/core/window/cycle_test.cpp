@@ -61,12 +61,6 @@ WindowState newState(const Frame& home, std::vector<Saved> saved = {}) {
     return state;
 }
 
-FakeDesktop desktopWith(const std::vector<Rect>& screens) {
-    FakeDesktop desktop;
-    desktop.screens = screens;
-    return desktop;
-}
-
 Rect press(Direction direction, WindowState& state, const Rect& frame, std::int64_t screen,
            FakeDesktop& desktop, std::ostream& diagnostics) {
     auto handle = direction == L ? handleLeftDirection : handleRightDirection;
@@ -90,7 +84,7 @@ class CycleTest : public ::testing::TestWithParam<CycleCase> {};
 
 TEST_P(CycleTest, EveryLeftPressLandsOnTheNextPlacement) {
     const CycleCase& c = GetParam();
-    FakeDesktop desktop = desktopWith(c.screens);
+    FakeDesktop desktop(c.screens);
     WindowState state = newState(kHome, c.saved);
     Rect frame = kHome.rect();
     std::int64_t screen = 0;
@@ -115,7 +109,7 @@ const std::vector<Saved> kSavedThree{{{200, 300, 600, 400, 0}, true},
 // For every layout: once a lap has settled the frames, each lap of left presses repeats the
 // last exactly (scaling to a screen and back loses nothing), and right retraces left.
 TEST_P(CycleTest, LapsRepeatAndRightRetracesLeft) {
-    FakeDesktop desktop = desktopWith(GetParam().screens);
+    FakeDesktop desktop(GetParam().screens);
     WindowState state = newState(kHome, GetParam().saved);
     Rect frame = kHome.rect();
     std::int64_t screen = 0;
@@ -206,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(Layouts, CycleTest, ::testing::Values(
 // Side by side, no saved locations: steps 0-3 on screen 0, 4-7 (alignRight, original,
 // fullWidth, alignLeft) on screen 1.
 TEST(CurrentStepTest, NearestStepWithAPenaltyForOtherScreens) {
-    FakeDesktop desktop = desktopWith(kSideBySide);
+    FakeDesktop desktop(kSideBySide);
     WindowState state = newState(kHome);
     std::ostringstream diagnostics;
     state.buildStepList(desktop, {}, diagnostics);
@@ -266,7 +260,7 @@ TEST(StepListTest, FiltersRemoveStepsPerKindOfScreen) {
     };
     // clang-format on
     for (const auto& [name, screens, filters, dropped] : cases) {
-        FakeDesktop desktop = desktopWith(screens);
+        FakeDesktop desktop(screens);
         WindowState state = newState(kHome, {{{1600, 100, 900, 600, 1}, true},
                                              {{200, 300, 600, 400, 0}, false},
                                              {{0, 0, 10, 10, 3}, false}});
@@ -306,7 +300,7 @@ TEST(StepFrameTest, FrameOfEachPlacement) {
     };
     // clang-format on
     for (const auto& [name, placement, home, screens, expected] : cases) {
-        FakeDesktop desktop = desktopWith(screens);
+        FakeDesktop desktop(screens);
         SCOPED_TRACE(name);
         EXPECT_RECT(placement.computeFrame(desktop, home, kWindowHome.rect(), kTwoSaved), expected);
     }
@@ -339,13 +333,13 @@ TEST(UpTest, StepsFullHeightFullScreenHome) {
 // home frame on a screen gone since and too wide to scale.
 TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
     std::ostringstream diagnostics;
-    FakeDesktop one = desktopWith(kOneScreen);
+    FakeDesktop one(kOneScreen);
     WindowState state = newState(kHome);
     Rect frame = handleLeftDirection(state, kHome.rect(), 0, true, {}, one, diagnostics);
     // The list is built already; isPrimary is only reported.
     handleRightDirection(state, frame, 0, false, {}, one, diagnostics);
 
-    FakeDesktop two = desktopWith(kSideBySide);
+    FakeDesktop two(kSideBySide);
     WindowState withSaved = newState(kHome, kSavedOnSecond);
     withSaved.steps = {step(StepType::original, 7, 0)};
     withSaved.buildStepList(two, {true, true, false, true, true, true}, diagnostics);
@@ -359,8 +353,8 @@ TEST(CycleDiagnosticsTest, TranscriptOfEveryKindOfPress) {
     for (int i = 0; i < 3; ++i)
         frame = handleUpDirection(up, frame, {0, 25, 1440, 875}, diagnostics);
 
-    FakeDesktop none = desktopWith(kNoScreens);
-    FakeDesktop left = desktopWith(kLeftOfPrimary);
+    FakeDesktop none(kNoScreens);
+    FakeDesktop left(kLeftOfPrimary);
     const Frame huge{0, 125, 1e308, 500, 4};
     for (auto [direction, desktop, home] :
          {std::tuple{L, &none, kHome}, {R, &none, kHome}, {L, &left, huge}}) {

@@ -20,12 +20,6 @@ const std::vector<Rect> kStacked{{0, 0, 1440, 900}, {-360, -1775, 2160, 1775}};
 // A mirrored display listed after the primary: the first in the list owns shared points.
 const std::vector<Rect> kMirrored{{0, 0, 1440, 900}, {0, 0, 1440, 900}};
 
-testing::FakeDesktop desktopWith(const std::vector<Rect>& screens) {
-    testing::FakeDesktop desktop;
-    desktop.screens = screens;
-    return desktop;
-}
-
 // The first display containing the point, else the primary.
 TEST(ScreenIndexForPointTest, FirstDisplayContainingThePoint) {
     const std::tuple<const char*, std::vector<Rect>, Point, std::int64_t> cases[] = {
@@ -44,7 +38,7 @@ TEST(ScreenIndexForPointTest, FirstDisplayContainingThePoint) {
         {"NoDisplays", {}, {100, 100}, 0},
     };
     for (const auto& [name, screens, point, expected] : cases) {
-        testing::FakeDesktop desktop = desktopWith(screens);
+        testing::FakeDesktop desktop(screens);
         EXPECT_EQ(screenIndexForPoint(desktop, point), expected) << name;
     }
 }
@@ -61,7 +55,7 @@ TEST(ScreenRectTest, BoundsAndUsableArea) {
         {{}, 0, {}, {0, 25, 0, -25}},
     };
     for (const auto& [screens, index, bounds, usable] : cases) {
-        testing::FakeDesktop desktop = desktopWith(screens);
+        testing::FakeDesktop desktop(screens);
         EXPECT_RECT(displayBounds(desktop, index), bounds);
         EXPECT_RECT(usableScreenRect(desktop, index), usable);
     }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "support/files.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::window {
@@ -34,13 +35,7 @@ WindowState sampleState() {
 
 // The record text inside the file: compact, members in field order, whole numbers without a
 // fraction, "/" escaped.
-const char* const kSampleRecord =
-    R"({"appName":"AC\/DC Player","initialFrame":{"x":100,"y":125,"width":800,"height":500,)"
-    R"("screenIndex":0},"currentFrame":{"x":640,"y":212.5,"width":800,"height":500,)"
-    R"("screenIndex":1},"horizontalState":5,"verticalState":2,"savedLocations":[{"frame":)"
-    R"({"x":200,"y":300,"width":600,"height":400,"screenIndex":0},"screenSpecific":true},)"
-    R"({"frame":{"x":-700.25,"y":100,"width":500,"height":300,"screenIndex":2},)"
-    R"("screenSpecific":false}]})";
+const std::string kSampleRecord = testing::golden("core/window/golden/sample_record.json");
 
 TEST(WindowStateJsonTest, StepsAreNeitherWrittenNorRead) {
     WindowState state = sampleState();
@@ -156,8 +151,8 @@ TEST_P(SaveStateTest, WritesTheSortedDocument) {
     const auto& c = GetParam();
     if (c.before) writeState(c.before);
     ASSERT_TRUE(saveWindowState(sampleState(), stateFile, diagnostics));
-    const std::string entry = R"("window_AC\/DC_Player" : )" +
-                              support::writeJson(support::Json(std::string(kSampleRecord)));
+    const std::string entry =
+        R"("window_AC\/DC_Player" : )" + support::writeJson(support::Json(kSampleRecord));
     EXPECT_EQ(stateText(), std::string("{\n  \"values\" : {\n") + c.othersBefore + "    " + entry +
                                c.othersAfter + "\n  }\n}");
     auto kept = backups();

@@ -9,6 +9,7 @@
 #include "core/window/window_state.h"
 #include "support/files.h"
 #include "tests/common/fake_desktop.h"
+#include "tests/common/golden.h"
 #include "tests/common/rect_assert.h"
 #include "tests/common/temp_dir.h"
 
@@ -127,11 +128,7 @@ using MinimizedRestoreTest = StateFileTest;
 TEST_F(MinimizedRestoreTest, ResetsTheVerticalStateAndKeepsOtherEntries) {
     FakeDesktop desktop = editorDesktop();
     desktop.window(7)->minimized = true;
-    writeState(
-        R"({"values":{"browser":"Safari","window_Editor":"{\"appName\":\"Editor\",)"
-        R"(\"initialFrame\":{\"x\":100,\"y\":125,\"width\":800,\"height\":500,\"screenIndex\":0},)"
-        R"(\"currentFrame\":{\"x\":0,\"y\":25,\"width\":800,\"height\":875,\"screenIndex\":0},)"
-        R"(\"horizontalState\":2,\"verticalState\":1,\"savedLocations\":[]}"}})");
+    writeState(testing::golden("core/window/golden/restore_state.json"));
 
     handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
 

@@ -5,6 +5,7 @@
 
 #include "platform/xdg/xdg_desktop.h"
 #include "support/files.h"
+#include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::platform::xdg {
@@ -89,23 +90,13 @@ class XdgTreeTest : public ::testing::Test {
 // Each id comes once, as the entry in effect: the core would prefer a system entry to the
 // user's. Hidden, NoDisplay and Link entries are listed as not for people to pick.
 TEST_F(XdgTreeTest, EachIdComesOnceAsTheEntryInEffect) {
-    std::vector<std::string> seen;
+    std::string seen;
     for (const auto& app : services()->applicationsForScheme("HTTPS")) {
-        seen.push_back(app.bundleID + " " + app.name + (app.agentLike ? " agent" : "") +
-                       (app.declaresHttp ? " http" : "") + (app.declaresHttps ? " https " : " ") +
-                       app.path.substr(dir.path().string().size()));
+        seen += app.bundleID + " " + app.name + (app.agentLike ? " agent" : "") +
+                (app.declaresHttp ? " http" : "") + (app.declaresHttps ? " https " : " ") +
+                app.path.substr(dir.path().string().size()) + "\n";
     }
-    EXPECT_EQ(seen,
-              (std::vector<std::string>{
-                  "epiphany.desktop Web agent http https /user/applications/epiphany.desktop",
-                  "firefox.desktop Firefox (mine) http https /user/applications/firefox.desktop",
-                  "chromium.desktop Chromium http https /sys1/applications/chromium.desktop",
-                  "handler.desktop Handler agent http https /sys1/applications/handler.desktop",
-                  "kde4-konqueror.desktop Konqueror http https "
-                  "/sys1/applications/kde4/konqueror.desktop",
-                  "link.desktop Link agent http https /sys1/applications/link.desktop",
-                  "secure.desktop Secure https /sys1/applications/secure.desktop",
-                  "zen.desktop zen http https /sys2/applications/zen.desktop"}));
+    EXPECT_EQ(seen, testing::golden("platform/xdg/golden/http_apps.txt"));
 }
 
 // Defaults that are not installed or hidden pass the choice on; a desktop's own list comes
