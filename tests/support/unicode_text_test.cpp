@@ -8,7 +8,6 @@
 namespace tarn::support {
 namespace {
 
-// Splits text into its characters with characterEnd.
 std::vector<std::string> characters(std::string_view text) {
     std::vector<std::string> out;
     for (std::size_t at = 0; at < text.size();) {

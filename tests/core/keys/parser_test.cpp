@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <cstdint>
 
 #include "core/keys/key_tables.h"
 
@@ -62,10 +62,8 @@ INSTANTIATE_TEST_SUITE_P(
         ParseCase{"PauseTrimsTabsAndNoBreakSpaces", "{pause \t7\u00A0\u3000}", {Pause{7}}},
         ParseCase{"NegativePause", "{pause -5}", {Pause{-5}}},
         ParseCase{"SignedPause", "{PAUSE +0}", {Pause{0}}},
-        ParseCase{"LargestPause", "{pause 9223372036854775807}",
-                  {Pause{std::numeric_limits<std::int64_t>::max()}}},
-        ParseCase{"SmallestPause", "{pause -9223372036854775808}",
-                  {Pause{std::numeric_limits<std::int64_t>::min()}}},
+        ParseCase{"LargestPause", "{pause 9223372036854775807}", {Pause{INT64_MAX}}},
+        ParseCase{"SmallestPause", "{pause -9223372036854775808}", {Pause{INT64_MIN}}},
         ParseCase{"BufferCommands", "{grab}{GRAB}{Put}{paste}",
                   {GrabClipboard{}, GrabClipboard{}, PutToClipboard{}, PasteBuffer{}}},
         ParseCase{"InsertExpandsNestedGroups", "{insert before x:{slash}{slash}}",

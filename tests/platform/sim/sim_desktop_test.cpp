@@ -53,10 +53,6 @@ TEST_F(SimDesktopTest, ReportsDisplaysApplicationsAndWindowsAsTheFileSays) {
     EXPECT_EQ(ws.windows(100), (std::vector<WindowId>{1, 2}));
     EXPECT_FALSE(ws.position(9));
     EXPECT_FALSE(ws.size(42));
-}
-
-TEST_F(SimDesktopTest, WindowWritesRespectLimitsAndLandInTheFile) {
-    auto& ws = desktop().windowSystem();
     ws.setPosition(1, {-5.5, 30});
     ws.setSize(1, {100, 1000});  // below minWidth, above maxHeight
     ws.setSize(2, {500, 500});   // not resizable

@@ -8,20 +8,17 @@ namespace {
 
 using Paths = std::vector<std::filesystem::path>;
 
-TEST(XdgDirsTest, HomesMustBeAbsoluteElseTheyLiveUnderHome) {
+TEST(XdgDirsTest, RelativeHomesAndSearchListEntriesAreDroppedForDefaults) {
     tarn::testing::ScopedEnv home("HOME", "/home/me");
     tarn::testing::ScopedEnv data("XDG_DATA_HOME", "relative/share");
     EXPECT_EQ(dataHome(), std::filesystem::path("/home/me/.local/share"));
-}
-
-TEST(XdgDirsTest, SearchListsDropRelativeEntriesAndDefaultWhenUnsetOrEmpty) {
     {
-        tarn::testing::ScopedEnv data("XDG_DATA_DIRS", "/a:relative::/b/");
+        tarn::testing::ScopedEnv dirs("XDG_DATA_DIRS", "/a:relative::/b/");
         tarn::testing::ScopedEnv config("XDG_CONFIG_DIRS", nullptr);
         EXPECT_EQ(dataDirs(), (Paths{"/a", "/b/"}));
         EXPECT_EQ(configDirs(), Paths{"/etc/xdg"});
     }
-    tarn::testing::ScopedEnv data("XDG_DATA_DIRS", "");
+    tarn::testing::ScopedEnv noDirs("XDG_DATA_DIRS", "");
     EXPECT_EQ(dataDirs(), (Paths{"/usr/local/share/", "/usr/share/"}));
 }
 

@@ -20,9 +20,6 @@ TEST(DesktopEntryTest, ReadsTheEntryGroupOnly) {
     EXPECT_FALSE(entry->hidden);
     EXPECT_EQ(entry->mimeTypes, (std::vector<std::string>{"text/html", "x-scheme-handler/http",
                                                           "x-scheme-handler/https"}));
-}
-
-TEST(DesktopEntryTest, RefusesWhatIsNoDesktopEntry) {
     const std::pair<const char*, std::string> cases[] = {
         {"Empty", ""},
         {"NoName", "[Desktop Entry]\nType=Application\n"},
@@ -52,9 +49,6 @@ TEST(MimeappsTest, DefaultsComeFromTheFirstEntryOfTheDefaultsGroups) {
     EXPECT_EQ(defaultApplications(text, "x-scheme-handler/https"), (Ids{"a.desktop", "b.desktop"}));
     EXPECT_EQ(defaultApplications(text, "x-scheme-handler/http"), Ids{"c.desktop"});
     EXPECT_EQ(defaultApplications(text, "text/html"), Ids{});
-}
-
-TEST(MimeappsTest, SettingDefaultsKeepsEveryOtherLine) {
     const std::vector<DefaultAssignment> set{{"x-scheme-handler/http", "new.desktop"},
                                              {"text/html", "new.desktop"}};
     const std::pair<std::string, std::string> cases[] = {
