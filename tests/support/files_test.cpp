@@ -28,7 +28,7 @@ TEST(WriteFileAtomicallyTest, ReplacesWholeAndLeavesNoTemporaryFile) {
     EXPECT_EQ(entriesIn(dir.path()), 1);
 }
 
-TEST(WriteFileAtomicallyTest, FailureSaysWhyAndLeavesTargetAndDirectoryAlone) {
+TEST(WriteFileAtomicallyTest, FailureLeavesTargetAloneAndNewFilesTakeTheUmask) {
     TempDir dir;
     auto path = dir.path() / "f.json";
     std::filesystem::create_directory(path);  // rename over a directory fails
@@ -39,34 +39,27 @@ TEST(WriteFileAtomicallyTest, FailureSaysWhyAndLeavesTargetAndDirectoryAlone) {
     EXPECT_EQ(entriesIn(dir.path()), 1);
 
     EXPECT_TRUE(writeFileAtomically(dir.path() / "missing" / "f.json", "x"));
-}
-
-// The mode used to come from setting the umask to read it, racing with other threads.
-TEST(WriteFileAtomicallyTest, NewFileModeIsTheUmaskOfTheProcessLeftUnchanged) {
-    TempDir dir;
+    // The new file's mode used to come from setting the umask to read it, racing with other
+    // threads.
     const mode_t before = ::umask(0);
     for (auto [mask, mode] : {std::pair<mode_t, mode_t>{022, 0644}, {077, 0600}, {0, 0666}}) {
         ::umask(mask);
-        auto path = dir.path() / ("f" + std::to_string(mask));
-        ASSERT_FALSE(writeFileAtomically(path, "x"));
+        auto file = dir.path() / ("f" + std::to_string(mask));
+        ASSERT_FALSE(writeFileAtomically(file, "x"));
         struct stat status {};
-        ASSERT_EQ(::stat(path.c_str(), &status), 0);
+        ASSERT_EQ(::stat(file.c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 0777, mode) << "umask " << mask;
         EXPECT_EQ(::umask(mask), mask);
     }
     ::umask(before);
 }
 
-TEST(ReadFileTest, AbsentForMissingFilesAndDirectories) {
+TEST(ReadAndBackupFileTest, AbsentForMissingFilesAndEveryCopyKeptBesideTheOriginal) {
     TempDir dir;
     EXPECT_FALSE(readFile(dir.path() / "nothing"));
     EXPECT_FALSE(readFile(dir.path()));
     std::ofstream(dir.path() / "empty");
     EXPECT_EQ(readFile(dir.path() / "empty"), "");
-}
-
-TEST(BackupFileTest, KeepsEveryCopyBesideTheOriginal) {
-    TempDir dir;
     auto path = dir.path() / "config.json";
     std::ofstream(path) << "v1";
     auto first = backupFile(path);

@@ -46,23 +46,6 @@ class OverrideLookupTest : public ::testing::Test {
     std::ostringstream err_;
 };
 
-TEST_F(OverrideLookupTest, MissingFileGivesNothingAfterItsLines) {
-    EXPECT_FALSE(lookup("left"));
-    EXPECT_EQ(err(), "DEBUG: Looking for Wendle config at: " + configPath() +
-                         "\nDEBUG: Could not load Wendle config file (file not found or "
-                         "unreadable)\n");
-}
-
-TEST_F(OverrideLookupTest, NotAnObjectCannotBeDecoded) {
-    for (const char* bad : {"[1, 2]", "{broken", "\"text\""}) {
-        writeConfig(bad);
-        EXPECT_FALSE(lookup("left")) << bad;
-        EXPECT_THAT(err(), HasSubstr("DEBUG: Loaded " + std::to_string(std::strlen(bad)) +
-                                     " bytes from config file\nDEBUG: Could not decode Wendle "
-                                     "config JSON\n"));
-    }
-}
-
 // Which rule is found and which filters come out, for one config and direction each.
 struct LookupCase {
     const char* name;
@@ -139,7 +122,18 @@ INSTANTIATE_TEST_SUITE_P(Cases, OverrideLookupCases, ::testing::Values(
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
 
-TEST_F(OverrideLookupTest, ReturnsEverySavedLocationInOrder) {
+TEST_F(OverrideLookupTest, NoFileNoObjectOrEverySavedLocationInOrder) {
+    EXPECT_FALSE(lookup("left"));
+    EXPECT_EQ(err(), "DEBUG: Looking for Wendle config at: " + configPath() +
+                         "\nDEBUG: Could not load Wendle config file (file not found or "
+                         "unreadable)\n");
+    for (const char* bad : {"[1, 2]", "{broken", "\"text\""}) {
+        writeConfig(bad);
+        EXPECT_FALSE(lookup("left")) << bad;
+        EXPECT_THAT(err(), HasSubstr("DEBUG: Loaded " + std::to_string(std::strlen(bad)) +
+                                     " bytes from config file\nDEBUG: Could not decode Wendle "
+                                     "config JSON\n"));
+    }
     writeConfig(R"({"globalRules": [{"id": "a", "overrideTarn": "left"}],
         "appConfigs": [{"bundleID": "com.example.app", "displayName": "App", "ruleOverrides": [],
           "savedLocations": [

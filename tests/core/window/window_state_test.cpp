@@ -180,7 +180,7 @@ INSTANTIATE_TEST_SUITE_P(Files, SaveStateTest, ::testing::Values(
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
 
-TEST_F(StateFileTest, EntryThatCannotBeReadIsNoState) {
+TEST_F(StateFileTest, UnreadableEntryIsNoStateAndUnencodableRecordWritesNothing) {
     EXPECT_FALSE(loadWindowState("Editor", stateFile));  // no file
     for (const char* file :
          {R"({"values":{"window_Editor":12}})", R"({"values":{"window_Editor":"{\"appName\":1}"}})",
@@ -188,9 +188,6 @@ TEST_F(StateFileTest, EntryThatCannotBeReadIsNoState) {
         writeState(file);
         EXPECT_FALSE(loadWindowState("Editor", stateFile)) << file;
     }
-}
-
-TEST_F(StateFileTest, RecordJsonCannotHoldWritesNothing) {
     writeState(R"({"values":{"browser":"Safari"}})");
     WindowState state = sampleState();
     state.currentFrame.width = std::numeric_limits<double>::infinity();

@@ -32,7 +32,7 @@ FakeDesktop editorDesktop() {
     return desktop;
 }
 
-TEST(GetFrontmostWindowTest, FocusedWindowOfTheFrontmostApplication) {
+TEST(WindowAccessTest, FrontmostWindowReadsAndFrameWrite) {
     FakeDesktop desktop = editorDesktop();
     auto found = getFrontmostWindow(desktop);
     ASSERT_TRUE(found);
@@ -50,10 +50,7 @@ TEST(GetFrontmostWindowTest, FocusedWindowOfTheFrontmostApplication) {
         spoil(spoilt);
         EXPECT_FALSE(getFrontmostWindow(spoilt));
     }
-}
 
-TEST(WindowReadsTest, WindowsInOrderAndUnreadableOnesAbsent) {
-    FakeDesktop desktop = editorDesktop();
     EXPECT_EQ(getAllWindows(desktop, desktop.apps[0].info),
               (std::vector<platform::WindowId>{7, 8}));
     EXPECT_TRUE(getAllWindows(desktop, platform::AppInfo{99, {}, {}, true}).empty());
@@ -67,12 +64,9 @@ TEST(WindowReadsTest, WindowsInOrderAndUnreadableOnesAbsent) {
     desktop.window(7)->frameReadable = false;
     EXPECT_FALSE(getWindowFrame(desktop, 7));
     EXPECT_FALSE(getWindowFrame(desktop, 1234));
-}
 
-// A window with a minimum size keeps it; the frame is written once, position first, and
-// never read back or retried.
-TEST(SetWindowFrameTest, PositionThenSizeOnce) {
-    FakeDesktop desktop = editorDesktop();
+    // A window with a minimum size keeps it; the frame is written once, position first, and
+    // never read back or retried.
     desktop.window(7)->minSize = Size{900, 600};
     setWindowFrame(desktop, 7, {640, 212.5, 800, 500});
     EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{{7, Point{640, 212.5}, {}, {}},
