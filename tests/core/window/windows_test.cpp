@@ -109,12 +109,7 @@ TEST_F(FindMinimizedWindowTest, FirstMinimisedWindowOfTheFirstTrackedApplication
     EXPECT_EQ(found->window, 41u);
     EXPECT_EQ(found->app.pid, 4);
     EXPECT_EQ(found->appName, "My Editor");
-    EXPECT_EQ(diagnostics.str(),
-              "DEBUG: Looking for minimized windows from tracked apps\n"
-              "DEBUG: Looking for minimized windows from tracked apps\n"
-              "DEBUG: Checking tracked app: Notes\n"
-              "DEBUG: Checking tracked app: My Editor\n"
-              "DEBUG: Found minimized window for My Editor\n");
+    EXPECT_EQ(diagnostics.str(), testing::golden("core/window/golden/find_minimized.txt"));
 }
 
 using MinimizedRestoreTest = StateFileTest;
