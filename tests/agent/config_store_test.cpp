@@ -37,14 +37,7 @@ struct StoreOnDisk {
     }
     std::filesystem::path file() const { return temp.path() / "wendle-config.json"; }
     std::optional<std::string> text() const { return support::readFile(file()); }
-    std::vector<std::filesystem::path> backups() const {
-        std::vector<std::filesystem::path> found;
-        for (const auto& entry : std::filesystem::directory_iterator(temp.path())) {
-            if (entry.path().filename().string().starts_with("wendle-config.json.bak-"))
-                found.push_back(entry.path());
-        }
-        return found;
-    }
+    std::vector<std::filesystem::path> backups() const { return testing::backupsOf(file()); }
 
     testing::TempDir temp;
     testing::ManualScheduler clock;

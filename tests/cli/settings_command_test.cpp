@@ -102,12 +102,7 @@ TEST_F(SettingsCommandTest, SetOverCorruptFileKeepsACopyOfIt) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "Set count = 1\n");
     EXPECT_EQ(settingsFile(), "{\n  \"values\" : {\n    \"count\" : 1\n  }\n}");
-    std::vector<std::filesystem::path> backups;
-    for (const auto& entry : std::filesystem::directory_iterator(configDir())) {
-        if (entry.path().filename().string().starts_with("config.json.bak-")) {
-            backups.push_back(entry.path());
-        }
-    }
+    auto backups = backupsOf(configDir() / "config.json");
     ASSERT_EQ(backups.size(), 1u);
     EXPECT_EQ(configFile(backups[0].filename().string()),
               R"({"values": {"browser": "Firefox", "bad": [1]}})");

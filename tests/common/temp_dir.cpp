@@ -26,6 +26,15 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path_, ignored);
 }
 
+std::vector<std::filesystem::path> backupsOf(const std::filesystem::path& file) {
+    std::vector<std::filesystem::path> found;
+    const std::string prefix = file.filename().string() + ".bak-";
+    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path())) {
+        if (entry.path().filename().string().starts_with(prefix)) found.push_back(entry.path());
+    }
+    return found;
+}
+
 ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {
     if (const char* old = std::getenv(name)) previous_ = old;
     value ? ::setenv(name, value, 1) : ::unsetenv(name);

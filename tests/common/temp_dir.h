@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace tarn::testing {
 
@@ -19,6 +20,9 @@ class TempDir {
   private:
     std::filesystem::path path_;
 };
+
+// The copies a save kept of `file` before replacing it, named `<file>.bak-<time>` beside it.
+std::vector<std::filesystem::path> backupsOf(const std::filesystem::path& file);
 
 // Sets an environment variable for the lifetime of the object, then restores it.
 class ScopedEnv {

@@ -120,15 +120,6 @@ class StateFileTest : public ::testing::Test {
         ASSERT_FALSE(support::writeFileAtomically(stateFile, text));
     }
     std::string stateText() { return support::readFile(stateFile).value_or("<missing>"); }
-    std::vector<std::filesystem::path> backups() {
-        std::vector<std::filesystem::path> found;
-        for (const auto& entry : std::filesystem::directory_iterator(dir.path())) {
-            if (entry.path().filename().string().starts_with("state.json.bak-")) {
-                found.push_back(entry.path());
-            }
-        }
-        return found;
-    }
 
     testing::TempDir dir;
     std::filesystem::path stateFile = dir.path() / "state.json";
@@ -155,7 +146,7 @@ TEST_P(SaveStateTest, WritesTheSortedDocument) {
         R"("window_AC\/DC_Player" : )" + support::writeJson(support::Json(kSampleRecord));
     EXPECT_EQ(stateText(), std::string("{\n  \"values\" : {\n") + c.othersBefore + "    " + entry +
                                c.othersAfter + "\n  }\n}");
-    auto kept = backups();
+    auto kept = testing::backupsOf(stateFile);
     ASSERT_EQ(kept.size(), c.keptAside ? 1u : 0u);
     EXPECT_EQ(diagnostics.str(),
               c.keptAside ? "Note: the unreadable state file was kept as " + kept[0].string() + "\n"
