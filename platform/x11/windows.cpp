@@ -169,7 +169,7 @@ bool WindowSystemX11::onTaskBar(Window window) {
     auto types = readLongs(x_, window, x_.atom("_NET_WM_WINDOW_TYPE"), XA_ATOM);
     const long normal = static_cast<long>(x_.atom("_NET_WM_WINDOW_TYPE_NORMAL"));
     bool normalType = types.empty() || std::find(types.begin(), types.end(), normal) != types.end();
-    return normalType && !hasState(window, "_NET_WM_STATE_SKIP_TASKBAR") && !trap.failed();
+    return normalType && !hasState(window, {"_NET_WM_STATE_SKIP_TASKBAR"}) && !trap.failed();
 }
 
 FocusedWindow WindowSystemX11::focusedWindow(Pid pid) {
@@ -206,10 +206,12 @@ int WindowSystemX11::focusedElementError() {
 
 // --- Minimising -------------------------------------------------------------------------
 
-bool WindowSystemX11::hasState(Window window, const char* state) {
+// Whether the window is in any of the states: one read of the property, whatever the count.
+bool WindowSystemX11::hasState(Window window, std::initializer_list<const char*> wanted) {
     auto states = readLongs(x_, window, x_.atom("_NET_WM_STATE"), XA_ATOM);
-    Atom wanted = x_.atom(state);
-    return std::find(states.begin(), states.end(), static_cast<long>(wanted)) != states.end();
+    return std::ranges::any_of(wanted, [&](const char* state) {
+        return std::ranges::find(states, static_cast<long>(x_.atom(state))) != states.end();
+    });
 }
 
 std::optional<bool> WindowSystemX11::isMinimized(WindowId id) {
@@ -220,7 +222,7 @@ std::optional<bool> WindowSystemX11::isMinimized(WindowId id) {
         Atom wmState = x_.atom("WM_STATE");
         auto state = readLongs(x_, window, wmState, wmState);
         bool iconic = (!state.empty() && state[0] == kIconicState) ||
-                      hasState(window, "_NET_WM_STATE_HIDDEN");
+                      hasState(window, {"_NET_WM_STATE_HIDDEN"});
         if (!trap.failed()) minimized = iconic;
     }
     x_.check();
@@ -314,14 +316,7 @@ void WindowSystemX11::setSize(WindowId id, Size size) {
 bool WindowSystemX11::clearMaximized(Window window) {
     const char* vertical = "_NET_WM_STATE_MAXIMIZED_VERT";
     const char* horizontal = "_NET_WM_STATE_MAXIMIZED_HORZ";
-    auto maximized = [&] {
-        auto states = readLongs(x_, window, x_.atom("_NET_WM_STATE"), XA_ATOM);
-        return std::ranges::any_of(states, [&](long atom) {
-            return atom == static_cast<long>(x_.atom(vertical)) ||
-                   atom == static_cast<long>(x_.atom(horizontal));
-        });
-    };
-    if (!maximized()) return false;
+    if (!hasState(window, {vertical, horizontal})) return false;
 
     Atom state = x_.atom("_NET_WM_STATE");
     Atom extents = x_.atom("_NET_FRAME_EXTENTS");
@@ -337,7 +332,7 @@ bool WindowSystemX11::clearMaximized(Window window) {
         return event.xproperty.atom == state;
     };
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
-    while (maximized()) {
+    while (hasState(window, {vertical, horizontal})) {
         if (!x_.waitForEvent(deadline, propertyChange)) break;
     }
     if (!extentsChanged) {

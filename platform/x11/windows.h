@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <utility>
 
 #include "platform/window_system.h"
@@ -69,7 +70,7 @@ class WindowSystemX11 final : public WindowSystem {
     AppInfo appInfo(Pid pid, Window window);
     std::optional<Placement> placement(Window window);
     std::optional<Placement> readPlacement(Window window);
-    bool hasState(Window window, const char* state);
+    bool hasState(Window window, std::initializer_list<const char*> wanted);
     bool clearMaximized(Window window);
     void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
 
