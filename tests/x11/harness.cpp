@@ -219,8 +219,11 @@ std::optional<std::string> clipboardText() {
     return result.out;
 }
 
+// xclip's foreground process may end before the child it leaves behind owns the selection.
 void putOnClipboard(const std::string& text) {
     run({"sh", "-c", "printf %s \"$0\" | xclip -selection clipboard -i", text});
+    if (!eventually([&] { return clipboardText() == text; }))
+        throw std::runtime_error("xclip did not take the clipboard");
 }
 
 std::vector<int> keysDown() {
