@@ -6,9 +6,10 @@
 #include "platform/desktop.h"
 
 int main(int argc, char** argv) {
-    // std::cerr writes through to stderr, which C leaves unbuffered: a DEBUG line built from
-    // five pieces would cost five system calls. Line buffering keeps each line whole and
-    // still shows it at once.
+    // std::cerr flushes after every piece written to it, and writes through to stderr, which
+    // C leaves unbuffered: a DEBUG line built from five pieces would cost five system calls.
+    // Line buffering keeps each line whole and still shows it at once.
+    std::cerr.unsetf(std::ios::unitbuf);
     std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
     std::vector<std::string> args(argv, argv + argc);
     tarn::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop,

@@ -85,7 +85,7 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
 }
 
 std::optional<std::string> writeFileAtomically(const std::filesystem::path& path,
-                                               const std::string& bytes) {
+                                               const std::string& bytes, Durability durability) {
     std::filesystem::path directory = path.parent_path();
     if (directory.empty()) directory = ".";
     std::string pattern;
@@ -101,6 +101,7 @@ std::optional<std::string> writeFileAtomically(const std::filesystem::path& path
     if (::fsync(file.get()) != 0) return fail(errnoText());
     if (!file.close()) return fail(errnoText());
     if (::rename(pattern.c_str(), path.c_str()) != 0) return fail(errnoText());
+    if (durability == Durability::contentOnly) return std::nullopt;
     // Make the rename itself durable.
     int dirFd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY);
     if (dirFd >= 0) {

@@ -10,11 +10,25 @@ namespace tarn::support {
 // The whole file; absent when it does not exist or cannot be read.
 std::optional<std::string> readFile(const std::filesystem::path& path);
 
+// How much of a write must outlive a crash of the machine. Either way a reader, then or
+// after the crash, finds the old file or the new one whole, never a part of either.
+enum class Durability {
+    // The rename too is flushed, so the new file is the one found after a crash: anything
+    // the user wrote or chose.
+    whole,
+    // The rename is left for the system to flush when it will, so a crash soon after may
+    // bring back the file before it. For records whose newest change costs nothing to lose
+    // and which are written on every command (the window cycle's place), where the
+    // directory's flush would be a good part of the command's time.
+    contentOnly,
+};
+
 // Writes the bytes aside in the same directory, flushes them to disk and renames them over
 // the target, so readers see the old file or the new one, never a part. Returns the reason
 // when it fails; the target is then untouched and no temporary file is left behind.
 std::optional<std::string> writeFileAtomically(const std::filesystem::path& path,
-                                               const std::string& bytes);
+                                               const std::string& bytes,
+                                               Durability durability = Durability::whole);
 
 // Copies the file to "<name>.bak-<UTC timestamp>" beside it, before it is replaced by a
 // writer that could not read it whole. Returns the copy's path, or absent on failure.

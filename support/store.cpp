@@ -127,28 +127,30 @@ LoadedStore loadStore(const std::filesystem::path& path) {
     return loaded;
 }
 
-std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path) {
+std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path,
+                                    Durability durability) {
     std::string text;
     try {
         text = writeJson(document, {.pretty = true, .sortKeys = true});
     } catch (const std::exception& e) {
         return e.what();
     }
-    return writeFileAtomically(path, text);
+    return writeFileAtomically(path, text, durability);
 }
 
-std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path) {
+std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path,
+                                    Durability durability) {
     Json document;
     try {
         document = encodeStore(store);
     } catch (const std::exception& e) {
         return e.what();
     }
-    return saveJSON(document, path);
+    return saveJSON(document, path, durability);
 }
 
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
-                        const std::filesystem::path& path) {
+                        const std::filesystem::path& path, Durability durability) {
     StoreSave result;
     if (loadedFrom.state == StoreFileState::unreadable ||
         loadedFrom.state == StoreFileState::partlyRead) {
@@ -159,7 +161,7 @@ StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
             return result;
         }
     }
-    result.error = saveJSON(store, path);
+    result.error = saveJSON(store, path, durability);
     return result;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <variant>
 
+#include "support/files.h"
 #include "support/json_text.h"
 #include "support/time_text.h"
 
@@ -59,8 +60,10 @@ LoadedStore loadStore(const std::filesystem::path& path);
 // Pretty-printed, keys sorted, dates as ISO 8601, written atomically. Returns the reason on
 // failure (a value JSON cannot hold, an unwritable directory, a full disk); the old file is
 // then untouched.
-std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path);
-std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path);
+std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path,
+                                    Durability durability = Durability::whole);
+std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path,
+                                    Durability durability = Durability::whole);
 
 struct StoreSave {
     std::optional<std::string> error;
@@ -71,6 +74,7 @@ struct StoreSave {
 // (unreadable, or holding more than its values), its bytes are first copied aside
 // (backupFile), so a rewrite never destroys what the user had.
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
-                        const std::filesystem::path& path);
+                        const std::filesystem::path& path,
+                        Durability durability = Durability::whole);
 
 }  // namespace tarn::support

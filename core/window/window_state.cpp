@@ -183,7 +183,10 @@ bool saveWindowState(const WindowState& state, const std::filesystem::path& stat
     auto lock = support::FileLock::acquire(stateFile);
     auto loaded = support::loadStore(stateFile);
     loaded.store.values[stateKey(state.appName)] = std::move(record);
-    auto saved = support::saveStoreOver(loaded.store, loaded, stateFile);
+    // A crash may take back the newest move's record; the cycle then starts from the one
+    // before, which is no loss worth a flush of the folder on every move.
+    auto saved =
+        support::saveStoreOver(loaded.store, loaded, stateFile, support::Durability::contentOnly);
     if (saved.backup) {
         diagnostics << "Note: the "
                     << (loaded.state == support::StoreFileState::partlyRead ? "partly read"
