@@ -1,4 +1,3 @@
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/common/command_runner.h"
@@ -45,14 +44,6 @@ INSTANTIATE_TEST_SUITE_P(Words, DispatcherTest, ::testing::Values(
     Case{{"healthcheck"}, 1, "", "ERROR: No desktop to work on: DISPLAY is not set (and "
                                  "TARN_SIM_DESKTOP names no simulated desktop)\n"}));
 // clang-format on
-
-TEST_F(CommandTest, BrokenDesktopFileIsOneErrorLineNamingTheFile) {
-    writeDesktop(basicDesktop());
-    std::filesystem::resize_file(simFile(), 10);
-    auto result = run({"healthcheck"});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_THAT(result.err, ::testing::MatchesRegex("ERROR: .*desktop\\.json.*not valid JSON\n"));
-}
 
 // Each verdict's word and status once; which verdict a desktop earns is proven on the fake.
 TEST_F(CommandTest, HealthcheckPrintsTheVerdict) {

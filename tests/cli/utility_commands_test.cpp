@@ -32,17 +32,13 @@ TEST_F(UtilityCommandTest, EndsAndRecordsAsExpected) {
         const char* events;
     };
     const Case cases[] = {
-        {"{}",
-         {"move-mouse", "screen", "-1", "home"},
-         0,
-         "",
+        // clang-format off
+        {"{}", {"move-mouse", "screen", "-1", "home"}, 0, "",
          R"([{"type": "pointer", "x": -990, "y": -190}])"},
-        {R"({"accessibilityTrusted": false})",
-         {"move-mouse", "screen", "1"},
-         5,
-         kPermissionInstructions,
-         R"([{"type": "permissionPrompt"}])"},
+        {R"({"accessibilityTrusted": false})", {"move-mouse", "screen", "1"}, 5,
+         kPermissionInstructions, R"([{"type": "permissionPrompt"}])"},
         {R"({"scriptResult": "refused"})", {"browser-tab", "Arc", "a", "b", "c"}, 0, "", nullptr},
+        // clang-format on
     };
     for (const auto& c : cases) {
         writeDesktopWith(c.patch);
