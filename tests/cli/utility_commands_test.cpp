@@ -63,21 +63,6 @@ TEST_F(UtilityCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFi
                 ::testing::StartsWith("tell application \"Safari\"\n    activate\n"));
 }
 
-// Which apps are candidates and how each subcommand answers is proven on the fake desktop;
-// here a choice reaches the desktop's defaults.
-TEST_F(UtilityCommandTest, DefaultSetReachesTheDesktop) {
-    writeDesktopWith(R"({"browsers": {"apps": [{"bundleID": "org.zeta", "name": "Zeta",
-        "path": "/Applications/Zeta.app", "opens": ["http", "https"],
-        "declares": ["http", "https"]}]}})");
-    auto set = run({"browser-default", "set", "0"});
-    EXPECT_EQ(set.status, 0);
-    EXPECT_EQ(set.out, "Set default browser to: Zeta (org.zeta)\n");
-    EXPECT_THAT(run({"browser-default", "list"}).out,
-                ::testing::HasSubstr("\\/Applications\\/Zeta.app"));
-    EXPECT_EQ(readDesktop()["browsers"]["defaults"],
-              Json::parse(R"({"http": "org.zeta", "https": "org.zeta"})"));
-}
-
 // Without DISPLAY (a text console, SSH) these failed with "No desktop to work on", though
 // they only read and write XDG files; commands that need the X server still ask for it.
 TEST_F(UtilityCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
