@@ -11,6 +11,45 @@ namespace {
 
 using support::Json;
 
+const std::string kVersion = "tarn v0.1.1.106 (built 2026-01-26)";
+const std::string kUsage = kVersion + golden("cli/golden/usage.txt");
+const std::string kHelp = kUsage + golden("cli/golden/key_names.txt");
+
+struct Case {
+    std::vector<std::string> args;
+    int status;
+    std::string out, err;
+};
+
+class DispatcherTest : public CommandTest, public ::testing::WithParamInterface<Case> {};
+
+// No desktop in any of these: words that need none answer, the rest say what is missing.
+TEST_P(DispatcherTest, AnswersTheFirstWord) {
+    auto result = run(GetParam().args);
+    EXPECT_EQ(result.status, GetParam().status);
+    EXPECT_EQ(result.out, GetParam().out);
+    EXPECT_EQ(result.err, GetParam().err);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Words, DispatcherTest, ::testing::Values(
+    Case{{}, 1, "", kUsage},
+    Case{{"frobnicate"}, 1, "", kUsage},
+    Case{{"Keys", "x"}, 1, "", kUsage},
+    Case{{"HELP"}, 1, "", kUsage},
+    Case{{""}, 1, "", kUsage},
+    Case{{"version "}, 1, "", kUsage},
+    Case{{"help"}, 0, "", kHelp},
+    Case{{"--help"}, 0, "", kHelp},
+    Case{{"-h", "extra"}, 0, "", kHelp},
+    Case{{"version", "x"}, 0, kVersion + "\n", ""},
+    Case{{"--version"}, 0, kVersion + "\n", ""},
+    Case{{"-v"}, 0, kVersion + "\n", ""},
+    Case{{"move-app"}, 1, "", "Usage: tarn move-app <left|right|up|down>\n"},
+    Case{{"healthcheck"}, 1, "", "ERROR: No desktop to work on: DISPLAY is not set (and "
+                                 "TARN_SIM_DESKTOP names no simulated desktop)\n"}));
+// clang-format on
+
 class UtilityCommandTest : public CommandTest {
   protected:
     // The basic desktop and the patch; move-mouse gets a display left of and above the main.
@@ -23,6 +62,23 @@ class UtilityCommandTest : public CommandTest {
     }
 };
 
+// Each verdict's word and status once; which verdict a desktop earns is proven on the fake.
+TEST_F(UtilityCommandTest, HealthcheckPrintsTheVerdict) {
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"{}", "healthy", 0},
+        {R"({"apps": [{"pid": 100, "bundleID": "a", "windowListError": -25211}]})",
+         "cannotReadPosition", 1},
+        {R"({"mouseEventsAvailable": false})", "cannotMoveMouse", 1},
+    };
+    for (const auto& [patch, verdict, status] : cases) {
+        writeDesktopWith(patch);
+        auto result = run({"healthcheck", "ignored", "words"});
+        EXPECT_EQ(result.out, std::string(verdict) + "\n");
+        EXPECT_EQ(result.status, status) << verdict;
+        EXPECT_EQ(result.err, "");
+    }
+}
+
 TEST_F(UtilityCommandTest, EndsAndRecordsAsExpected) {
     struct Case {
         const char* patch;
@@ -32,17 +88,13 @@ TEST_F(UtilityCommandTest, EndsAndRecordsAsExpected) {
         const char* events;
     };
     const Case cases[] = {
-        {"{}",
-         {"move-mouse", "screen", "-1", "home"},
-         0,
-         "",
+        // clang-format off
+        {"{}", {"move-mouse", "screen", "-1", "home"}, 0, "",
          R"([{"type": "pointer", "x": -990, "y": -190}])"},
-        {R"({"accessibilityTrusted": false})",
-         {"move-mouse", "screen", "1"},
-         5,
-         kPermissionInstructions,
-         R"([{"type": "permissionPrompt"}])"},
+        {R"({"accessibilityTrusted": false})", {"move-mouse", "screen", "1"}, 5,
+         kPermissionInstructions, R"([{"type": "permissionPrompt"}])"},
         {R"({"scriptResult": "refused"})", {"browser-tab", "Arc", "a", "b", "c"}, 0, "", nullptr},
+        // clang-format on
     };
     for (const auto& c : cases) {
         writeDesktopWith(c.patch);
@@ -67,21 +119,6 @@ TEST_F(UtilityCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFi
                 ::testing::StartsWith("tell application \"Safari\"\n    activate\n"));
 }
 
-// Which apps are candidates and how each subcommand answers is proven on the fake desktop;
-// here a choice reaches the desktop's defaults.
-TEST_F(UtilityCommandTest, DefaultSetReachesTheDesktop) {
-    writeDesktopWith(R"({"browsers": {"apps": [{"bundleID": "org.zeta", "name": "Zeta",
-        "path": "/Applications/Zeta.app", "opens": ["http", "https"],
-        "declares": ["http", "https"]}]}})");
-    auto set = run({"browser-default", "set", "0"});
-    EXPECT_EQ(set.status, 0);
-    EXPECT_EQ(set.out, "Set default browser to: Zeta (org.zeta)\n");
-    EXPECT_THAT(run({"browser-default", "list"}).out,
-                ::testing::HasSubstr("\\/Applications\\/Zeta.app"));
-    EXPECT_EQ(readDesktop()["browsers"]["defaults"],
-              Json::parse(R"({"http": "org.zeta", "https": "org.zeta"})"));
-}
-
 // Without DISPLAY (a text console, SSH) these failed with "No desktop to work on", though
 // they only read and write XDG files; commands that need the X server still ask for it.
 TEST_F(UtilityCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
@@ -100,6 +137,75 @@ TEST_F(UtilityCommandTest, DefaultBrowserCommandsNeedNoDisplay) {
     auto move = run({"move-mouse"}, env);
     EXPECT_EQ(move.status, 1);
     EXPECT_THAT(move.err, ::testing::HasSubstr("DISPLAY is not set"));
+}
+
+Json sleep(std::uint32_t us) {
+    return Json{{"type", "sleep"}, {"us", us}};
+}
+
+// The recorded events: numbers are typed keys (down, 1 ms, up, 10 ms); arrays are spliced in.
+Json typed(std::initializer_list<Json> parts, std::uint64_t flags = 0) {
+    Json all = Json::array();
+    for (const auto& part : parts) {
+        if (part.is_array()) all.insert(all.end(), part.begin(), part.end());
+        if (part.is_object()) all.push_back(part);
+        if (!part.is_number()) continue;
+        for (bool down : {true, false}) {
+            all.push_back(Json{{"type", "key"},
+                               {"code", part},
+                               {"down", down},
+                               {"flags", flags},
+                               {"marker", nullptr}});
+            all.push_back(sleep(down ? 1000 : 10000));
+        }
+    }
+    return all;
+}
+
+const std::string kPermission = std::string(kPermissionInstructions) +
+                                "ERROR: Accessibility permission required to send keystrokes\n";
+const std::string kUnknown = "\nRun 'tarn help' to see available key names\n";
+
+struct KeysCase {
+    const char* name;
+    std::vector<std::string> args;
+    const char* patch;  // merged into the basic desktop
+    int status;
+    std::string err;
+    Json events;
+};
+
+TEST_F(CommandTest, KeysTypesOrReports) {
+    // clang-format off
+    const KeysCase cases[] = {
+        {"ChordsCarryFlagsAndPausesSleep", {"keys", "{cmd+shift+Z}{pause 250}A{leftbrace}"}, "{}",
+         0, "", typed({typed({6}, 0x120000), sleep(250000), typed({0, 33}, 0x20000)})},
+        {"FirstWordOnlyUnpostableKeysSkipped", {"keys", "ab", "c"}, R"({"unpostableKeys": [0]})",
+         0, "", typed({11})},
+        {"PasteErrorAndTypingGoesOn", {"keys", "{grab}{paste}y"}, R"({"clipboard": "x{"})", 0,
+         "Error parsing buffer for paste: unclosedBrace\n", typed({sleep(100000), 16})},
+        {"NoString", {"keys"}, "{}", 4, "Error: insufficientArguments\n", Json::array()},
+        {"UnclosedBrace", {"keys", "abc{grab}x{paste"}, "{}", 2,
+         "Error: Unclosed brace in keys string\n", Json::array()},
+        {"UnknownKeyName", {"keys", "hello{CMD+Foo}"}, "{}", 3,
+         "Error: Unknown key name: cmd+foo" + kUnknown, Json::array()},
+        {"InvalidPause", {"keys", "a{pause Soon}"}, "{}", 4, "Error: Invalid pause value: soon\n",
+         Json::array()},
+        // The permission is checked before the string is parsed.
+        {"WithoutPermission", {"keys", "{foo"}, R"({"accessibilityTrusted": false})", 5,
+         kPermission, typed({Json{{"type", "permissionPrompt"}}})},
+    };
+    // clang-format on
+    for (const auto& c : cases) {
+        auto desktop = basicDesktop();
+        desktop.merge_patch(Json::parse(c.patch));
+        writeDesktop(desktop);
+        auto result = run(c.args);
+        EXPECT_EQ(result.status, c.status) << c.name;
+        EXPECT_EQ(result.out, "") << c.name;
+        EXPECT_EQ(result.err, c.err) << c.name;
+        EXPECT_EQ(events(), c.events) << c.name;
+    }
 }
 
 }  // namespace

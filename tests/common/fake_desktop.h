@@ -61,6 +61,7 @@ class FakeDesktop final : public platform::Desktop,
     std::vector<FakeApp> apps;
     std::optional<platform::Pid> frontmost;
     bool trusted = true;
+    bool revokeTrustOnPost = false;  // as a user could while keys are being typed
     std::string untrusted;
     std::optional<std::string> clipboardText;
     std::optional<platform::Point> pointerAt = platform::Point{0, 0};
@@ -185,7 +186,10 @@ class FakeDesktop final : public platform::Desktop,
     bool canPost(std::uint16_t keyCode) override {
         return std::ranges::find(unpostable, keyCode) == unpostable.end();
     }
-    void post(const platform::KeyEvent& event) override { keyEvents.push_back(event); }
+    void post(const platform::KeyEvent& event) override {
+        keyEvents.push_back(event);
+        if (revokeTrustOnPost) trusted = false;
+    }
     void beginTyping() override { typingRuns.push_back({keyEvents.size(), keyEvents.size()}); }
     void endTyping() override { typingRuns.back().second = keyEvents.size(); }
 

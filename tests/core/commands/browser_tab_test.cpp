@@ -51,14 +51,6 @@ TEST_F(BrowserTabCommandTest, FewerThanFourWordsPrintUsageAndThrow) {
     EXPECT_TRUE(desktop.scriptsRun.empty());
 }
 
-TEST_F(BrowserTabCommandTest, RunnerErrorIsPrintedWithStatusFive) {
-    desktop.scriptResult.error = "Application isn't running.";
-    EXPECT_EQ(run({"Arc", "a", "b", "c", "ignored"}), 5);
-    EXPECT_EQ(err.str(), "AppleScript error: Application isn't running.\n");
-    EXPECT_EQ(desktop.scriptsRun,
-              (std::vector<std::string>{composeBrowserTabScript("Arc", "a", "b", "c")}));
-}
-
 TEST_F(BrowserTabCommandTest, RefusedSourceIsSilentSuccess) {
     desktop.scriptResult.compiled = false;
     EXPECT_EQ(run({"Arc", "a", "b", "c"}), 0);

@@ -104,14 +104,5 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 // clang-format on
 
-TEST_F(MoveMouseTest, WithoutPermissionEndsWithStatusFiveAndDoesNotMove) {
-    desktop.trusted = false;
-    EXPECT_EQ(run({"screen", "1"}), 5);
-    EXPECT_TRUE(desktop.warps.empty());
-    EXPECT_EQ(desktop.trustPrompts, 1);
-    EXPECT_EQ(out.str(), "");
-    EXPECT_NE(err.str().find("Accessibility permission required!"), std::string::npos);
-}
-
 }  // namespace
 }  // namespace tarn::commands

@@ -169,32 +169,13 @@ TEST_F(ExecuteKeysActionsTest, WithoutPermissionNothingHappens) {
     EXPECT_THAT(err.str(), ::testing::HasSubstr("Accessibility permission required!"));
 }
 
-// Withdraws the permission once the first key is down, as a user could mid-run.
-class WithdrawingDesktop final : public platform::Desktop, public platform::KeyboardOutput {
-  public:
-    testing::FakeDesktop fake;
-    bool canPost(std::uint16_t code) override { return fake.canPost(code); }
-    void post(const KeyEvent& event) override { fake.post(event), fake.trusted = false; }
-    platform::WindowSystem& windowSystem() override { return fake; }
-    platform::Displays& displays() override { return fake; }
-    platform::KeyboardOutput& keyboard() override { return *this; }
-    platform::Clipboard& clipboard() override { return fake; }
-    platform::Pointer& pointer() override { return fake; }
-    platform::Accessibility& accessibility() override { return fake; }
-    platform::Sleeper& sleeper() override { return fake; }
-    platform::BrowserServices& browsers() override { return fake; }
-    platform::ScriptRunner& scripts() override { return fake; }
-};
-
-TEST(ExecuteKeysActionsPermissionTest, LossBeforeAPastedBufferEndsTheWholeRun) {
-    WithdrawingDesktop desktop;
-    std::ostringstream out, err;
-    CommandContext context(out, err, desktop);
-    std::string buffer = "b";
-    EXPECT_EQ(
-        executeKeysActions({TypeKey{0, 0}, PasteBuffer{}, TypeKey{8, 0}}, {}, context, buffer),
-        KeysRunResult::permissionMissing);
-    EXPECT_EQ(desktop.fake.keyEvents, press({0}));
+// The permission is withdrawn once the first key is down, as a user could mid-run.
+TEST_F(ExecuteKeysActionsTest, LossBeforeAPastedBufferEndsTheWholeRun) {
+    desktop.revokeTrustOnPost = true;
+    buffer = "b";
+    EXPECT_EQ(execute({TypeKey{0, 0}, PasteBuffer{}, TypeKey{8, 0}}),
+              KeysRunResult::permissionMissing);
+    EXPECT_EQ(desktop.keyEvents, press({0}));
 }
 
 }  // namespace

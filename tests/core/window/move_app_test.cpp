@@ -17,25 +17,23 @@ using ::testing::Not;
 class HandleMoveAppTest : public ::testing::Test {
   protected:
     HandleMoveAppTest() {
-        auto& app = desktop_.addApp(100, "com.example.editor", "My Editor");
+        auto& app = desktop.addApp(100, "com.example.editor", "My Editor");
         app.addWindow(1, {100, 100, 800, 600});
         app.focused = 1;
-        desktop_.frontmost = 100;
+        desktop.frontmost = 100;
     }
 
     int press(const std::string& direction, const std::vector<MoveAppLocation>& locations,
               bool fromUserRule = true) {
         err_.str("");
-        CommandContext context(out_, err_, desktop_);
+        CommandContext context(out_, err_, desktop);
         return handleMoveApp(direction, locations, StateFilters{}, fromUserRule, context);
     }
     std::string err() const { return err_.str(); }
-    testing::FakeDesktop& desktop() { return desktop_; }
 
-  private:
     testing::TempDir dir_;
     testing::ScopedEnv xdg_{"XDG_CONFIG_HOME", dir_.path().c_str()};
-    testing::FakeDesktop desktop_;
+    testing::FakeDesktop desktop;
     std::ostringstream out_, err_;
 };
 
@@ -58,12 +56,12 @@ TEST_F(HandleMoveAppTest, StateOnARemovedSavedLocationResetsToOriginal) {
         bool reset;
     };
     for (const auto& c : {Case{{first, other}, false}, Case{{first}, true}}) {
-        desktop().window(1)->frame = {100, 100, 800, 600};
+        desktop.window(1)->frame = {100, 100, 800, 600};
         // Left from home (nearest: alignLeft) reaches the first saved step, then the second.
         ASSERT_EQ(press("left", {first, second}), 0);
         ASSERT_EQ(press("left", {first, second}), 0);
         ASSERT_THAT(err(), HasSubstr("DEBUG: Saving state - hState=5"));
-        ASSERT_EQ(desktop().window(1)->frame, second.frame);
+        ASSERT_EQ(desktop.window(1)->frame, second.frame);
 
         ASSERT_EQ(press("left", c.newList), 0);
         EXPECT_THAT(err(), HasSubstr("DEBUG: Updating savedLocations in state\n"));
@@ -84,11 +82,11 @@ TEST_F(HandleMoveAppTest, FirstPressIsNoManualMove) {
 
 // The cycle is told whether the window is on the first screen, the primary one.
 TEST_F(HandleMoveAppTest, OnlyTheFirstScreenIsPrimary) {
-    desktop().screens = {{0, 0, 1920, 1080}, {1920, 0, 1280, 1024}};
+    desktop.screens = {{0, 0, 1920, 1080}, {1920, 0, 1280, 1024}};
     for (const auto& [x, line] :
          {std::pair{100.0, "isPrimary=true"}, {2000.0, "isPrimary=false"}}) {
         for (const char* word : {"left", "right"}) {
-            desktop().window(1)->frame = {x, 100, 800, 600};
+            desktop.window(1)->frame = {x, 100, 800, 600};
             ASSERT_EQ(press(word, {}), 0);
             EXPECT_THAT(err(), HasSubstr(line)) << word << " from x=" << x;
         }

@@ -1,12 +1,15 @@
 #include "core/window/window_state.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <limits>
 #include <sstream>
 #include <string>
 
+#include "core/window/windows.h"
 #include "support/files.h"
+#include "tests/common/fake_desktop.h"
 #include "tests/common/golden.h"
 #include "tests/common/temp_dir.h"
 
@@ -196,6 +199,53 @@ TEST_F(StateFileTest, UnwritableDirectoryIsReportedNotFatal) {
         diagnostics.str().starts_with("ERROR: Could not save " + missingDir.string() + ": "))
         << diagnostics.str();
     EXPECT_FALSE(std::filesystem::exists(missingDir));
+}
+
+TEST_F(StateFileTest, FindsTheFirstMinimisedWindowOfTheFirstTrackedApplication) {
+    testing::FakeDesktop desktop;
+    // Untracked, though it has a minimised window.
+    desktop.addApp(1, "com.example.mail", "Mail").addWindow(10, {}, true);
+    // No name: never tracked.
+    desktop.addApp(2, std::nullopt, std::nullopt).addWindow(20, {}, true);
+    // Tracked (an entry of any kind counts) but nothing minimised.
+    desktop.addApp(3, "com.example.notes", "Notes").addWindow(30);
+    // Tracked under its key with the space replaced: the second and third are minimised.
+    auto& editor = desktop.addApp(4, "com.example.editor", "My Editor");
+    editor.addWindow(40);
+    editor.addWindow(41, {}, true);
+    editor.addWindow(42, {}, true);
+    desktop.addApp(5, "com.example.term", "Term").addWindow(50, {}, true);
+    EXPECT_FALSE(findMinimizedWindow(desktop, stateFile, diagnostics));  // nothing tracked yet
+    writeState(R"({"values":{"window_Notes":3,"window_My_Editor":"x","window_Term":"y"}})");
+
+    auto found = findMinimizedWindow(desktop, stateFile, diagnostics);
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->window, 41u);
+    EXPECT_EQ(found->app.pid, 4);
+    EXPECT_EQ(found->appName, "My Editor");
+    EXPECT_EQ(diagnostics.str(), testing::golden("core/window/golden/find_minimized.txt"));
+}
+
+TEST_F(StateFileTest, RestoringAMinimisedWindowResetsTheVerticalStateAndKeepsOtherEntries) {
+    testing::FakeDesktop desktop;
+    desktop.addApp(42, "com.example.editor", "Editor").addWindow(7, {}, true);
+    writeState(testing::golden("core/window/golden/restore_state.json"));
+
+    handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
+
+    EXPECT_FALSE(desktop.window(7)->minimized);
+    EXPECT_EQ(desktop.windowWrites, (std::vector<testing::WindowWrite>{{7, {}, {}, false}}));
+    EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
+    auto record = loadWindowState("Editor", stateFile);
+    ASSERT_TRUE(record);
+    EXPECT_EQ(record->verticalState, 0);
+    EXPECT_EQ(record->horizontalState, 2);
+    EXPECT_EQ(record->currentFrame, (WindowState::WindowFrame{0, 25, 800, 875, 0}));
+    EXPECT_THAT(stateText(), ::testing::HasSubstr(R"("browser" : "Safari")"));
+    EXPECT_EQ(diagnostics.str(),
+              "DEBUG: Restoring minimized window (early return path)\n"
+              "DEBUG: Updated state to vState=0 after restore\n"
+              "DEBUG: Saved state after early restore\n");
 }
 
 }  // namespace
