@@ -79,6 +79,7 @@ TEST(ConfigStore, ChangesWithin150MillisecondsSaveOnceWithTheLast) {
     });
     f.clock.advance(150ms);
     EXPECT_EQ(f.text(), configText(oneApp("a", "Three")));
+    EXPECT_TRUE(f.store.saveError());  // for the settings window's banner
     EXPECT_THAT(f.delivered, SizeIs(3));
 
     // Nothing else is pending: a removed file stays removed.

@@ -165,6 +165,7 @@ TEST_F(InterceptorTest, MovesTakeTheEffectiveFiltersAndTheApplicationsSavedLocat
         Dir direction;
         std::optional<RuleOverride> override;
         MoveCall expected;
+        bool otherApp = false;  // another application is frontmost, and the rule has no filters
     };
     const Case cases[] = {
         {Dir::maximize, withFilters, {"up", {}, allOn, true}},  // up and down take no filters
@@ -172,33 +173,22 @@ TEST_F(InterceptorTest, MovesTakeTheEffectiveFiltersAndTheApplicationsSavedLocat
         {Dir::down, {}, {"down", {}, allOn, true}},
         {Dir::left, withFilters, {"left", three, ofOverride, true}},
         {Dir::right, RuleOverride{}, {"right", three, ofRule, true}},  // keeps the rule's filters
+        {Dir::right, {}, {"right", {}, allOn, true}, true},
     };
     std::string transcript;  // what each move logged, under its direction
     for (const Case& c : cases) {
         SCOPED_TRACE(directionName(c.direction));
         moveCalls.clear();
         log.takeMessages();
+        desktop.apps.front().info.bundleID = c.otherApp ? "org.other" : "org.app";
         HotkeyRule rule = moveRule(1, kRight, 6, c.direction);
-        rule.stateFilters = StateFilters{.fullWidthOnPrimary = false};
+        if (!c.otherApp) rule.stateFilters = StateFilters{.fullWidthOnPrimary = false};
         interceptor.execute(rule, c.override, "org.app");
         EXPECT_THAT(moveCalls, ElementsAre(c.expected));
         transcript += "== " + std::string(directionName(c.direction)) + "\n";
         for (const auto& line : lines(LogCategory::windowActions)) transcript += line + "\n";
     }
     EXPECT_EQ(transcript, testing::golden("agent/golden/moves.txt"));
-}
-
-TEST_F(InterceptorTest, AnApplicationWithoutSavedLocationsMovesWithDefaults) {
-    desktop.apps.front().info.bundleID = "org.other";
-    configure(
-        {.appConfigs = {{.bundleID = "org.app", .savedLocations = {{{0, 0, 9, 9}, 0, true}}}}});
-    interceptor.execute(moveRule(1, kRight, 6, Dir::right), {}, "org.app");
-    EXPECT_THAT(moveCalls, ElementsAre(MoveCall{"right", {}, {}, true}));
-    EXPECT_THAT(lines(LogCategory::windowActions),
-                ElementsAre("performMove called: direction=right",
-                            "No saved locations found for frontmost app",
-                            "Using default state filters (all enabled)",
-                            "Calling handleMoveApp: direction=right"));
 }
 
 TEST_F(InterceptorTest, ThePointerGoesInsideTheTargetOrStaysAndTypedKeysCarryTheMarker) {

@@ -13,13 +13,6 @@
 namespace tarn::agent {
 namespace {
 
-TEST(DiscardLog, TellsLoggersNotToBuildMessages) {
-    DiscardLog discard;
-    MemoryLog memory;
-    EXPECT_FALSE(Logger(discard, LogCategory::appDelegate).enabled());
-    EXPECT_TRUE(Logger(memory, LogCategory::appDelegate).enabled());
-}
-
 struct RedirectedStderr {
     explicit RedirectedStderr(int fd) { ::dup2(fd, STDERR_FILENO); }
     ~RedirectedStderr() {

@@ -127,15 +127,11 @@ class AppRulesTest : public QObject {
                 if (f.shown(text)) captions << text;
             QCOMPARE(captions, QStringList{caption});
             QCOMPARE(f.box(kCustomize)->isVisibleTo(f.view.get()), stored.enabled);
-            auto* model = f.view->model();
-            QCOMPARE(
-                model->index(0, AppRulesModel::enabled).data(AppRulesModel::EnabledRole).toBool(),
-                stored.enabled);
-            QCOMPARE(
-                model->index(0, AppRulesModel::custom).data(AppRulesModel::CustomRole).toBool(),
-                stored.stateFilters.has_value());
-            QCOMPARE(model->index(0, AppRulesModel::custom).data(Qt::DecorationRole).isNull(),
-                     !stored.stateFilters.has_value());
+            QModelIndex enabled = f.view->model()->index(0, AppRulesModel::enabled);
+            QModelIndex custom = enabled.siblingAtColumn(AppRulesModel::custom);
+            QCOMPARE(enabled.data(AppRulesModel::EnabledRole).toBool(), stored.enabled);
+            QCOMPARE(custom.data(AppRulesModel::CustomRole).toBool(), bool(stored.stateFilters));
+            QCOMPARE(custom.data(Qt::DecorationRole).isNull(), !stored.stateFilters);
             QCOMPARE(f.store.config().globalRules[0], right);
         }
     }

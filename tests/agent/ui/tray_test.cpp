@@ -25,17 +25,13 @@ class FakeLoginItem final : public platform::LoginItem {
     std::vector<std::string> calls;
 
     Status status() override { return state; }
-    bool registerItem(std::string& error) override {
-        return change("register", Status::enabled, error);
-    }
-    bool unregisterItem(std::string& error) override {
-        return change("unregister", Status::notRegistered, error);
-    }
+    bool registerItem(std::string& error) override { return change("register", error); }
+    bool unregisterItem(std::string& error) override { return change("unregister", error); }
 
   private:
-    bool change(const std::string& call, Status to, std::string& error) {
+    bool change(const std::string& call, std::string& error) {
         calls.push_back(call);
-        if (failure.empty()) state = to;
+        if (failure.empty()) state = call == "register" ? Status::enabled : Status::notRegistered;
         error = failure;
         return failure.empty();
     }

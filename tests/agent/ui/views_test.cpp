@@ -46,10 +46,9 @@ struct RulesFixture : StoreFixture {
 
 RootConfig apps(std::initializer_list<const char*> names) {
     RootConfig config;
-    for (const char* name : names) {
+    for (const char* name : names)
         config.appConfigs.push_back(
             {.bundleID = std::string("org.demo.") + name, .displayName = name});
-    }
     return config;
 }
 
