@@ -19,7 +19,7 @@ enum class Durability {
     // The rename is left for the system to flush when it will, so a crash soon after may
     // bring back the file before it. For records whose newest change costs nothing to lose
     // and which are written on every command (the window cycle's place), where the
-    // directory's flush would be a good part of the command's time.
+    // directory's flush would be a noticeable part of the command's time.
     contentOnly,
 };
 
