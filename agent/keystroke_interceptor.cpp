@@ -64,7 +64,7 @@ void KeystrokeInterceptor::stop() {
     running_ = false;
 }
 
-platform::KeyVerdict KeystrokeInterceptor::handleEvent(const platform::KeyDown& key) {
+platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown& key) {
     // The agent's own typing passes untouched, unlogged.
     if (key.marker == injectedEventMarker) return platform::KeyVerdict::pass;
     KeyChord chord{key.keyCode, normalisedModifiers(key.flags)};
@@ -81,19 +81,23 @@ platform::KeyVerdict KeystrokeInterceptor::handleEvent(const platform::KeyDown& 
         log_.error("✓ Matched rule: " + describeAction(found->rule.action) +
                    ", swallow: " + (swallow ? "true" : "false"));
     }
-    workQueue_.async([this, match = std::move(*found), bundleID = std::move(bundleID)] {
-        // A failing action costs that action only: the agent keeps its hotkeys.
-        try {
-            if (actions_.beforeAction) actions_.beforeAction();
-            execute(match.rule, match.override, bundleID);
-        } catch (const platform::DesktopError& error) {
-            log_.error(std::string("Action failed, the desktop went away: ") + error.what());
-            if (actions_.desktopLost) actions_.desktopLost();
-        } catch (const std::exception& error) {
-            log_.error(std::string("Action failed: ") + error.what());
-        }
-    });
-    return swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass;
+    // The action is queued only once the key source has applied the verdict, so keys it
+    // types never meet the grab that caught the chord.
+    auto queue = [this, match = std::move(*found), bundleID = std::move(bundleID)]() mutable {
+        workQueue_.async([this, match = std::move(match), bundleID = std::move(bundleID)] {
+            // A failing action costs that action only: the agent keeps its hotkeys.
+            try {
+                if (actions_.beforeAction) actions_.beforeAction();
+                execute(match.rule, match.override, bundleID);
+            } catch (const platform::DesktopError& error) {
+                log_.error(std::string("Action failed, the desktop went away: ") + error.what());
+                if (actions_.desktopLost) actions_.desktopLost();
+            } catch (const std::exception& error) {
+                log_.error(std::string("Action failed: ") + error.what());
+            }
+        });
+    };
+    return {swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass, std::move(queue)};
 }
 
 void KeystrokeInterceptor::execute(const HotkeyRule& rule,

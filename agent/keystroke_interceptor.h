@@ -44,7 +44,7 @@ class KeystrokeInterceptor {
     bool running() const { return running_; }
 
     // The key source's callback.
-    platform::KeyVerdict handleEvent(const platform::KeyDown& key);
+    platform::KeyDecision handleEvent(const platform::KeyDown& key);
     // Carries out a matched rule's action; runs on the work queue.
     void execute(const HotkeyRule& rule, const std::optional<RuleOverride>& override,
                  const std::optional<std::string>& frontmostBundleID);

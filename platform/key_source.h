@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tarn::platform {
@@ -28,6 +29,18 @@ struct KeyDown {
 
 enum class KeyVerdict { pass, swallow };
 
+// The answer for one key-down: whether the key goes on to the focused window, and what to
+// start once that has taken effect. The source runs `then` on its own thread only after the
+// desktop has applied the verdict and the keyboard is free again (no grab of ours left
+// holding it), so an action that types never races the key that triggered it: its keys
+// reach the focused window, not the source.
+struct KeyDecision {
+    KeyDecision(KeyVerdict verdict = KeyVerdict::pass, std::function<void()> then = {})
+        : verdict(verdict), then(std::move(then)) {}
+    KeyVerdict verdict;
+    std::function<void()> then;
+};
+
 // Why a chord is or is not live.
 enum class ChordGrab {
     grabbed,       // installed: its key-downs reach the callback
@@ -44,11 +57,11 @@ struct ChordStatus {
 // A system-wide source of key-downs for a set of chords. It runs on a thread of its own
 // and, for each key-down of an installed chord, calls the callback on that thread and
 // applies the answer before it reads the next event: a swallowed key never reaches the
-// focused window, a passed one does. The callback must return quickly and never block on
-// the action it triggers.
+// focused window, a passed one does; then it runs the answer's `then`. The callback and
+// `then` must return quickly and never block on the action they trigger.
 class KeySource {
   public:
-    using Callback = std::function<KeyVerdict(const KeyDown&)>;
+    using Callback = std::function<KeyDecision(const KeyDown&)>;
     // Called once, on the source's thread, when the source can no longer run (the display
     // went away); the text says why.
     using LostCallback = std::function<void(const std::string&)>;

@@ -31,8 +31,8 @@ std::vector<ChordStatus> SimKeySource::chordStatus() {
     std::lock_guard guard(lock_);
     std::vector<ChordStatus> status;
     for (const Chord& chord : chords_) {
-        status.push_back({chord, elsewhere_.contains(chord) ? ChordGrab::takenByOther
-                                                            : ChordGrab::grabbed});
+        status.push_back(
+            {chord, elsewhere_.contains(chord) ? ChordGrab::takenByOther : ChordGrab::grabbed});
     }
     return status;
 }
@@ -50,7 +50,9 @@ std::optional<KeyVerdict> SimKeySource::press(const KeyDown& key) {
         if (!running_ || !installed || elsewhere_.contains(chord)) return std::nullopt;
         callback = onKeyDown_;
     }
-    return callback(key);
+    KeyDecision decision = callback(key);
+    if (decision.then) decision.then();
+    return decision.verdict;
 }
 
 void SimKeySource::holdElsewhere(std::set<Chord> chords) {

@@ -99,32 +99,46 @@ class Session {
 
     // One event. Returns true when the keyboard mapping changed (the caller regrabs once
     // the events at hand are read).
+    //
+    // A chord's key-down arrives frozen by our grab, which the server then holds active
+    // until the key goes up: everything the keyboard sends meanwhile (the user's next keys,
+    // and the keys the action types through XTest) would be delivered to us, not to the
+    // focused window. So a swallowed key-down ends the grab at once instead of merely
+    // thawing it: the ungrab thaws the keyboard after the grab is gone, so whatever queued
+    // behind the key goes to the focused window, in order. A passed one is replayed, which
+    // ends the grab as well. Only after the server has done that (one round trip) does the
+    // action start; its keys then meet no grab of ours but the passive ones, where our own
+    // marked key-downs are passed on like any other. Each auto-repeat of a held chord finds
+    // no active grab and comes as a fresh press.
     bool handle(XEvent& event) {
         if (x_.keymapEvent(event)) return true;
         if (event.type == KeyPress) {
             // Only between a chord's core grab and its XInput2 twins being made.
             const XKeyEvent& key = event.xkey;
-            auto verdict = decide(key.keycode, key.state, std::nullopt);
-            XAllowEvents(x_.display(),
-                         verdict == KeyVerdict::swallow ? AsyncKeyboard : ReplayKeyboard, key.time);
-            XFlush(x_.display());
+            KeyDecision decision = decide(key.keycode, key.state, std::nullopt);
+            if (decision.verdict == KeyVerdict::swallow) {
+                XUngrabKeyboard(x_.display(), key.time);
+            } else {
+                XAllowEvents(x_.display(), ReplayKeyboard, key.time);
+            }
+            settle(decision);
             return false;
         }
         if (event.type == GenericEvent && event.xcookie.extension == xiOpcode_ &&
             XGetEventData(x_.display(), &event.xcookie)) {
+            std::optional<KeyDecision> decision;
             if (event.xcookie.evtype == XI_KeyPress) {
                 auto* key = static_cast<XIDeviceEvent*>(event.xcookie.data);
-                auto verdict = decide(static_cast<unsigned>(key->detail),
-                                      static_cast<unsigned>(key->mods.effective), key->sourceid);
-                // Frozen by this key-down: the answer lets the keyboard go on. Arriving
-                // through a grab that is active already (an auto-repeat of a swallowed
-                // chord): there is nothing to release and the server ignores it.
-                XIAllowEvents(x_.display(), key->deviceid,
-                              verdict == KeyVerdict::swallow ? XIAsyncDevice : XIReplayDevice,
-                              key->time);
-                XFlush(x_.display());
+                decision = decide(static_cast<unsigned>(key->detail),
+                                  static_cast<unsigned>(key->mods.effective), key->sourceid);
+                if (decision->verdict == KeyVerdict::swallow) {
+                    XIUngrabDevice(x_.display(), key->deviceid, key->time);
+                } else {
+                    XIAllowEvents(x_.display(), key->deviceid, XIReplayDevice, key->time);
+                }
             }
             XFreeEventData(x_.display(), &event.xcookie);
+            if (decision) settle(*decision);
         }
         return false;
     }
@@ -170,7 +184,22 @@ class Session {
         XIFreeDeviceInfo(devices);
     }
 
-    KeyVerdict decide(unsigned key, unsigned state, std::optional<int> sourceDevice) {
+    // The verdict is on its way to the server; what the answer starts waits until the
+    // server has applied it.
+    void settle(const KeyDecision& decision) {
+        if (!decision.then) {
+            XFlush(x_.display());
+            return;
+        }
+        XSync(x_.display(), False);
+        try {
+            decision.then();
+        } catch (...) {
+            // The action is lost, the key source goes on.
+        }
+    }
+
+    KeyDecision decide(unsigned key, unsigned state, std::optional<int> sourceDevice) {
         auto found = byKey_.find(lookupKey(key, state & chordMask_));
         if (found == byKey_.end()) return KeyVerdict::pass;  // not one of ours: let it go on
         KeyDown down;

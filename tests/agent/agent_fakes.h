@@ -53,7 +53,9 @@ class FakeKeySource final : public platform::KeySource {
     bool running() const { return static_cast<bool>(callback_); }
     platform::KeyVerdict press(std::int64_t keyCode, std::uint64_t flags,
                                std::optional<std::int64_t> marker = std::nullopt) {
-        return callback_({keyCode, flags, marker});
+        platform::KeyDecision decision = callback_({keyCode, flags, marker});
+        if (decision.then) decision.then();
+        return decision.verdict;
     }
     void loseDisplay(const std::string& why) { lost_(why); }
 

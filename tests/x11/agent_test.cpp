@@ -176,6 +176,91 @@ TEST_F(AgentOnX11, OwnTypingNeverTriggersARuleWhileAnotherProgramsDoes) {
     EXPECT_EQ(countOf(logText(), "KeyDown: ⌃⌥→"), 1) << logText();
 }
 
+// What a typing rule's keys look like at the client, however the user presses its chord:
+// the bound chords it types arrive as typed (⌃⌥→ swallows, ⌃⌥← passes; neither fires, so
+// the window stays put), a pause holds, characters without a key are skipped, and the
+// chord's own modifiers, still held, never leak in. Afterwards exactly the keys the user
+// still holds are down. The chord used to keep the keyboard grabbed while held, so the keys
+// went to the agent instead.
+TEST_F(AgentOnX11, KeysARuleTypesArriveWholeHoweverTheChordIsHeld) {
+    TestApp app = startApp(home_, kEditor);
+    startAgent(configWith(
+        kRight + "," + kLeft + "," +
+        rule('A', 14, typing("{ctrl+alt+right}{ctrl+alt+left}x{pause 150}y\u00e9\u20acz"))));
+    const std::vector<std::string> typed{"key Right 0xc", "key Left 0xc", "key x 0x0", "key y 0x0",
+                                         "key z 0x0"};
+    auto user = [](std::initializer_list<const char*> keys, bool down) {
+        for (const char* key : keys) holdOnUsersKeyboard(key, down);
+    };
+    const int control = keyCodeOf("Control_L"), alt = keyCodeOf("Alt_L"), e = keyCodeOf("e");
+    struct Press {
+        const char* name;
+        std::function<void(const std::function<void(std::size_t)>& waitForKeys)> press;
+        int times;                   // how often the sequence is typed
+        std::vector<int> heldAfter;  // keys down once the sequence has ended, before letting go
+    };
+    const Press presses[] = {
+        {"a quick tap from another program",
+         [&](auto&) {
+             run({"xdotool", "key", "ctrl+alt+e"});
+         },
+         1,
+         {}},
+        {"held on the keyboard while the sequence types",
+         [&](auto& waitForKeys) {
+             user({"Control_L", "Alt_L", "e"}, true);
+             waitForKeys(typed.size());
+         },
+         1,
+         {control, alt, e}},
+        {"an auto-repeat is a fresh press",
+         [&](auto& waitForKeys) {
+             user({"Control_L", "Alt_L", "e"}, true);
+             waitForKeys(typed.size());
+             user({"e"}, true);
+             waitForKeys(2 * typed.size());
+         },
+         2,
+         {control, alt, e}},
+        {"Alt let go of while the sequence types",
+         [&](auto& waitForKeys) {
+             user({"Control_L", "Alt_L", "e"}, true);
+             waitForKeys(3);
+             user({"Alt_L"}, false);
+             waitForKeys(typed.size());
+         },
+         1,
+         {control, e}},
+    };
+    const auto home = outerFrame(app.window());
+    for (const Press& press : presses) {
+        SCOPED_TRACE(press.name);
+        const std::size_t before = app.keys().size();
+        auto waitForKeys = [&](std::size_t count) {
+            eventually([&] { return app.keys().size() >= before + count; });
+        };
+        press.press(waitForKeys);
+        waitForKeys(press.times * typed.size());
+        std::vector<std::string> expected;
+        for (int time = 0; time < press.times; ++time)
+            expected.insert(expected.end(), typed.begin(), typed.end());
+        auto keys = app.keys();
+        EXPECT_EQ(std::vector<std::string>(keys.begin() + static_cast<long>(before), keys.end()),
+                  expected)
+            << logText();
+        if (!press.heldAfter.empty()) {
+            auto held = press.heldAfter;
+            std::sort(held.begin(), held.end());  // in key code order, as the server lists them
+            EXPECT_TRUE(eventually([&] { return keysDown() == held; }))
+                << ::testing::PrintToString(keysDown());
+            user({"e", "Alt_L", "Control_L"}, false);
+        }
+        EXPECT_TRUE(eventually([&] { return keysDown().empty(); }))
+            << ::testing::PrintToString(keysDown());
+        EXPECT_EQ(outerFrame(app.window()), home);
+    }
+}
+
 TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
     TestApp app = startApp(home_, kEditor);
     startAgent(configWith(kRight + "," + kUp + "," + rule('A', 40, typing("{unclosed"))));

@@ -45,6 +45,18 @@ TEST_F(InputCommandsOnX11, KeysTypesTextSymbolsEnterAndChordsExactly) {
     EXPECT_THAT(keysDown(), ElementsAre());
 }
 
+// A hotkey program that runs tarn while its chord's Control is still down: the keys go out
+// without it, and tarn leaves up the Control it lifted, which no keyboard holds.
+TEST_F(InputCommandsOnX11, KeysTypedWhileAnotherProgramHoldsControlCarryNoControl) {
+    auto app = startApp(home_, {});
+    ASSERT_EQ(run({"xdotool", "keydown", "ctrl"}).status, 0);
+    auto result = tarn({"keys", "abc"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(received(app, 3), ElementsAre("key a 0x0", "key b 0x0", "key c 0x0"));
+    EXPECT_THAT(keysDown(), ElementsAre());
+    ASSERT_EQ(run({"xdotool", "keyup", "ctrl"}).status, 0);
+}
+
 // {grab} reads what another client put, {paste} types it (a line feed as Enter), {put} leaves
 // a process of tarn's serving the buffer after tarn has exited, until someone else takes the
 // clipboard.
