@@ -65,11 +65,13 @@ class WindowSystem {
     virtual std::optional<bool> isMinimized(WindowId window) = 0;
     virtual void setMinimized(WindowId window, bool minimized) = 0;
 
-    // The window's outer frame, split the way the Accessibility interface splits it.
+    // The window's outer frame, read the way the Accessibility interface splits it.
     virtual std::optional<Point> position(WindowId window) = 0;
     virtual std::optional<Size> size(WindowId window) = 0;
-    virtual void setPosition(WindowId window, Point position) = 0;
-    virtual void setSize(WindowId window, Size size) = 0;
+    // Places the outer frame, position and size together: every desktop places a frame in
+    // one request (a window manager message, a compositor command), and two would show the
+    // window half-moved. A window that refuses a size keeps what it can.
+    virtual void setFrame(WindowId window, Rect frame) = 0;
 
     // Health probe: error code of reading the application's window list, and of reading the
     // system-wide focused element.

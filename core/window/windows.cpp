@@ -33,8 +33,7 @@ std::optional<platform::Rect> getWindowFrame(platform::WindowSystem& windows,
 
 void setWindowFrame(platform::WindowSystem& windows, platform::WindowId window,
                     const platform::Rect& frame) {
-    windows.setPosition(window, frame.origin());
-    windows.setSize(window, frame.size());
+    windows.setFrame(window, frame);
 }
 
 std::optional<MinimizedWindow> findMinimizedWindow(platform::WindowSystem& windows,

@@ -198,21 +198,15 @@ class SimDesktop final : public Desktop,
         return Size{number(file_, *window, "width"), number(file_, *window, "height")};
     }
 
-    void setPosition(WindowId id, Point to) override {
-        update([&](Json& doc) {
-            if (Json* window = findWindow(doc, id)) {
-                (*window)["x"] = numberJson(to.x);
-                (*window)["y"] = numberJson(to.y);
-            }
-        });
-    }
-
     // Like a real window, a sim window keeps within its size limits and ignores a resize
     // when it is not resizable.
-    void setSize(WindowId id, Size to) override {
+    void setFrame(WindowId id, Rect to) override {
         update([&](Json& doc) {
             Json* window = findWindow(doc, id);
-            if (!window || !flag(file_, *window, "resizable", true)) return;
+            if (!window) return;
+            (*window)["x"] = numberJson(to.x);
+            (*window)["y"] = numberJson(to.y);
+            if (!flag(file_, *window, "resizable", true)) return;
             auto limit = [&](double value, const char* low, const char* high) {
                 value = std::max(value, number(file_, *window, low, 0));
                 double max = number(file_, *window, high, INFINITY);

@@ -301,12 +301,8 @@ std::optional<Size> WindowSystemX11::size(WindowId id) {
     return found->outer.size();
 }
 
-void WindowSystemX11::setPosition(WindowId id, Point position) {
-    moveResize(static_cast<Window>(id), position, std::nullopt);
-}
-
-void WindowSystemX11::setSize(WindowId id, Size size) {
-    moveResize(static_cast<Window>(id), std::nullopt, size);
+void WindowSystemX11::setFrame(WindowId id, Rect frame) {
+    moveResize(static_cast<Window>(id), frame);
 }
 
 // A maximised window ignores sizes asked of it, and its decorations differ from a normal
@@ -348,12 +344,11 @@ bool WindowSystemX11::clearMaximized(Window window) {
     return true;
 }
 
-// The outer frame goes exactly where asked: the request names the frame's top-left corner
-// with north-west gravity (which every window manager reads as the frame's corner) and the
-// client's size, which is the frame's less the decorations. Without a window manager the
-// window is its own frame.
-void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
-                                 std::optional<Size> size) {
+// The outer frame goes exactly where asked, in one request: it names the frame's top-left
+// corner with north-west gravity (which every window manager reads as the frame's corner)
+// and the client's size, which is the frame's less the decorations. Without a window
+// manager the window is its own frame.
+void WindowSystemX11::moveResize(Window window, const Rect& frame) {
     const bool managed = haveWindowManager();
     if (managed && !rememberedFor(window).notMaximized) {
         if (clearMaximized(window)) remembered_ = {};  // new decorations: read the frame again
@@ -367,34 +362,22 @@ void WindowSystemX11::moveResize(Window window, std::optional<Point> position,
     const Extents e = *known.extents;
     const long border = known.border;
     known.placement.reset();  // the frame read before this move is old news
-    long width = 1;
-    long height = 1;
-    if (size) {
-        width = std::max(1L, rounded(size->width) - e.left - e.right - 2 * border);
-        height = std::max(1L, rounded(size->height) - e.top - e.bottom - 2 * border);
-    }
+    const long x = rounded(frame.x);
+    const long y = rounded(frame.y);
+    const long width = std::max(1L, rounded(frame.width) - e.left - e.right - 2 * border);
+    const long height = std::max(1L, rounded(frame.height) - e.top - e.bottom - 2 * border);
 
     if (managed) {
-        long flags = kNorthWestGravity | kFromTool;
-        if (position) flags |= kHasX | kHasY;
-        if (size) flags |= kHasWidth | kHasHeight;
         sendToRoot(x_, window, x_.atom("_NET_MOVERESIZE_WINDOW"),
-                   {flags, position ? rounded(position->x) : 0, position ? rounded(position->y) : 0,
+                   {kNorthWestGravity | kFromTool | kHasX | kHasY | kHasWidth | kHasHeight, x, y,
                     width, height});
     } else {
         XWindowChanges changes{};
-        unsigned int mask = 0;
-        if (position) {
-            changes.x = static_cast<int>(rounded(position->x));
-            changes.y = static_cast<int>(rounded(position->y));
-            mask |= CWX | CWY;
-        }
-        if (size) {
-            changes.width = static_cast<int>(width);
-            changes.height = static_cast<int>(height);
-            mask |= CWWidth | CWHeight;
-        }
-        XConfigureWindow(x_.display(), window, mask, &changes);
+        changes.x = static_cast<int>(x);
+        changes.y = static_cast<int>(y);
+        changes.width = static_cast<int>(width);
+        changes.height = static_cast<int>(height);
+        XConfigureWindow(x_.display(), window, CWX | CWY | CWWidth | CWHeight, &changes);
         XFlush(x_.display());
     }
     x_.check();

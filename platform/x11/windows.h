@@ -37,8 +37,7 @@ class WindowSystemX11 final : public WindowSystem {
     void setMinimized(WindowId window, bool minimized) override;
     std::optional<Point> position(WindowId window) override;
     std::optional<Size> size(WindowId window) override;
-    void setPosition(WindowId window, Point position) override;
-    void setSize(WindowId window, Size size) override;
+    void setFrame(WindowId window, Rect frame) override;
     int windowListError(Pid pid) override;
     int focusedElementError() override;
     void forget() override;
@@ -72,7 +71,7 @@ class WindowSystemX11 final : public WindowSystem {
     std::optional<Placement> readPlacement(Window window);
     bool hasState(Window window, std::initializer_list<const char*> wanted);
     bool clearMaximized(Window window);
-    void moveResize(Window window, std::optional<Point> position, std::optional<Size> size);
+    void moveResize(Window window, const Rect& frame);
 
     Connection& x_;
     Window windowManagerCheck_ = None;  // the window manager's own window, once seen

@@ -20,11 +20,10 @@ struct FakeWindow {
 };
 
 // One write to a window, in the order the code under test made them; exactly one of the
-// three values is set.
+// two values is set.
 struct WindowWrite {
     platform::WindowId window = 0;
-    std::optional<platform::Point> position;
-    std::optional<platform::Size> size;
+    std::optional<platform::Rect> frame;
     std::optional<bool> minimized;
     friend bool operator==(const WindowWrite&, const WindowWrite&) = default;
 };
@@ -140,7 +139,7 @@ class FakeDesktop final : public platform::Desktop,
         return w ? std::optional(w->minimized) : std::nullopt;
     }
     void setMinimized(platform::WindowId id, bool minimized) override {
-        windowWrites.push_back({id, std::nullopt, std::nullopt, minimized});
+        windowWrites.push_back({id, std::nullopt, minimized});
         if (FakeWindow* w = window(id)) w->minimized = minimized;
     }
     std::optional<platform::Point> position(platform::WindowId id) override {
@@ -151,18 +150,13 @@ class FakeDesktop final : public platform::Desktop,
         auto frame = readableFrame(id);
         return frame ? std::optional(frame->size()) : std::nullopt;
     }
-    void setPosition(platform::WindowId id, platform::Point position) override {
-        windowWrites.push_back({id, position, std::nullopt, std::nullopt});
-        if (FakeWindow* w = window(id))
-            w->frame = {position.x, position.y, w->frame.width, w->frame.height};
-    }
-    void setSize(platform::WindowId id, platform::Size size) override {
-        windowWrites.push_back({id, std::nullopt, size, std::nullopt});
+    void setFrame(platform::WindowId id, platform::Rect frame) override {
+        windowWrites.push_back({id, frame, std::nullopt});
         FakeWindow* w = window(id);
         if (!w) return;
-        const platform::Size least = w->minSize.value_or(size);
-        w->frame.width = std::max(size.width, least.width);
-        w->frame.height = std::max(size.height, least.height);
+        const platform::Size least = w->minSize.value_or(frame.size());
+        w->frame = {frame.x, frame.y, std::max(frame.width, least.width),
+                    std::max(frame.height, least.height)};
     }
     int windowListError(platform::Pid pid) override {
         FakeApp* found = app(pid);

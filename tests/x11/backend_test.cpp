@@ -140,8 +140,7 @@ TEST_F(X11Test, OuterFrameIsPlacedExactly) {
             }));
         }
         desktop().forgetRemembered();  // each placement is an operation of its own
-        windows().setPosition(app.window(), p.asked.origin());
-        windows().setSize(app.window(), p.asked.size());
+        windows().setFrame(app.window(), p.asked);
         const Rect expected = p.lands.value_or(p.asked);
         EXPECT_TRUE(settlesAt(app.window(), expected));
         EXPECT_THAT(xprop(app.window(), "_NET_WM_STATE"), ::testing::Not(HasSubstr("MAXIMIZED")));
@@ -272,8 +271,7 @@ TEST_F(X11Test, WindowClosedBetweenStepsGivesAbsentAnswers) {
     EXPECT_EQ(windows().position(window), std::nullopt);
     EXPECT_EQ(windows().size(window), std::nullopt);
     EXPECT_EQ(windows().isMinimized(window), std::nullopt);
-    windows().setPosition(window, {10, 10});
-    windows().setSize(window, {300, 300});
+    windows().setFrame(window, {10, 10, 300, 300});
     windows().setMinimized(window, true);
     EXPECT_TRUE(windows().windows(app.pid()).empty());
     EXPECT_EQ(windows().focusedWindow(app.pid()).window, std::nullopt);
@@ -295,8 +293,7 @@ TEST_F(X11Test, WithoutAWindowManagerWindowsMoveDirectlyAndWithoutAServerTheDesk
     EXPECT_EQ(windows().isMinimized(app.window()), false);
 
     const Rect frame{1920, 0, 800, 600};
-    windows().setPosition(app.window(), frame.origin());
-    windows().setSize(app.window(), frame.size());
+    windows().setFrame(app.window(), frame);
     EXPECT_TRUE(settlesAt(app.window(), frame));
 
     // Then the server goes too, midway: a lost desktop.

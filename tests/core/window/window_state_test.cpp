@@ -234,7 +234,7 @@ TEST_F(StateFileTest, RestoringAMinimisedWindowResetsTheVerticalStateAndKeepsOth
     handleMinimizedWindowRestore(desktop, desktop, stateFile, "Editor", 7, diagnostics);
 
     EXPECT_FALSE(desktop.window(7)->minimized);
-    EXPECT_EQ(desktop.windowWrites, (std::vector<testing::WindowWrite>{{7, {}, {}, false}}));
+    EXPECT_EQ(desktop.windowWrites, (std::vector<testing::WindowWrite>{{7, {}, false}}));
     EXPECT_EQ(desktop.sleeps, (std::vector<std::uint32_t>{100000}));
     auto record = loadWindowState("Editor", stateFile);
     ASSERT_TRUE(record);

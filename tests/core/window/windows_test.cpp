@@ -57,12 +57,12 @@ TEST(WindowAccessTest, FrontmostWindowReadsAndFrameWrite) {
     EXPECT_FALSE(getWindowFrame(desktop, 7));
     EXPECT_FALSE(getWindowFrame(desktop, 1234));
 
-    // A window with a minimum size keeps it; the frame is written once, position first, and
+    // A window with a minimum size keeps it; the frame is written once, in one piece, and
     // never read back or retried.
     desktop.window(7)->minSize = Size{900, 600};
     setWindowFrame(desktop, 7, {640, 212.5, 800, 500});
-    EXPECT_EQ(desktop.windowWrites, (std::vector<WindowWrite>{{7, Point{640, 212.5}, {}, {}},
-                                                              {7, {}, Size{800, 500}, {}}}));
+    EXPECT_EQ(desktop.windowWrites,
+              (std::vector<WindowWrite>{{7, Rect{640, 212.5, 800, 500}, {}}}));
     EXPECT_EQ(desktop.window(7)->frame, (Rect{640, 212.5, 900, 600}));
 }
 

@@ -53,13 +53,13 @@ TEST_F(SimDesktopTest, ReportsDisplaysApplicationsAndWindowsAsTheFileSays) {
     EXPECT_EQ(ws.windows(100), (std::vector<WindowId>{1, 2}));
     EXPECT_FALSE(ws.position(9));
     EXPECT_FALSE(ws.size(42));
-    ws.setPosition(1, {-5.5, 30});
-    ws.setSize(1, {100, 1000});  // below minWidth, above maxHeight
-    ws.setSize(2, {500, 500});   // not resizable
+    ws.setFrame(1, {-5.5, 30, 100, 1000});  // below minWidth, above maxHeight
+    ws.setFrame(2, {7, 8, 500, 500});       // not resizable: moves only
     ws.setMinimized(1, true);
     EXPECT_EQ(ws.position(1), (Point{-5.5, 30}));
     EXPECT_EQ(ws.size(1), (Size{400, 700}));
     EXPECT_EQ(ws.size(2), (Size{100, 100}));
+    EXPECT_EQ(ws.position(2), (Point{7, 8}));
     EXPECT_EQ(ws.isMinimized(1), true);
     auto window = read()["apps"][0]["windows"][0];
     EXPECT_EQ(window["x"], -5.5);
