@@ -133,24 +133,33 @@ std::unique_ptr<AgentRuntime> AgentRuntime::open(RuntimeHost host, std::string& 
     }
     Fd signalRead(pipeFds[0]);
     Fd signalWrite(pipeFds[1]);
-    platform::AgentServices services = platform::openAgentServices();
+    platform::Backend backend;
+    platform::AgentServices services = backend.openAgentServices();
     if (!services.keys || !services.apps) {
         error = services.error;
         return nullptr;
     }
-    return std::unique_ptr<AgentRuntime>(new AgentRuntime(
-        std::move(host), std::move(services), std::move(signalRead), std::move(signalWrite)));
+    return std::unique_ptr<AgentRuntime>(
+        new AgentRuntime(std::move(host), std::move(backend), std::move(services),
+                         std::move(signalRead), std::move(signalWrite)));
 }
 
-AgentRuntime::AgentRuntime(RuntimeHost host, platform::AgentServices services, Fd signalRead,
-                           Fd signalWrite)
+// The agent is a long-running process with threads: the clipboard is served from one of
+// them, never from a forked owner.
+platform::DesktopChoice AgentRuntime::openDesktop() const {
+    return backend_.openDesktop({.clipboardOutlivesProcess = false});
+}
+
+AgentRuntime::AgentRuntime(RuntimeHost host, platform::Backend backend,
+                           platform::AgentServices services, Fd signalRead, Fd signalWrite)
     : host_(std::move(host)),
+      backend_(std::move(backend)),
       services_(std::move(services)),
       signalRead_(std::move(signalRead)),
       signalWrite_(std::move(signalWrite)),
       log_(SystemLog::kQueueLimit, echoMode()),
       appLog_(log_, LogCategory::appDelegate),
-      desktop_(platform::openAgentDesktop),
+      desktop_([this] { return openDesktop(); }),
       context_(std::cout, std::cerr, desktop_),
       actions_{context_,
                keysBuffer_,
@@ -177,7 +186,7 @@ AgentRuntime::AgentRuntime(RuntimeHost host, platform::AgentServices services, F
         .actions = actions_,
         .mainLoop = host_.mainLoop,
         .log = log_,
-        .openDesktop = platform::openAgentDesktop,
+        .openDesktop = [this] { return openDesktop(); },
         .ownPid = ::getpid(),
         .onDisplayLost =
             [this](const std::string& why) {

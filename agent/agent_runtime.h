@@ -17,6 +17,7 @@
 #include "agent/window_actions.h"
 #include "core/context.h"
 #include "platform/agent_services.h"
+#include "platform/backend.h"
 
 namespace tarn::agent {
 
@@ -99,12 +100,19 @@ class AgentRuntime {
     ConfigStore& store() { return store_; }
     platform::KeySource& keys() { return *services_.keys; }
     platform::LoginItem& loginItem() { return *services_.loginItem; }
+    // The desktop backend chosen at launch, for whatever else opens its parts.
+    const platform::Backend& backend() const { return backend_; }
+    // A desktop of the caller's own (each call connects anew), opened as the agent's
+    // actions open theirs.
+    platform::DesktopChoice openDesktop() const;
     Logger appLog() const { return appLog_; }
 
   private:
-    AgentRuntime(RuntimeHost host, platform::AgentServices services, Fd signalRead, Fd signalWrite);
+    AgentRuntime(RuntimeHost host, platform::Backend backend, platform::AgentServices services,
+                 Fd signalRead, Fd signalWrite);
 
     RuntimeHost host_;
+    platform::Backend backend_;
     platform::AgentServices services_;
     Fd signalRead_;
     Fd signalWrite_;

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "core/commands/cli.h"
-#include "platform/desktop.h"
+#include "platform/backend.h"
 
 int main(int argc, char** argv) {
     // std::cerr flushes after every piece written to it, and writes through to stderr, which
@@ -12,8 +12,10 @@ int main(int argc, char** argv) {
     std::cerr.unsetf(std::ios::unitbuf);
     std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
     std::vector<std::string> args(argv, argv + argc);
-    tarn::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop,
-                                 tarn::platform::openDisplaylessBrowserServices);
+    const tarn::platform::Backend backend;
+    tarn::CommandContext context(
+        std::cout, std::cerr, [&backend] { return backend.openDesktop(); },
+        [&backend] { return backend.openDisplaylessBrowserServices(); });
     int status = tarn::commands::TarnCLI::main(args, context);
     std::cout.flush();
     return status;

@@ -45,18 +45,12 @@ struct DesktopChoice {
     std::string error;  // why there is none, when desktop is null
 };
 
-// TARN_SIM_DESKTOP=<file> gives the simulated desktop; otherwise the platform's real one
-// when it can be had; otherwise no desktop and an error naming what is missing.
-DesktopChoice openDesktop();
-
-// The same desktop for the agent: a long-running process with threads, which a backend
-// must not fork (the X11 clipboard serves its text from a thread of the process instead of
-// a forked owner that outlives a one-shot command).
-DesktopChoice openAgentDesktop();
-
-// Browser services that need no display: on Linux the default browser lives in XDG files,
-// so a text console or an SSH login has them too. Null where they come only with the
-// desktop (a simulated desktop keeps them in its file; macOS).
-std::unique_ptr<BrowserServices> openDisplaylessBrowserServices();
+// How the program uses the desktop it opens (platform/backend.h opens it).
+struct DesktopOptions {
+    // Text put on the clipboard stays served after the process exits: the one-shot command
+    // leaves it for the user to paste. The long-running agent serves it itself, from a
+    // thread, and must not fork.
+    bool clipboardOutlivesProcess = true;
+};
 
 }  // namespace tarn::platform

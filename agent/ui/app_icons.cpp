@@ -15,7 +15,7 @@ QIcon DesktopAppIcons::icon(const std::string& bundleID) {
 }
 
 QIcon DesktopAppIcons::lookUp(const std::string& bundleID) {
-    if (auto name = platform::xdg::applicationIcon(where_, bundleID)) {
+    if (auto name = names_ ? names_->iconName(bundleID) : std::nullopt) {
         // An absolute path, or a name in the icon theme; one that is not there falls through.
         QString icon = QString::fromStdString(*name);
         QFileInfo file(icon);

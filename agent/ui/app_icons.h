@@ -4,7 +4,7 @@
 #include <string>
 
 #include "agent/ui/settings_services.h"
-#include "platform/xdg/xdg_desktop.h"
+#include "platform/app_icons.h"
 
 namespace tarn::agent::ui {
 
@@ -18,8 +18,9 @@ class DesktopAppIcons final : public AppIcons {
   public:
     static constexpr int kSize = 18;
 
-    DesktopAppIcons(WindowAccess& windows, platform::xdg::Locations where)
-        : windows_(windows), where_(std::move(where)) {}
+    // `names` may be null: then only windows' icons are shown.
+    DesktopAppIcons(WindowAccess& windows, platform::AppIconNames* names)
+        : windows_(windows), names_(names) {}
 
     QIcon icon(const std::string& bundleID) override;
     // Forgets what was looked up: applications started since then show their windows' icons.
@@ -29,7 +30,7 @@ class DesktopAppIcons final : public AppIcons {
     QIcon lookUp(const std::string& bundleID);
 
     WindowAccess& windows_;
-    platform::xdg::Locations where_;
+    platform::AppIconNames* names_;
     std::map<std::string, QIcon> known_;
 };
 

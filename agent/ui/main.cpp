@@ -13,7 +13,6 @@
 #include "agent/ui/symbols.h"
 #include "agent/ui/wendle_app.h"
 #include "agent/ui/window_access.h"
-#include "platform/desktop.h"
 
 namespace {
 
@@ -94,9 +93,10 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
     ObservedApps apps(runtime->observer());
     // Recording a saved location reads frames on the main thread, through a connection of
     // its own: none is shared with the key source's or the work queue's threads.
-    platform::DesktopChoice uiDesktop = platform::openAgentDesktop();
+    platform::DesktopChoice uiDesktop = runtime->openDesktop();
     if (!uiDesktop.desktop) runtime->appLog().error(uiDesktop.error);
     ui::DesktopWindowAccess windows(uiDesktop.desktop.get());
+    auto iconNames = runtime->backend().openAppIconNames();
     AppDelegate& delegate = runtime->delegate();
     ui::WendleApp wendle(
         runtime->appLog(), runtime->store(), apps, runtime->loginItem(), alerts,
@@ -105,7 +105,8 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
          .requestPermissions = [&delegate] { delegate.requestPermissions(); },
          .quit = [&runtime] { runtime->quit(0); },
          .chordStatus = [&runtime] { return runtime->keys().chordStatus(); },
-         .windows = &windows});
+         .windows = &windows,
+         .iconNames = iconNames.get()});
     if (instance.listen()) {
         QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
                          &ui::WendleApp::openSettings);

@@ -32,7 +32,8 @@ SettingsServices SettingsServices::resolved() const {
     return {.windows = windows ? windows : &noWindows,
             .alerts = alerts ? alerts : &messageBoxes,
             .files = files ? files : &fileDialogs,
-            .icons = icons};
+            .icons = icons,
+            .iconNames = iconNames};
 }
 
 }  // namespace tarn::agent::ui

@@ -7,6 +7,10 @@
 
 class QWidget;
 
+namespace tarn::agent::ui {}  // namespace tarn::agent::ui
+namespace tarn::platform {
+class AppIconNames;
+}  // namespace tarn::platform
 namespace tarn::agent::ui {
 
 class AlertPresenter;
@@ -36,6 +40,9 @@ struct SettingsServices {
     AlertPresenter* alerts = nullptr;
     FileDialogs* files = nullptr;
     AppIcons* icons = nullptr;
+    // The icons the desktop's files name, for the default icons; none: only the icons
+    // windows publish.
+    platform::AppIconNames* iconNames = nullptr;
 
     // The same with every null but `icons` replaced by its default (the icons depend on the
     // windows, so their owner makes them).

@@ -147,8 +147,7 @@ SettingsView::SettingsView(ConfigStore& store, RunningApps& apps, std::function<
                            SettingsServices services, QWidget* parent)
     : QWidget(parent), store_(store), apps_(apps), services_(services.resolved()) {
     if (!services_.icons) {
-        ownIcons_ = std::make_unique<DesktopAppIcons>(*services_.windows,
-                                                      platform::xdg::Locations::fromEnvironment());
+        ownIcons_ = std::make_unique<DesktopAppIcons>(*services_.windows, services_.iconNames);
         services_.icons = ownIcons_.get();
     }
     auto* outer = new QVBoxLayout(this);

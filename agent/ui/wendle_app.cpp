@@ -14,8 +14,9 @@ WendleApp::WendleApp(Logger log, ConfigStore& store, RunningApps& apps,
                      platform::LoginItem& loginItem, AlertPresenter& alerts, AgentHooks hooks,
                      QObject* parent)
     : QObject(parent), log_(log), loginItem_(loginItem), alerts_(alerts), hooks_(std::move(hooks)) {
-    settings_ = new SettingsWindowController(store, apps,
-                                             {.windows = hooks_.windows, .alerts = &alerts_}, this);
+    settings_ = new SettingsWindowController(
+        store, apps, {.windows = hooks_.windows, .alerts = &alerts_, .iconNames = hooks_.iconNames},
+        this);
     statusBar_ =
         new StatusBarController({.onOpenSettings = [this] { openSettings(); },
                                  .onRequestPermissions = [this] { hooks_.requestPermissions(); },

@@ -9,6 +9,7 @@
 #include "agent/logger.h"
 #include "agent/ui/running_apps.h"
 #include "platform/app_events.h"
+#include "platform/app_icons.h"
 #include "platform/key_source.h"
 
 class QTimer;
@@ -33,6 +34,8 @@ struct AgentHooks {
     };
     // The desktop's windows, for recording saved locations; none: nothing can be recorded.
     WindowAccess* windows = nullptr;
+    // The icons the desktop's files name; none: only the icons windows publish.
+    platform::AppIconNames* iconNames = nullptr;
 };
 
 // The agent's desktop presence: the tray menu and the settings window, wired to the store

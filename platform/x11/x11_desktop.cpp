@@ -8,7 +8,6 @@
 #include "platform/x11/connection.h"
 #include "platform/x11/displays.h"
 #include "platform/x11/keyboard.h"
-#include "platform/xdg/xdg_desktop.h"
 #include "platform/x11/windows.h"
 
 namespace tarn::platform::x11 {
@@ -113,13 +112,12 @@ class X11Desktop final : public Desktop {
 
 DesktopChoice openX11Desktop(const std::string& displayName,
                              std::unique_ptr<BrowserServices> browsers,
-                             std::unique_ptr<ScriptRunner> scripts,
-                             ClipboardOwner clipboard) {
+                             std::unique_ptr<ScriptRunner> scripts, DesktopOptions options) {
     std::string error;
     auto connection = Connection::open(displayName, error);
     if (!connection) return {nullptr, error};
-    if (!browsers) browsers = xdg::makeBrowserServices();
-    if (!scripts) scripts = xdg::makeScriptRunner();
+    auto clipboard = options.clipboardOutlivesProcess ? ClipboardOwner::forkedProcess
+                                                      : ClipboardOwner::thisProcess;
     return {std::make_unique<X11Desktop>(std::move(connection), std::move(browsers),
                                          std::move(scripts), clipboard),
             {}};

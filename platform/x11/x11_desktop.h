@@ -10,16 +10,14 @@ namespace tarn::platform::x11 {
 
 // The desktop of an X server: windows through the window manager's EWMH properties,
 // displays from RandR, keys through XTest, the CLIPBOARD selection, the pointer.
-// Browser services and scripts are not X matters: the caller hands them in (null: the
-// desktop-file ones of platform/xdg).
+// Browser services and scripts are not X matters: the caller hands them in.
 //
 // No desktop (and the reason) when the display cannot be opened. The desktop counts as
 // trusted when the server has the XTEST extension; without it, untrustedReason says so.
-// `clipboard` says who serves the text the desktop puts on the clipboard (clipboard.h): a
-// forked owner for the one-shot command, this process for the long-running agent.
+// The text the desktop puts on the clipboard is served by a forked owner when it must
+// outlive the process, by this process otherwise (clipboard.h).
 DesktopChoice openX11Desktop(const std::string& displayName,
                              std::unique_ptr<BrowserServices> browsers,
-                             std::unique_ptr<ScriptRunner> scripts,
-                             ClipboardOwner clipboard = ClipboardOwner::forkedProcess);
+                             std::unique_ptr<ScriptRunner> scripts, DesktopOptions options);
 
 }  // namespace tarn::platform::x11

@@ -235,6 +235,25 @@ std::optional<std::string> applicationIcon(const Locations& where, std::string_v
     return byName;
 }
 
+namespace {
+
+class XdgAppIconNames final : public AppIconNames {
+  public:
+    explicit XdgAppIconNames(Locations where) : where_(std::move(where)) {}
+    std::optional<std::string> iconName(std::string_view bundleID) override {
+        return applicationIcon(where_, bundleID);
+    }
+
+  private:
+    Locations where_;
+};
+
+}  // namespace
+
+std::unique_ptr<AppIconNames> makeAppIconNames(Locations where) {
+    return std::make_unique<XdgAppIconNames>(std::move(where));
+}
+
 std::unique_ptr<BrowserServices> makeBrowserServices() {
     return std::make_unique<XdgBrowserServices>(std::nullopt);
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/app_icons.h"
 #include "platform/browser.h"
 
 // The parts of a Linux desktop that live in files, not in the X server: browsers are the
@@ -40,6 +41,8 @@ std::unique_ptr<BrowserServices> makeBrowserServices(Locations locations);
 // name (without ".desktop") is, compared without regard to letter case. An icon theme name or
 // an absolute path; absent when no entry matches or it names no icon.
 std::optional<std::string> applicationIcon(const Locations& where, std::string_view windowClass);
+// The same as the desktop's icon names, from the locations given.
+std::unique_ptr<AppIconNames> makeAppIconNames(Locations where);
 
 // Browser tabs are switched with AppleScript, which Linux cannot run: every script fails
 // with a run error that says so, and the command takes its script-error path.

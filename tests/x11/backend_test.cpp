@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "platform/x11/x11_desktop.h"
 #include "tests/x11/harness.h"
 
 namespace tarn::x11test {
@@ -20,7 +19,7 @@ class X11Test : public ::testing::Test {
   protected:
     platform::Desktop& desktop() {
         if (!desktop_) {
-            auto choice = platform::x11::openX11Desktop(display(), nullptr, nullptr);
+            auto choice = openDesktopOn(display());
             if (!choice.desktop) throw std::runtime_error(choice.error);
             desktop_ = std::move(choice.desktop);
         }
@@ -239,8 +238,7 @@ TEST_F(X11Test, ClipboardReadsWhatOthersOfferAndLargeTextsInPieces) {
 // The agent's desktop forks nothing: a thread of the process serves the text while the
 // desktop is open, until someone else takes the selection.
 TEST_F(X11Test, AgentDesktopServesTheClipboardFromAThreadOfItsOwn) {
-    auto choice = platform::x11::openX11Desktop(display(), nullptr, nullptr,
-                                                platform::x11::ClipboardOwner::thisProcess);
+    auto choice = openDesktopOn(display(), {.clipboardOutlivesProcess = false});
     ASSERT_TRUE(choice.desktop) << choice.error;
     // ctest runs each test in a process of its own named by the test: a fork of this one
     // would carry the name.

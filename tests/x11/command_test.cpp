@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/x11/x11_desktop.h"
 #include "tests/common/command_runner.h"
 #include "tests/common/permission_text.h"
 #include "tests/x11/harness.h"
@@ -27,7 +26,7 @@ TEST(X11Command, AnUnopenableDisplayIsNamedAndWithoutXTestNothingIsDriven) {
     // and falls back to the root window as its one display; the commands that need input
     // refuse with the permission text, the reason and status 5, and store nothing.
     PrivateServer server("-tst -extension RANDR -screen 0 1280x800x24");
-    auto choice = platform::x11::openX11Desktop(server.display(), nullptr, nullptr);
+    auto choice = openDesktopOn(server.display());
     ASSERT_TRUE(choice.desktop) << choice.error;
     auto& desktop = *choice.desktop;
     EXPECT_FALSE(desktop.accessibility().isTrusted(true));

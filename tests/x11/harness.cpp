@@ -16,6 +16,8 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/backend.h"
+
 namespace tarn::x11test {
 namespace {
 
@@ -73,6 +75,15 @@ pid_t fixturePid(const char* variable) {
 }
 
 }  // namespace
+
+platform::DesktopChoice openDesktopOn(const std::string& display,
+                                      platform::DesktopOptions options) {
+    platform::Backend backend([display](std::string_view name) -> std::optional<std::string> {
+        if (name == "DISPLAY") return display;
+        return std::nullopt;
+    });
+    return backend.openDesktop(options);
+}
 
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
     auto deadline = Clock::now() + limit;

@@ -81,6 +81,11 @@ enum class Until { focused, managed, mapped };
 TestApp startApp(const tarn::testing::TempDir& dir, const std::vector<std::string>& options,
                  Until until = Until::focused);
 
+// The desktop a program gets on that display, through the backend registry as tarn and
+// wendle open it.
+platform::DesktopChoice openDesktopOn(const std::string& display,
+                                      platform::DesktopOptions options = {});
+
 // --- Oracles ------------------------------------------------------------------------------
 
 std::string display();

@@ -12,6 +12,7 @@
 #include "agent/ui/app_rules_model.h"
 #include "agent/ui/app_rules_view.h"
 #include "agent/ui/saved_locations_editor.h"
+#include "platform/xdg/xdg_desktop.h"
 #include "support/files.h"
 #include "support/json_text.h"
 #include "tests/agent/ui/ui_fixture.h"
@@ -300,7 +301,8 @@ class AppRulesTest : public QObject {
                 windows.published = platform::IconImage{2, 2, std::vector(4, 0xff0000ffu)};
             platform::xdg::Locations where;
             where.dataHome = data;
-            QIcon icon = DesktopAppIcons(windows, where).icon("Editor");
+            auto names = platform::xdg::makeAppIconNames(where);
+            QIcon icon = DesktopAppIcons(windows, names.get()).icon("Editor");
             QCOMPARE(icon.isNull() ? "" : QColor(icon.pixmap(18, 18).toImage().pixel(8, 8)).name(),
                      colour);
         }

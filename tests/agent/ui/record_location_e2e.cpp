@@ -10,6 +10,7 @@
 
 #include "agent/ui/app_icons.h"
 #include "agent/ui/saved_locations_editor.h"
+#include "platform/backend.h"
 #include "support/files.h"
 #include "tests/agent/ui/ui_fixture.h"
 #include "tests/x11/harness.h"
@@ -33,7 +34,7 @@ TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
     auto right = testing::rule(124, 6, testing::moveWindow(agent::Action::MoveDirection::right));
     store.setConfig(  // ⌃⌥→
         {.globalRules = {right}, .appConfigs = {{.bundleID = "Editor", .displayName = "Editor"}}});
-    auto desktop = platform::openDesktop();
+    auto desktop = platform::Backend().openDesktop();
     ASSERT_TRUE(desktop.desktop) << desktop.error;
     agent::ui::DesktopWindowAccess windows(desktop.desktop.get());
     testing::RecordingAlerts alerts;
@@ -48,7 +49,7 @@ TEST(RecordHereOnX11, StoresTheOuterFrameAndScreenAndTheAgentCyclesThroughIt) {
     // the larger.
     run({"xprop", "-id", window, "-f", "_NET_WM_ICON", "32c", "-set", "_NET_WM_ICON",
          "1,1,4294901760,2,2,4278190335,4278190335,4278190335,4278190335"});
-    QImage icon = agent::ui::DesktopAppIcons(windows, {}).icon("Editor").pixmap(18).toImage();
+    QImage icon = agent::ui::DesktopAppIcons(windows, nullptr).icon("Editor").pixmap(18).toImage();
     EXPECT_EQ(QColor(icon.pixel(8, 8)).name().toStdString(), "#0000ff");
     scheduler.advance(agent::ConfigStore::kSaveDelay);
 
