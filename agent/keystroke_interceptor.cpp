@@ -53,8 +53,19 @@ KeystrokeInterceptor::~KeystrokeInterceptor() {
 bool KeystrokeInterceptor::start(platform::KeySource::LostCallback onLost, std::string& error) {
     stop();
     log_.error("Starting event tap...");
-    running_ = keySource_.start([this](const platform::KeyDown& key) { return handleEvent(key); },
-                                std::move(onLost), error);
+    running_ = keySource_.start(
+        [this](const platform::KeyDown& key) -> platform::KeyDecision {
+            // A key-down that cannot be matched goes on to the window: the keyboard never
+            // waits for the agent.
+            try {
+                return handleEvent(key);
+            } catch (const std::exception& failure) {
+                log_.error(std::string("Key-down not matched, it goes on to the window: ") +
+                           failure.what());
+                return platform::KeyVerdict::pass;
+            }
+        },
+        std::move(onLost), error);
     return running_;
 }
 

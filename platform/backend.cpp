@@ -103,8 +103,16 @@ BackendChoice chooseBackend(const Environment& env) {
     return none("DISPLAY is not set (and TARN_SIM_DESKTOP names no simulated desktop)");
 }
 
+struct Backend::Shared {
+#if defined(__linux__)
+    std::shared_ptr<x11::MarkerLedger> ledger = std::make_shared<x11::MarkerLedger>();
+#endif
+};
+
 Backend::Backend(Environment environment)
-    : environment_(std::move(environment)), choice_(chooseBackend(environment_)) {}
+    : environment_(std::move(environment)),
+      choice_(chooseBackend(environment_)),
+      shared_(std::make_shared<Shared>()) {}
 
 Capabilities Backend::capabilities() const {
     // Compositor bindings consume the chord they are bound to.
@@ -132,7 +140,7 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
 #if defined(__linux__)
             auto display = environment_("DISPLAY").value_or("");
             auto choice = x11::openX11Desktop(display, xdg::makeBrowserServices(),
-                                              xdg::makeScriptRunner(), options);
+                                              xdg::makeScriptRunner(), options, shared_->ledger);
             if (!choice.desktop) choice.error = "No desktop to work on: " + choice.error;
             return choice;
 #else
@@ -168,7 +176,7 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
         case BackendKind::x11: {
 #if defined(__linux__)
             auto display = environment_("DISPLAY").value_or("");
-            services.keys = x11::makeKeySource(display);
+            services.keys = x11::makeKeySource(display, shared_->ledger);
             services.apps = x11::makeAppEvents(display);
 #else
             services.error = "No desktop to work on: the X11 backend is not built here";

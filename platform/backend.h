@@ -68,9 +68,14 @@ class Backend {
     // Application icons named by the desktop's files; null where there are none.
     std::unique_ptr<AppIconNames> openAppIconNames() const;
 
+    // What the parts a backend hands out share (on X11, the ledger through which the key
+    // source knows this program's own typed keys), made once per Backend.
+    struct Shared;
+
   private:
     Environment environment_;
     BackendChoice choice_;
+    std::shared_ptr<Shared> shared_;
 };
 
 }  // namespace tarn::platform

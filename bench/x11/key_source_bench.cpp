@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
     Clock::time_point callbackAt;
     double firstCpu = 0, lastCpu = 0;
 
-    auto source = x11::makeKeySource(display);
+    auto source = x11::makeKeySource(display, std::make_shared<x11::MarkerLedger>());
     source->setChords(chords);
     std::string error;
     auto before = Clock::now();
@@ -133,7 +133,8 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 200; ++i) {
         auto sent = Clock::now();
         XSync(client, False);
-        roundTrips.push_back(std::chrono::duration<double, std::micro>(Clock::now() - sent).count());
+        roundTrips.push_back(
+            std::chrono::duration<double, std::micro>(Clock::now() - sent).count());
     }
     XCloseDisplay(client);
     source->stop();

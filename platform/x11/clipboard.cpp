@@ -87,7 +87,8 @@ class SelectionOwner {
 
     // One event; false once another client has taken the selection.
     bool handle(const XEvent& event) {
-        if (event.type == SelectionClear && event.xselectionclear.selection == x_.atom(kSelection) &&
+        if (event.type == SelectionClear &&
+            event.xselectionclear.selection == x_.atom(kSelection) &&
             event.xselectionclear.window == window_) {
             return false;
         }
@@ -302,9 +303,9 @@ class ClipboardX11::InProcessOwner {
                     continue;  // read in while taking the selection: out of poll()'s sight
                 }
             }
-            pollfd descriptors[2] = {{wake_, POLLIN, 0},
-                                     {connection ? ConnectionNumber(connection->display()) : -1,
-                                      POLLIN, 0}};
+            pollfd descriptors[2] = {
+                {wake_, POLLIN, 0},
+                {connection ? ConnectionNumber(connection->display()) : -1, POLLIN, 0}};
             if (::poll(descriptors, 2, -1) < 0 && errno != EINTR) return;
             if (!(descriptors[0].revents & POLLIN)) continue;
             std::uint64_t count = 0;
@@ -322,7 +323,8 @@ class ClipboardX11::InProcessOwner {
             if (!connection) {
                 std::string error;
                 connection = Connection::open(displayName_, error);
-                if (connection) window = std::make_unique<HiddenWindow>(*connection, PropertyChangeMask);
+                if (connection)
+                    window = std::make_unique<HiddenWindow>(*connection, PropertyChangeMask);
             }
             owner.reset();
             if (connection) owner = takeSelection(*connection, *window, request->text);

@@ -45,7 +45,7 @@ class ClipboardX11 final : public Clipboard {
     Connection& x_;
     ClipboardOwner ownerKind_;
     std::chrono::milliseconds timeout_;
-    std::unique_ptr<HiddenWindow> requestor_;     // made on the first read
+    std::unique_ptr<HiddenWindow> requestor_;    // made on the first read
     std::unique_ptr<InProcessOwner> inProcess_;  // made on the first write (thisProcess)
 };
 

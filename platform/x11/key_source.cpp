@@ -29,17 +29,19 @@ struct Grab {
 // source's thread touches it.
 class Session {
   public:
-    Session(std::unique_ptr<Connection> connection, int xiOpcode, KeySource::Callback onKeyDown)
+    Session(std::unique_ptr<Connection> connection, int xiOpcode, KeySource::Callback onKeyDown,
+            MarkerLedger& ledger)
         : connection_(std::move(connection)),
           x_(*connection_),
           xiOpcode_(xiOpcode),
-          onKeyDown_(std::move(onKeyDown)) {
+          onKeyDown_(std::move(onKeyDown)),
+          ledger_(ledger) {
         x_.followKeymap();
         readKeyboard();
     }
 
     // Closing the connection releases every grab.
-    ~Session() { MarkerLedger::instance().setGrabbed(x_.name(), {}); }
+    ~Session() { ledger_.setGrabbed(x_.name(), {}); }
 
     Connection& connection() { return x_; }
 
@@ -210,13 +212,14 @@ class Session {
         bool synthetic = sourceDevice && std::find(xtestDevices_.begin(), xtestDevices_.end(),
                                                    *sourceDevice) != xtestDevices_.end();
         if (synthetic) {
-            down.marker =
-                MarkerLedger::instance().take(x_.name(), {key, masks_.fromX(state & chordMask_)});
+            down.marker = ledger_.take(x_.name(), {key, masks_.fromX(state & chordMask_)});
         }
         try {
             return onKeyDown_(down);
         } catch (...) {
-            return KeyVerdict::pass;  // never leave the keyboard waiting
+            // Never leave the keyboard waiting. The callback logs what it can explain
+            // itself; what reaches here has nothing to say.
+            return KeyVerdict::pass;
         }
     }
 
@@ -335,7 +338,7 @@ class Session {
             byKey_.emplace(lookupKey(grab.key, grab.modifiers), grab.chord);
             ledger.push_back({grab.key, chordFlags(grab.chord)});
         }
-        MarkerLedger::instance().setGrabbed(x_.name(), std::move(ledger));
+        ledger_.setGrabbed(x_.name(), std::move(ledger));
         return status;
     }
 
@@ -343,6 +346,7 @@ class Session {
     Connection& x_;
     int xiOpcode_;
     KeySource::Callback onKeyDown_;
+    MarkerLedger& ledger_;
     ModifierMasks masks_;
     unsigned chordMask_ = 0;
     std::vector<unsigned> lockCombos_;
@@ -354,7 +358,8 @@ class Session {
 
 class KeySourceX11 final : public KeySource {
   public:
-    explicit KeySourceX11(std::string displayName) : displayName_(std::move(displayName)) {}
+    KeySourceX11(std::string displayName, std::shared_ptr<MarkerLedger> ledger)
+        : displayName_(std::move(displayName)), ledger_(std::move(ledger)) {}
     ~KeySourceX11() override { stop(); }
 
     bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
@@ -407,7 +412,7 @@ class KeySourceX11 final : public KeySource {
                               " lacks XInputExtension 2.0, which global hotkeys need");
             return;
         }
-        Session session(std::move(connection), xiOpcode, std::move(onKeyDown));
+        Session session(std::move(connection), xiOpcode, std::move(onKeyDown), *ledger_);
         Connection& x = session.connection();
         publish(session.apply(takeWanted()));
         started.set_value(x.lost() ? "lost the connection to the X server on display " + x.name()
@@ -459,6 +464,7 @@ class KeySourceX11 final : public KeySource {
     }
 
     std::string displayName_;
+    std::shared_ptr<MarkerLedger> ledger_;
     std::mutex lock_;
     std::vector<Chord> wanted_;  // the last set given
     bool changed_ = false;
@@ -468,8 +474,9 @@ class KeySourceX11 final : public KeySource {
 
 }  // namespace
 
-std::unique_ptr<KeySource> makeKeySource(std::string displayName) {
-    return std::make_unique<KeySourceX11>(std::move(displayName));
+std::unique_ptr<KeySource> makeKeySource(std::string displayName,
+                                         std::shared_ptr<MarkerLedger> ledger) {
+    return std::make_unique<KeySourceX11>(std::move(displayName), std::move(ledger));
 }
 
 }  // namespace tarn::platform::x11

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/key_source.h"
+#include "platform/x11/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 
@@ -39,12 +40,17 @@ inline constexpr std::uint64_t kNumLockFlag = 0x200000;
 // lacks is reported noKey. A key-down that arrives while the source regrabs waits for the
 // regrab to end (one round trip per new chord).
 //
-// While a swallowed chord's key is held, the grab stays active until the key is released:
-// its auto-repeats reach the callback as fresh key-downs (already kept from the focused
-// window), and other keys pressed meanwhile go nowhere, as with any hotkey program.
+// A swallowed chord's grab ends with its key-down, so while the key is held everything else
+// (other keys, the keys its action types) goes to the focused window, its key-up included;
+// each auto-repeat is a fresh key-down. The answer's `then` runs once the server has applied
+// the verdict.
+//
+// This process's own key-downs are told apart through `ledger`, which the keyboard outputs
+// of the same program share (marker_ledger.h).
 //
 // When the server goes away, the lost callback is called once on the thread, which then
 // ends; the process is never exited by Xlib. Needs XInputExtension 2.0 or later.
-std::unique_ptr<KeySource> makeKeySource(std::string displayName);
+std::unique_ptr<KeySource> makeKeySource(std::string displayName,
+                                         std::shared_ptr<MarkerLedger> ledger);
 
 }  // namespace tarn::platform::x11

@@ -350,8 +350,7 @@ void KeyboardX11::post(const KeyEvent& event) {
             for (KeyCode modifier : pressed_) fake(modifier, true);
         }
         if (event.marker) {
-            MarkerLedger::instance().expect(x_.name(), {key, event.flags & kChordFlags},
-                                            *event.marker);
+            ledger_->expect(x_.name(), {key, event.flags & kChordFlags}, *event.marker);
         }
         fake(key, true);
     } else {

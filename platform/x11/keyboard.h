@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "platform/input.h"
 #include "platform/x11/connection.h"
+#include "platform/x11/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 
@@ -45,14 +47,15 @@ struct ModifierMasks {
 // option: Alt, control, shift) and then the key, its up event releases them in reverse; the
 // run ends by pressing again those of the user's modifiers that are still physically down
 // (a key the user let go of meanwhile stays up). The marker has no X equivalent: a
-// key-down that carries one is entered in the process's MarkerLedger (marker_ledger.h)
+// key-down that carries one is entered in the program's MarkerLedger (marker_ledger.h)
 // right before it is sent, so this process's key source knows it for its own.
 //
 // Key symbols translate by the keymap of the moment: mapping changes the server announced
 // are taken in before each key.
 class KeyboardX11 final : public KeyboardOutput {
   public:
-    KeyboardX11(Connection& connection, bool haveXTest) : x_(connection), xtest_(haveXTest) {}
+    KeyboardX11(Connection& connection, bool haveXTest, std::shared_ptr<MarkerLedger> ledger)
+        : x_(connection), xtest_(haveXTest), ledger_(std::move(ledger)) {}
 
     bool canPost(std::uint16_t keyCode) override;
     void post(const KeyEvent& event) override;
@@ -68,6 +71,7 @@ class KeyboardX11 final : public KeyboardOutput {
 
     Connection& x_;
     bool xtest_;
+    std::shared_ptr<MarkerLedger> ledger_;
     bool typing_ = false;            // between beginTyping and endTyping
     bool keyIsItsOwnRun_ = false;    // the key now down was posted outside a run
     std::vector<KeyCode> released_;  // the user's modifiers the run lifted

@@ -4,11 +4,6 @@
 
 namespace tarn::platform::x11 {
 
-MarkerLedger& MarkerLedger::instance() {
-    static MarkerLedger ledger;
-    return ledger;
-}
-
 void MarkerLedger::prune(Clock::time_point now) {
     std::erase_if(entries_, [&](const Entry& entry) { return entry.expires <= now; });
 }

@@ -9,6 +9,9 @@
 // it writes an entry (display, key code, chord modifiers, marker); when the key source
 // receives the grabbed key-down, it takes the oldest matching entry and reports its marker.
 //
+// One ledger is shared by the keyboard outputs and the key source of a program: the backend
+// registry makes it and hands it to both.
+//
 // Why this is exact:
 // - Visibility. The entry is written (under the ledger's lock) before the XTest request
 //   leaves the process. The server makes the key event only after reading that request, and
@@ -54,8 +57,6 @@ class MarkerLedger {
         friend auto operator<=>(const Key&, const Key&) = default;
     };
 
-    static MarkerLedger& instance();
-
     // The output side, right before it sends the XTest key-down.
     void expect(const std::string& display, Key key, std::int64_t marker);
     // The key source side, for a grabbed key-down from an XTEST device.
@@ -77,7 +78,7 @@ class MarkerLedger {
 
     std::mutex lock_;
     std::vector<std::pair<std::string, std::vector<Key>>> grabbed_;  // per display, sorted keys
-    std::vector<Entry> entries_;                                      // oldest first
+    std::vector<Entry> entries_;                                     // oldest first
 };
 
 }  // namespace tarn::platform::x11

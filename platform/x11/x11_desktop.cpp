@@ -71,12 +71,13 @@ class SleeperX11 final : public Sleeper {
 class X11Desktop final : public Desktop {
   public:
     X11Desktop(std::unique_ptr<Connection> connection, std::unique_ptr<BrowserServices> browsers,
-               std::unique_ptr<ScriptRunner> scripts, ClipboardOwner clipboard)
+               std::unique_ptr<ScriptRunner> scripts, ClipboardOwner clipboard,
+               std::shared_ptr<MarkerLedger> ledger)
         : connection_(std::move(connection)),
           xtest_(connection_->hasExtension("XTEST")),
           windows_(*connection_),
           displays_(*connection_),
-          keyboard_(*connection_, xtest_),
+          keyboard_(*connection_, xtest_, std::move(ledger)),
           clipboard_(*connection_, clipboard),
           pointer_(*connection_, xtest_),
           accessibility_(*connection_, xtest_),
@@ -112,14 +113,15 @@ class X11Desktop final : public Desktop {
 
 DesktopChoice openX11Desktop(const std::string& displayName,
                              std::unique_ptr<BrowserServices> browsers,
-                             std::unique_ptr<ScriptRunner> scripts, DesktopOptions options) {
+                             std::unique_ptr<ScriptRunner> scripts, DesktopOptions options,
+                             std::shared_ptr<MarkerLedger> ledger) {
     std::string error;
     auto connection = Connection::open(displayName, error);
     if (!connection) return {nullptr, error};
     auto clipboard = options.clipboardOutlivesProcess ? ClipboardOwner::forkedProcess
                                                       : ClipboardOwner::thisProcess;
     return {std::make_unique<X11Desktop>(std::move(connection), std::move(browsers),
-                                         std::move(scripts), clipboard),
+                                         std::move(scripts), clipboard, std::move(ledger)),
             {}};
 }
 
