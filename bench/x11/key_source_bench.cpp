@@ -55,7 +55,8 @@ int main(int argc, char** argv) {
     for (std::uint32_t modifiers = 0; modifiers < 16 && chords.size() < wanted; ++modifiers) {
         for (std::int64_t code = 0; code < 128 && chords.size() < wanted; ++code) {
             bool modifierKey = code >= 54 && code <= 63;
-            bool known = x11::keySymForMacKey(static_cast<std::uint16_t>(code)) != NoSymbol;
+            bool known =
+                tarn::platform::keySymForMacKey(static_cast<std::uint16_t>(code)) != NoSymbol;
             Chord chord{code, modifiers};
             if (!modifierKey && known && !(chord == target)) chords.push_back(chord);
         }

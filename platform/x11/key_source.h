@@ -33,7 +33,7 @@ inline constexpr std::uint64_t kNumLockFlag = 0x200000;
 // as the callback returns. (A grab made for all master keyboards at once would be simpler,
 // but the server does not replay a key-down such a grab froze.)
 //
-// Chords map through the X11 keyboard output's key table (keySymForMacKey) to a key code of
+// Chords map through the key table every backend shares (platform/mac_keys.h) to a key code of
 // the current keymap; command is the modifier holding Super (Mod4), option the one holding
 // Alt (Mod1). A keyboard mapping change regrabs everything by the new keymap (chords whose
 // key and modifiers stay the same keep their grabs untouched). A chord whose key the keymap

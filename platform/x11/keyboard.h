@@ -4,15 +4,11 @@
 #include <vector>
 
 #include "platform/input.h"
+#include "platform/mac_keys.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/marker_ledger.h"
 
 namespace tarn::platform::x11 {
-
-// The key symbol a macOS virtual key code (ANSI layout) stands for: the unshifted symbol of
-// the key at that place on a US keyboard; NoSymbol for codes without one. The key source
-// maps chords through the same table, so a chord and the keys typed for it agree.
-KeySym keySymForMacKey(std::uint16_t macKeyCode);
 
 // Whether the input device is one the XTEST extension feeds (this process's and every other
 // sender's synthetic events), as opposed to a keyboard the user types on.
