@@ -9,9 +9,9 @@
 #include <thread>
 
 #include "platform/desktop.h"
+#include "platform/event_thread.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/windows.h"
-#include "platform/x11/x_thread.h"
 
 namespace tarn::platform::x11 {
 namespace {
@@ -156,7 +156,7 @@ class AppEventsX11 final : public AppEvents {
     std::deque<Task> tasks_;
     std::thread::id threadId_;            // the running thread's, for reads from its callbacks
     WindowSystemX11* windows_ = nullptr;  // the thread's, used only on it
-    XThread thread_;                      // last: stopped before anything its body uses goes
+    EventThread thread_;                  // last: stopped before anything its body uses goes
 };
 
 }  // namespace

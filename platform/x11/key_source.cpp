@@ -9,10 +9,10 @@
 #include <thread>
 #include <unordered_map>
 
+#include "platform/event_thread.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/keyboard.h"
 #include "platform/x11/marker_ledger.h"
-#include "platform/x11/x_thread.h"
 
 namespace tarn::platform::x11 {
 namespace {
@@ -469,7 +469,7 @@ class KeySourceX11 final : public KeySource {
     std::vector<Chord> wanted_;  // the last set given
     bool changed_ = false;
     std::vector<ChordStatus> status_;
-    XThread thread_;  // last: stopped before anything its body uses goes
+    EventThread thread_;  // last: stopped before anything its body uses goes
 };
 
 }  // namespace

@@ -6,21 +6,22 @@
 #include <string>
 #include <thread>
 
-namespace tarn::platform::x11 {
+namespace tarn::platform {
 
-// A thread of its own for one X connection (no connection is ever shared between threads),
-// with a wake-up descriptor so other threads can reach it while it sleeps on the connection.
-// The body opens its connection, reports through `started` whether it runs ("" when it
-// does, else why not), and loops until stopping() or the connection is lost, sleeping in
-// sleep() when there is nothing to read.
-class XThread {
+// A thread of its own for one connection to the desktop (an X connection, an IPC socket, a
+// D-Bus connection: none is ever shared between threads), with a wake-up descriptor so
+// other threads can reach it while it sleeps on the connection's file descriptor. The body
+// opens its connection, reports through `started` whether it runs ("" when it does, else
+// why not), and loops until stopping() or the connection is lost, sleeping in sleep() when
+// there is nothing to read.
+class EventThread {
   public:
     using Body = std::function<void(std::promise<std::string>& started)>;
 
-    XThread() = default;
-    ~XThread() { stop(); }
-    XThread(const XThread&) = delete;
-    XThread& operator=(const XThread&) = delete;
+    EventThread() = default;
+    ~EventThread() { stop(); }
+    EventThread(const EventThread&) = delete;
+    EventThread& operator=(const EventThread&) = delete;
 
     // Runs `body` on a new thread; the body's report, once it has made it. A thread that
     // does not run has ended when this returns.
@@ -43,4 +44,4 @@ class XThread {
     std::thread thread_;
 };
 
-}  // namespace tarn::platform::x11
+}  // namespace tarn::platform

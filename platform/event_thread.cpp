@@ -1,4 +1,4 @@
-#include "platform/x11/x_thread.h"
+#include "platform/event_thread.h"
 
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <cstdint>
 
-namespace tarn::platform::x11 {
+namespace tarn::platform {
 
-std::string XThread::start(Body body) {
+std::string EventThread::start(Body body) {
     stop();
     wake_ = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (wake_ < 0) return "cannot make a wake-up descriptor for the X thread";
@@ -26,7 +26,7 @@ std::string XThread::start(Body body) {
     return error;
 }
 
-void XThread::stop() {
+void EventThread::stop() {
     if (!thread_.joinable()) return;
     stopping_ = true;
     wake();
@@ -35,13 +35,13 @@ void XThread::stop() {
     closeWake();
 }
 
-void XThread::wake() {
+void EventThread::wake() {
     if (wake_ < 0) return;
     std::uint64_t one = 1;
     [[maybe_unused]] auto written = ::write(wake_, &one, sizeof one);
 }
 
-bool XThread::sleep(int connection, bool& woken) {
+bool EventThread::sleep(int connection, bool& woken) {
     pollfd descriptors[2] = {{connection, POLLIN, 0}, {wake_, POLLIN, 0}};
     woken = false;
     if (::poll(descriptors, 2, -1) < 0) return errno == EINTR;
@@ -53,9 +53,9 @@ bool XThread::sleep(int connection, bool& woken) {
     return true;
 }
 
-void XThread::closeWake() {
+void EventThread::closeWake() {
     ::close(wake_);
     wake_ = -1;
 }
 
-}  // namespace tarn::platform::x11
+}  // namespace tarn::platform
