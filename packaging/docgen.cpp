@@ -98,7 +98,8 @@ std::vector<CommandHelp> parseUsage(const std::string& text) {
     for (++at; at != lines.end() && !blank(*at); ++at) {
         std::string line = trim(*at);
         std::size_t gap = line.find(' ');
-        if (!at->starts_with("  ") || gap == std::string::npos) fail("usage text: odd command line '" + *at + "'");
+        if (!at->starts_with("  ") || gap == std::string::npos)
+            fail("usage text: odd command line '" + *at + "'");
         commands.push_back({line.substr(0, gap), trim(line.substr(gap)), {}, {}});
     }
     at = std::find(at, lines.end(), "Usage:");
@@ -111,7 +112,8 @@ std::vector<CommandHelp> parseUsage(const std::string& text) {
             std::string name = synopsis.substr(5, synopsis.find(' ', 5) - 5);
             auto found = std::find_if(commands.begin(), commands.end(),
                                       [&](const CommandHelp& c) { return c.name == name; });
-            if (found == commands.end()) fail("usage text: '" + name + "' is not in the command list");
+            if (found == commands.end())
+                fail("usage text: '" + name + "' is not in the command list");
             if (!found->synopsis.empty()) fail("usage text: two blocks for '" + name + "'");
             found->synopsis = synopsis;
             current = &*found;
@@ -164,12 +166,14 @@ Lines optionsAfter(const CommandHelp& help, std::string_view lead) {
         std::stringstream words(line);
         for (std::string word; words >> word;) {
             while (!word.empty() && (word.back() == ':' || word.back() == ',')) word.pop_back();
-            if (word.starts_with("--") && std::find(options.begin(), options.end(), word) == options.end()) {
+            if (word.starts_with("--") &&
+                std::find(options.begin(), options.end(), word) == options.end()) {
                 options.push_back(word);
             }
         }
     }
-    if (options.empty()) fail("usage text: no options after '" + std::string(lead) + "' in " + help.name);
+    if (options.empty())
+        fail("usage text: no options after '" + std::string(lead) + "' in " + help.name);
     return options;
 }
 
@@ -178,7 +182,8 @@ Lines optionsAfter(const CommandHelp& help, std::string_view lead) {
 int keyGroup(const std::string& name) {
     if (name.size() == 1 && std::isalpha(static_cast<unsigned char>(name[0]))) return 0;
     if (name.size() == 1 && std::isdigit(static_cast<unsigned char>(name[0]))) return 1;
-    if (name.size() > 1 && name[0] == 'f' && std::isdigit(static_cast<unsigned char>(name[1]))) return 2;
+    if (name.size() > 1 && name[0] == 'f' && std::isdigit(static_cast<unsigned char>(name[1])))
+        return 2;
     if (name.starts_with("keypad")) return 4;
     return 3;
 }
@@ -211,7 +216,7 @@ Lines modifierNames() {
 
 std::vector<std::pair<std::string, std::string>> escapeNames() {
     std::vector<std::pair<std::string, std::string>> names(tarn::keys::escapeTable().begin(),
-                                                          tarn::keys::escapeTable().end());
+                                                           tarn::keys::escapeTable().end());
     std::sort(names.begin(), names.end(), [](const auto& a, const auto& b) {
         return a.second != b.second ? a.second < b.second : a.first < b.first;
     });
@@ -264,7 +269,8 @@ std::string synopsisLine(const std::string& synopsis) {
 
 std::string commaList(const Lines& words) {
     std::string out;
-    for (const auto& word : words) out += (out.empty() ? "" : ", ") + ("\\fB" + roff(word) + "\\fR");
+    for (const auto& word : words)
+        out += (out.empty() ? "" : ", ") + ("\\fB" + roff(word) + "\\fR");
     return out;
 }
 
@@ -336,13 +342,15 @@ std::string manTarn(const std::string& templateText) {
 // wendle --help: a usage line, a paragraph, the options at two spaces, then paragraphs.
 std::string manWendle(const std::string& templateText, const std::string& help) {
     Lines lines = splitLines(help);
-    if (lines.empty() || !lines[0].starts_with("Usage: wendle ")) fail("wendle help: no usage line");
+    if (lines.empty() || !lines[0].starts_with("Usage: wendle "))
+        fail("wendle help: no usage line");
     auto values = versionValues();
     values["SYNOPSIS"] = "\\fBwendle\\fR " + roff(lines[0].substr(14)) + "\n";
     std::string description, options, more;
     std::size_t at = 1;
     while (at < lines.size() && blank(lines[at])) ++at;
-    for (; at < lines.size() && !blank(lines[at]); ++at) description += roff(trim(lines[at])) + "\n";
+    for (; at < lines.size() && !blank(lines[at]); ++at)
+        description += roff(trim(lines[at])) + "\n";
     while (at < lines.size() && blank(lines[at])) ++at;
     for (; at < lines.size() && lines[at].starts_with("  -"); ++at) {
         std::string line = trim(lines[at]);
@@ -353,7 +361,8 @@ std::string manWendle(const std::string& templateText, const std::string& help) 
         options += ".TP\n.B " + roff(line.substr(0, gap)) + "\n" + roff(text) + ".\n";
     }
     if (options.empty()) fail("wendle help: no options");
-    for (; at < lines.size(); ++at) more += blank(lines[at]) ? ".PP\n" : roff(trim(lines[at])) + "\n";
+    for (; at < lines.size(); ++at)
+        more += blank(lines[at]) ? ".PP\n" : roff(trim(lines[at])) + "\n";
     if (description.empty() || more.empty()) fail("wendle help: missing paragraphs");
     values["DESCRIPTION"] = description;
     values["OPTIONS"] = options;
@@ -374,7 +383,8 @@ std::string completion(const std::string& templateText) {
     std::string described;  // name<TAB>summary, one a line
     for (const auto& c : commands) {
         // The scripts hold the summaries in single quotes.
-        if (c.summary.find('\'') != std::string::npos) fail("usage text: a quote in '" + c.summary + "'");
+        if (c.summary.find('\'') != std::string::npos)
+            fail("usage text: a quote in '" + c.summary + "'");
         names.push_back(c.name);
         described += c.name + "\t" + c.summary + "\n";
     }
@@ -400,7 +410,8 @@ std::string completion(const std::string& templateText) {
 std::string changelogDate(const std::string& isoDate) {
     int year = 0;
     unsigned month = 0, day = 0;
-    if (std::sscanf(isoDate.c_str(), "%d-%u-%u", &year, &month, &day) != 3) fail("odd build date " + isoDate);
+    if (std::sscanf(isoDate.c_str(), "%d-%u-%u", &year, &month, &day) != 3)
+        fail("odd build date " + isoDate);
     std::chrono::year_month_day date{std::chrono::year{year}, std::chrono::month{month},
                                      std::chrono::day{day}};
     if (!date.ok()) fail("odd build date " + isoDate);
@@ -436,7 +447,8 @@ int main(int argc, char** argv) {
         } else if (args.size() == 3 && args[0] == "changelog") {
             writeFile(args[2], changelog(readFile(args[1])));
         } else {
-            std::cerr << "usage: tarn_docgen man-tarn|man-wendle|completion|autostart|changelog ...\n";
+            std::cerr
+                << "usage: tarn_docgen man-tarn|man-wendle|completion|autostart|changelog ...\n";
             return 2;
         }
     } catch (const std::exception& error) {

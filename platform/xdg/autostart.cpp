@@ -3,10 +3,10 @@
 #include <string_view>
 #include <system_error>
 
-#include "support/app_support.h"
-#include "support/files.h"
 #include "platform/xdg/autostart_template.h"
 #include "platform/xdg/key_file.h"
+#include "support/app_support.h"
+#include "support/files.h"
 
 namespace tarn::platform::xdg {
 namespace {
