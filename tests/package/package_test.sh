@@ -141,7 +141,7 @@ section() {
     awk -v name="$2" '/^[A-Z]/ { on = ($0 == name) } on' "$work/$1.txt"
 }
 commands=$(awk '/^Commands:/ { on = 1; next } on && /^$/ { exit } on { print $1 }' "$work/help")
-for command in $commands; do
+for command in $commands healthcheck; do
     section tarn COMMANDS | grep "tarn $command" >/dev/null || fail "tarn(1) lacks the command $command"
 done
 for heading in "EXIT STATUS" ENVIRONMENT FILES EXAMPLES "KEYS LANGUAGE"; do
