@@ -4,7 +4,8 @@
 # its control fields and file list; unpacked into a temporary root, where the installed
 # tarn runs version, help and a move-app on a simulated desktop and wendle --version runs;
 # its desktop entries, AppStream metadata and manual pages validated; its completions the
-# ones the build generated (completion_test.sh drives those); lintian with no error.
+# ones the build generated (completion_test.sh drives those); `cmake --install` into another
+# prefix; lintian with no error.
 set -euo pipefail
 
 build=$(cd "$1" && pwd)
@@ -167,6 +168,14 @@ bash -n "$root/usr/share/bash-completion/completions/tarn"
 zsh -n "$root/usr/share/zsh/vendor-completions/_tarn"
 fish --no-execute "$root/usr/share/fish/vendor_completions.d/tarn.fish"
 pass "completions installed"
+
+# ---- cmake --install into another prefix: the files that depend on it follow it.
+prefix=$work/prefix
+cmake --install "$build" --prefix "$prefix" >"$work/install.log" 2>&1 || { cat "$work/install.log"; fail "cmake --install"; }
+[[ -f $prefix/share/zsh/site-functions/_tarn ]] || fail "zsh completion not in site-functions"
+grep -qx "Exec=$prefix/bin/wendle" "$prefix/share/tarn/wendle-autostart.desktop" ||
+    fail "autostart entry under $prefix: $(grep Exec "$prefix/share/tarn/wendle-autostart.desktop")"
+pass "cmake --install --prefix"
 
 # ---- lintian: no error, and each warning explained in lintian_expected.txt; the
 # informational tags are shown.
