@@ -155,6 +155,11 @@ done
 for word in keypadclear volumeup forwarddelete f20 leftbrace apostrophe; do
     section tarn "KEYS LANGUAGE" | grep -w -- "$word" >/dev/null || fail "tarn(1) lacks the key name $word"
 done
+# Lists grouped as a reader looks for them: function keys in their order, each character
+# with all of its names.
+for listed in '\fBf19\fR, \fBf20\fR' '\fB{dash}\fR, \fB{hyphen}\fR, \fB{minus}\fR'; do
+    zcat "$root/usr/share/man/man1/tarn.1.gz" | grep -F -- "$listed" >/dev/null || fail "tarn(1) lacks $listed"
+done
 for option in --headless --help --version; do
     section wendle OPTIONS | grep -- "$option" >/dev/null || fail "wendle(1) lacks $option"
 done
