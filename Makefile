@@ -3,7 +3,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 
 FUZZ_SECONDS ?= 20
 
-.PHONY: run test setup build build-asan build-fuzz fuzz clean
+.PHONY: run test setup build build-asan build-fuzz fuzz package clean
 
 setup:
 	@scripts/setup
@@ -25,11 +25,17 @@ build-fuzz: setup
 fuzz: build-fuzz
 	@scripts/fuzz $(FUZZ_SECONDS)
 
+# The Debian package, build/default/tarn_<version>_<arch>.deb (packaging/): install it with
+# apt install ./build/default/tarn_<version>_<arch>.deb.
+package: build
+	@cd build/default && cpack --config CPackConfig.cmake
+
 # The program's main job on this machine.
 run: build
 	@scripts/run
 
-# Every test tier: unit, command and X11 tests on the default build, then the
+# Every test tier: unit, command and X11 tests and the installed Tarn (the Debian package,
+# its manual pages, desktop entries and shell completions) on the default build, then the
 # ASan+UBSan build of the unit and command tests, then the ThreadSanitizer build of the
 # tests labelled tsan, then each fuzz target for FUZZ_SECONDS.
 test: build build-asan

@@ -4,7 +4,6 @@
 #include "support/unicode_text.h"
 
 namespace tarn::keys {
-namespace {
 
 const NameMap<std::string>& escapeTable() {
     static const NameMap<std::string> table = {
@@ -24,8 +23,6 @@ const NameMap<std::string>& escapeTable() {
     };
     return table;
 }
-
-}  // namespace
 
 std::string expandEscapeSequences(std::string_view text) {
     std::string result;

@@ -1,10 +1,12 @@
 #include "platform/xdg/autostart.h"
 
+#include <string_view>
 #include <system_error>
 
+#include "platform/xdg/autostart_template.h"
+#include "platform/xdg/key_file.h"
 #include "support/app_support.h"
 #include "support/files.h"
-#include "platform/xdg/key_file.h"
 
 namespace tarn::platform::xdg {
 namespace {
@@ -49,15 +51,12 @@ std::string autostartEntry(const std::vector<std::string>& command) {
         if (!exec.empty()) exec += ' ';
         exec += execArgument(argument);
     }
-    return "[Desktop Entry]\n"
-           "Type=Application\n"
-           "Name=Wendle\n"
-           "Comment=Tarn's hotkey agent\n"
-           "Exec=" +
-           keyFileValue(exec) +
-           "\n"
-           "Terminal=false\n"
-           "X-GNOME-Autostart-enabled=true\n";
+    std::string text = kAutostartTemplate;
+    static constexpr std::string_view placeholder = "@EXEC@";
+    if (auto at = text.find(placeholder); at != std::string::npos) {
+        text.replace(at, placeholder.size(), keyFileValue(exec));
+    }
+    return text;
 }
 
 LoginItemStatus AutostartLoginItem::status() {

@@ -33,8 +33,10 @@ class AutostartLoginItem final : public LoginItem {
     std::vector<std::string> command_;
 };
 
-// The entry's text: [Desktop Entry] with Type, Name, Comment, Exec (each word quoted by the
-// rules desktop entries give Exec lines) and X-GNOME-Autostart-enabled=true.
+// The entry's text: the template platform/xdg/wendle-autostart.desktop.in ([Desktop Entry]
+// with Type, Name, Comment, Icon, Exec and X-GNOME-Autostart-enabled=true), its Exec line
+// `command` with each word quoted by the rules desktop entries give Exec lines. The package
+// installs the entry this writes for the installed wendle (share/tarn/).
 std::string autostartEntry(const std::vector<std::string>& command);
 
 // The agent's login item: $XDG_CONFIG_HOME/autostart/wendle.desktop (default
