@@ -239,16 +239,6 @@ TEST_F(MoveAppCommandTest, DesktopFileTooDeepOrNotAFileIsAnErrorNotACrash) {
     }
 }
 
-// A state.json of mode 0600 became 0644 after one move.
-TEST_F(MoveAppCommandTest, StateFileKeepsItsModeAndANewOneIsPrivate) {
-    const auto file = configDir() / "state.json";
-    ASSERT_EQ(run({"move-app", "right"}).status, 0);
-    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
-    std::filesystem::permissions(file, std::filesystem::perms(0640));
-    ASSERT_EQ(run({"move-app", "right"}).status, 0);
-    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
-}
-
 TEST_F(MoveAppCommandTest, WindowThatRefusesASizeKeepsTheAskedFrameInState) {
     patchDesktop(R"({"apps": [{"pid": 100, "bundleID": "com.example.editor", "name": "My Editor",
         "windows": [{"id": 1, "x": 100, "y": 100, "width": 800, "height": 600,
