@@ -174,15 +174,14 @@ void ConfigStore::saveFailed(const std::string& reason) {
 // still there and no copy of it could be made: it must not be overwritten then.
 bool ConfigStore::keepUnreadFile(const std::filesystem::path& path) {
     const ConfigLoad& load = *unsavedOriginal_;
-    if (auto copy = support::backupFile(path)) {
+    // The rule every writer of Tarn's files follows (support::keepCopyBeforeReplacing).
+    auto kept = support::keepCopyBeforeReplacing(path);
+    if (kept.copy) {
         log_.error(path.filename().string() + " could not be read whole (" + describeIssues(load) +
-                   "); its original is kept as " + copy->string());
-        unsavedOriginal_.reset();
-        return true;
+                   "); its original is kept as " + kept.copy->string());
     }
-    std::error_code error;
-    if (!std::filesystem::exists(path, error) && !error) {
-        unsavedOriginal_.reset();  // gone since launch: nothing left to protect
+    if (kept.mayReplace) {
+        unsavedOriginal_.reset();  // copied, or gone since launch: nothing left to protect
         return true;
     }
     saveFailed("Not saving " + path.string() + ": it could not be read whole (" +

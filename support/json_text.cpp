@@ -7,11 +7,14 @@
 #include <vector>
 
 #include "support/number_text.h"
+#include "support/unicode_text.h"
 
 namespace tarn::support {
 namespace {
 
 void writeString(std::string& out, const std::string& text) {
+    // The reader refuses such text, and a file it cannot read loses everything in it.
+    if (!isValidUtf8(text)) throw std::domain_error("text that is not valid UTF-8");
     out += '"';
     for (unsigned char c : text) {
         switch (c) {
@@ -126,7 +129,16 @@ class Writer {
         if (style_.pretty) newline(depth + 1);
     }
 
+    // A container at this depth (0 for the top level) nests depth + 1 levels deep.
+    static void checkDepth(int depth) {
+        if (depth >= kMaxJsonDepth) {
+            throw std::domain_error("a value nested more than " + std::to_string(kMaxJsonDepth) +
+                                    " levels deep");
+        }
+    }
+
     void writeArray(const Json& value, int depth) {
+        checkDepth(depth);
         if (value.empty()) return empty("[]", depth);
         open('[', depth);
         bool first = true;
@@ -139,6 +151,7 @@ class Writer {
     }
 
     void writeObject(const Json& value, int depth) {
+        checkDepth(depth);
         // Members by pointer, so sorting and writing never look a name up again: an ordered
         // object finds a name by scanning, which would make a large object quadratic.
         std::vector<const Json::object_t::value_type*> members;
@@ -200,6 +213,9 @@ class Builder final : public nlohmann::json_sax<Json> {
         return false;
     }
 
+    // The reader stopped at a container nested deeper than kMaxJsonDepth.
+    bool tooDeep() const { return tooDeep_; }
+
   private:
     // Where a value goes: the root, the end of the open array, or the member just named.
     // Only the innermost open container grows, so pointers to the outer ones stay valid.
@@ -222,7 +238,13 @@ class Builder final : public nlohmann::json_sax<Json> {
         return true;
     }
 
+    // The library's parser keeps its own stack on the heap; the limit keeps everything that
+    // later walks the value recursively (copies, comparisons, the decoders) within bounds.
     bool open(Json container) {
+        if (open_.size() >= static_cast<std::size_t>(kMaxJsonDepth)) {
+            tooDeep_ = true;
+            return false;
+        }
         open_.push_back(place(std::move(container)));
         return true;
     }
@@ -259,6 +281,7 @@ class Builder final : public nlohmann::json_sax<Json> {
     Json& root_;
     std::vector<Json*> open_;
     Json* member_ = nullptr;
+    bool tooDeep_ = false;
 };
 
 }  // namespace
@@ -269,11 +292,19 @@ std::string writeJson(const Json& value, JsonStyle style) {
     return std::move(writer.out);
 }
 
-std::optional<Json> parseJson(std::string_view text) {
+JsonParse parseJsonText(std::string_view text) {
     Json value;
     Builder builder(value);
-    if (!Json::sax_parse(text.begin(), text.end(), &builder)) return std::nullopt;
-    return value;
+    if (Json::sax_parse(text.begin(), text.end(), &builder)) return {std::move(value), {}};
+    if (builder.tooDeep()) {
+        return {std::nullopt,
+                "it is nested more than " + std::to_string(kMaxJsonDepth) + " levels deep"};
+    }
+    return {std::nullopt, "it is not JSON"};
+}
+
+std::optional<Json> parseJson(std::string_view text) {
+    return parseJsonText(text).value;
 }
 
 void appendMember(Json& object, std::string name, Json value) {

@@ -1,12 +1,11 @@
 #include "support/store.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <stdexcept>
 
 #include "support/files.h"
 #include "support/number_text.h"
+#include "support/unicode_text.h"
 
 namespace tarn::support {
 namespace {
@@ -78,11 +77,21 @@ Json encodeStore(const Store& store) {
     Json values = Json::object();
     values.get_ref<Json::object_t&>().reserve(store.values.size());
     for (const auto& [name, value] : store.values) {
+        // The reader takes only UTF-8: a file with other text in it could not be read back.
+        if (!isValidUtf8(name)) {
+            throw std::domain_error("the name '" + repairUtf8(name) + "' is not valid UTF-8 text");
+        }
         // Named capture: clang before 16 cannot capture a structured binding.
         Json json = std::visit(
             [&name = name](const auto& v) -> Json {
                 using T = std::decay_t<decltype(v)>;
-                if constexpr (std::is_same_v<T, Date>) {
+                if constexpr (std::is_same_v<T, std::string>) {
+                    if (!isValidUtf8(v)) {
+                        throw std::domain_error("the value of '" + name +
+                                                "' is not valid UTF-8 text");
+                    }
+                    return v;
+                } else if constexpr (std::is_same_v<T, Date>) {
                     return iso8601Text(v);
                 } else if constexpr (std::is_same_v<T, double>) {
                     if (!std::isfinite(v)) {
@@ -104,28 +113,44 @@ Json encodeStore(const Store& store) {
 
 LoadedStore loadStore(const std::filesystem::path& path) {
     LoadedStore loaded;
-    std::error_code ec;
-    if (!std::filesystem::exists(path, ec)) return loaded;
+    auto read = readRegularFile(path);
+    if (read.missing) return loaded;
     loaded.state = StoreFileState::unreadable;
-    errno = 0;
-    auto bytes = readFile(path);
-    if (!bytes) {
-        loaded.problem =
-            errno ? std::string("it cannot be read: ") + std::strerror(errno) : "it cannot be read";
+    if (!read.bytes) {
+        loaded.problem = std::move(read.problem);
+        loaded.bytesUnread = true;
         return loaded;
     }
-    auto document = parseJson(*bytes);
-    if (!document) {
-        loaded.problem = "it is not JSON";
+    auto parsed = parseJsonText(*read.bytes);
+    if (!parsed.value) {
+        loaded.problem = std::move(parsed.problem);
         return loaded;
     }
-    auto decoded = decodeStore(*document);
+    auto decoded = decodeStore(*parsed.value);
     loaded.problem = std::move(decoded.problem);
     if (!decoded.store) return loaded;
     loaded.store = std::move(*decoded.store);
     loaded.state = loaded.problem.empty() ? StoreFileState::read : StoreFileState::partlyRead;
     return loaded;
 }
+
+namespace {
+
+// The file's text; error says why there is none.
+struct StoreText {
+    std::string text;
+    std::optional<std::string> error;
+};
+
+StoreText storeText(const Store& store) {
+    try {
+        return {writeJson(encodeStore(store), {.pretty = true, .sortKeys = true}), std::nullopt};
+    } catch (const std::exception& e) {
+        return {{}, e.what()};
+    }
+}
+
+}  // namespace
 
 std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path,
                                     Durability durability) {
@@ -140,28 +165,31 @@ std::optional<std::string> saveJSON(const Json& document, const std::filesystem:
 
 std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path,
                                     Durability durability) {
-    Json document;
-    try {
-        document = encodeStore(store);
-    } catch (const std::exception& e) {
-        return e.what();
-    }
-    return saveJSON(document, path, durability);
+    auto text = storeText(store);
+    if (text.error) return text.error;
+    return writeFileAtomically(path, text.text, durability);
 }
 
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
                         const std::filesystem::path& path, Durability durability) {
     StoreSave result;
+    // Encoded first: a store that cannot be written leaves no copy behind either.
+    auto text = storeText(store);
+    if (text.error) {
+        result.error = std::move(text.error);
+        return result;
+    }
     if (loadedFrom.state == StoreFileState::unreadable ||
         loadedFrom.state == StoreFileState::partlyRead) {
-        result.backup = backupFile(path);
-        if (!result.backup && readFile(path)) {
-            // The file can be read but not copied aside: keep it rather than lose it.
-            result.error = "could not keep a copy of the file before replacing it";
+        auto kept = keepCopyBeforeReplacing(path);
+        result.backup = std::move(kept.copy);
+        if (!kept.mayReplace) {
+            result.refused = true;
+            result.error = "it could not be read whole and no copy of it could be made";
             return result;
         }
     }
-    result.error = saveJSON(store, path, durability);
+    result.error = writeFileAtomically(path, text.text, durability);
     return result;
 }
 

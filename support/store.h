@@ -52,14 +52,18 @@ struct LoadedStore {
     Store store;
     StoreFileState state = StoreFileState::missing;
     std::string problem;  // partlyRead or unreadable: why, in words ("it is not JSON")
+    // Unreadable because its bytes could not even be read (no permission, not a regular
+    // file), rather than read and not understood.
+    bool bytesUnread = false;
 };
 
-// Reads the document; a missing or bad file gives an empty store (and says which and why).
+// Reads the document (readRegularFile, parseJsonText); a missing or bad file gives an empty
+// store (and says which and why).
 LoadedStore loadStore(const std::filesystem::path& path);
 
 // Pretty-printed, keys sorted, dates as ISO 8601, written atomically. Returns the reason on
-// failure (a value JSON cannot hold, an unwritable directory, a full disk); the old file is
-// then untouched.
+// failure (a value JSON cannot hold, a name or text that is not UTF-8, an unwritable
+// directory, a full disk); the old file is then untouched.
 std::optional<std::string> saveJSON(const Json& document, const std::filesystem::path& path,
                                     Durability durability = Durability::whole);
 std::optional<std::string> saveJSON(const Store& store, const std::filesystem::path& path,
@@ -68,11 +72,15 @@ std::optional<std::string> saveJSON(const Store& store, const std::filesystem::p
 struct StoreSave {
     std::optional<std::string> error;
     std::optional<std::filesystem::path> backup;  // where an unreadable original was kept
+    // The file was not read whole and no copy of it could be made, so it was left alone;
+    // error then says so ("it could not be read whole and no copy of it could be made").
+    bool refused = false;
 };
 
 // Saves a store that was loaded from this path. When the file was there but not read whole
-// (unreadable, or holding more than its values), its bytes are first copied aside
-// (backupFile), so a rewrite never destroys what the user had.
+// (unreadable, or holding more than its values), its bytes are first copied aside, and when
+// that cannot be done it is not replaced (keepCopyBeforeReplacing), so a rewrite never
+// destroys what the user had.
 StoreSave saveStoreOver(const Store& store, const LoadedStore& loadedFrom,
                         const std::filesystem::path& path,
                         Durability durability = Durability::whole);

@@ -152,6 +152,19 @@ std::string toLowerCase(std::string_view text) {
     return lower;
 }
 
+bool isValidUtf8(std::string_view text) {
+    for (std::size_t at = 0; at < text.size();) {
+        if (static_cast<unsigned char>(text[at]) < 0x80) {
+            ++at;
+            continue;
+        }
+        Scalar scalar = decode(text, at);
+        if (!scalar.valid) return false;
+        at += scalar.length;
+    }
+    return true;
+}
+
 std::string repairUtf8(std::string_view text) {
     std::string repaired;
     repaired.reserve(text.size());

@@ -38,6 +38,10 @@ inline bool isCharacter(std::string_view text, std::size_t start, std::size_t en
 // UTF-8 are kept as they are.
 std::string toLowerCase(std::string_view text);
 
+// Whether the text is well-formed UTF-8 (no overlong forms, surrogates or scalars beyond
+// U+10FFFF): the only text a JSON reader accepts.
+bool isValidUtf8(std::string_view text);
+
 // The text with each malformed UTF-8 sequence replaced by U+FFFD, as the system's own
 // string conversion does for command-line words and clipboard contents.
 std::string repairUtf8(std::string_view text);

@@ -34,6 +34,11 @@ std::filesystem::path settingsPath(CommandContext& context) {
 int save(const support::Store& store, const support::LoadedStore& loaded,
          const std::filesystem::path& path, CommandContext& context) {
     auto result = support::saveStoreOver(store, loaded, path);
+    if (result.refused) {
+        // The same rule and words as the agent's for its configuration file.
+        context.err << "ERROR: Not saving " << path.string() << ": " << *result.error << '\n';
+        return 1;
+    }
     if (result.error) {
         context.err << "ERROR: Could not save " << path.string() << ": " << *result.error << '\n';
         return 1;
@@ -46,7 +51,10 @@ int save(const support::Store& store, const support::LoadedStore& loaded,
 }
 
 // Loads the store. A file that is there but cannot be read is named on standard error; the
-// command then goes on with an empty store, as its outputs define.
+// command then goes on with an empty store, as its outputs define, except that listing,
+// reading and removing fail (status 1) when not even the file's bytes could be read (no
+// permission, a FIFO or another non-regular file): an empty list or "not found" would then
+// be a guess.
 support::LoadedStore load(const std::filesystem::path& path, CommandContext& context) {
     auto loaded = support::loadStore(path);
     if (loaded.state == support::StoreFileState::unreadable) {
@@ -66,6 +74,7 @@ int handleSettings(const Args& args, CommandContext& context) {
     const auto path = settingsPath(context);
     if (args.empty()) {
         auto loaded = load(path, context);
+        if (loaded.bytesUnread) return 1;
         if (loaded.store.values.empty()) {
             context.out << "No settings configured.\n";
             return 0;
@@ -84,6 +93,7 @@ int handleSettings(const Args& args, CommandContext& context) {
         const std::string& name = args[1];
         auto lock = support::FileLock::acquire(path);
         auto loaded = load(path, context);
+        if (loaded.bytesUnread) return 1;
         if (!loaded.store.values.contains(name)) return notFound(name, context);
         loaded.store.values.erase(name);
         if (int status = save(loaded.store, loaded, path, context)) return status;
@@ -93,6 +103,7 @@ int handleSettings(const Args& args, CommandContext& context) {
     const std::string& name = args[0];
     if (args.size() == 1) {
         auto loaded = load(path, context);
+        if (loaded.bytesUnread) return 1;
         auto found = loaded.store.values.find(name);
         if (found == loaded.store.values.end()) return notFound(name, context);
         context.out << support::storeValueText(found->second) << '\n';

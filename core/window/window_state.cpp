@@ -194,8 +194,8 @@ bool saveWindowState(const WindowState& state, const std::filesystem::path& stat
                     << " state file was kept as " << saved.backup->string() << '\n';
     }
     if (saved.error) {
-        diagnostics << "ERROR: Could not save " << stateFile.string() << ": " << *saved.error
-                    << '\n';
+        diagnostics << (saved.refused ? "ERROR: Not saving " : "ERROR: Could not save ")
+                    << stateFile.string() << ": " << *saved.error << '\n';
         return false;
     }
     return true;

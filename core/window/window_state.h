@@ -125,8 +125,9 @@ std::optional<WindowState> loadWindowState(const std::string& appName,
                                            const std::filesystem::path& stateFile);
 
 // Writes the record under its key and keeps every other entry of the file. A file that could
-// not be read is kept aside before it is replaced. False, with an "ERROR: " line on
-// diagnostics, when nothing could be written; the file is then unchanged.
+// not be read is kept aside before it is replaced, and left alone when no copy of it can be
+// made. False, with an "ERROR: " line on diagnostics, when nothing could be written; the file
+// is then unchanged.
 bool saveWindowState(const WindowState& state, const std::filesystem::path& stateFile,
                      std::ostream& diagnostics);
 

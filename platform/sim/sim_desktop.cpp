@@ -19,10 +19,11 @@ class SimFile {
     explicit SimFile(std::filesystem::path path) : path_(std::move(path)) {}
 
     Json load() const {
-        auto bytes = support::readFile(path_);
-        if (!bytes) fail("cannot read the file");
-        auto document = support::parseJson(*bytes);
-        if (!document) fail("the file is not valid JSON");
+        auto read = support::readRegularFile(path_);
+        if (!read.bytes) fail(read.problem);  // "it is a FIFO, not a regular file"
+        auto parsed = support::parseJsonText(*read.bytes);
+        if (!parsed.value) fail(parsed.problem);  // "it is not JSON"
+        auto& document = parsed.value;
         if (!document->is_object()) fail("the top level must be a JSON object");
         checkArray(*document, "displays");
         checkArray(*document, "apps");

@@ -219,6 +219,19 @@ TEST(ConfigStore, NeverOverwritesWhatItCannotCopy) {
     EXPECT_THAT(f.backups(), SizeIs(0));
 }
 
+// A FIFO in place of wendle-config.json hung the agent at start-up, where SIGTERM no longer
+// stopped it. It is a file that cannot be read: the agent starts on an empty configuration
+// and, as no copy of it can be made, never replaces it.
+TEST(ConfigStore, AFifoInPlaceOfTheFileIsNeverWaitedForNorReplaced) {
+    StoreOnDisk f;
+    ASSERT_TRUE(testing::makeUnreadable(f.file(), testing::Unreadable::fifo));
+    EXPECT_EQ(f.store.loadAtLaunch().state, ConfigFileState::unreadable);
+    f.store.upsertAppConfig("a", "A");
+    f.clock.advance(150ms);
+    EXPECT_TRUE(std::filesystem::is_fifo(f.file()));
+    EXPECT_THAT(f.backups(), SizeIs(0));
+}
+
 TEST(DefaultConfigURL, LiesInTheTarnDirectoryWhichItCreates) {
     testing::TempDir home;
     testing::ScopedEnv config("XDG_CONFIG_HOME", home.path().c_str());

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include "tests/common/command_runner.h"
 #include "tests/common/golden.h"
@@ -184,6 +185,58 @@ TEST_F(MoveAppCommandTest, StateThatCannotBeSavedEndsWithStatusOne) {
     auto result = run({"move-app", "right"});
     EXPECT_EQ(result.status, 1);
     EXPECT_THAT(result.err, HasSubstr("ERROR: Could not save "));
+}
+
+// With an unreadable state.json, "tarn move-app right" silently replaced it, and another
+// application's window record was gone; a FIFO there hung the command. The window still
+// moves; the file is left as it was and the command says so with status 1.
+TEST_F(MoveAppCommandTest, StateFileThatCannotBeReadIsNeverReplaced) {
+    const auto file = configDir() / "state.json";
+    const std::string other = R"({"values": {"window_Other": "{}"}})";
+    for (auto kind : {Unreadable::fifo, Unreadable::noPermission}) {
+        std::filesystem::remove_all(configDir());
+        if (!makeUnreadable(file, kind, other)) continue;  // root reads a file of any mode
+        SCOPED_TRACE(nameOf(kind));
+        auto result = run({"move-app", "right"});
+        EXPECT_EQ(result.status, 1);
+        EXPECT_THAT(result.err, HasSubstr("ERROR: Not saving " + file.string() +
+                                          ": it could not be read whole and no copy of it "
+                                          "could be made\n"));
+        EXPECT_TRUE(backupsOf(file).empty());
+        if (kind == Unreadable::noPermission) {
+            std::filesystem::permissions(file, std::filesystem::perms::owner_read);
+            EXPECT_EQ(configFile("state.json"), other);
+        } else {
+            EXPECT_TRUE(std::filesystem::is_fifo(file));
+        }
+    }
+}
+
+// A desktop file nested 200,000 deep crashed move-app and keys (a segmentation fault in the
+// recursive writer); a FIFO in its place would hang them. Both are one clear error.
+TEST_F(MoveAppCommandTest, DesktopFileTooDeepOrNotAFileIsAnErrorNotACrash) {
+    std::string deep = support::writeJson(basicDesktop());
+    deep.insert(deep.size() - 1,
+                R"(,"deep":)" + std::string(200000, '[') + std::string(200000, ']'));
+    const std::pair<std::function<void()>, std::string> desktops[] = {
+        {[&] { support::writeFileAtomically(simFile(), deep); },
+         "it is nested more than 512 levels deep"},
+        {[&] {
+             std::filesystem::remove(simFile());
+             makeUnreadable(simFile(), Unreadable::fifo);
+         },
+         "it is a FIFO, not a regular file"},
+    };
+    for (const auto& [make, why] : desktops) {
+        make();
+        for (const auto& args : {std::vector<std::string>{"move-app", "right"},
+                                 std::vector<std::string>{"keys", "a"}}) {
+            auto result = run(args);
+            EXPECT_EQ(result.status, 1) << why;
+            EXPECT_THAT(result.err, ::testing::EndsWith("ERROR: simulated desktop " +
+                                                        simFile().string() + ": " + why + "\n"));
+        }
+    }
 }
 
 TEST_F(MoveAppCommandTest, WindowThatRefusesASizeKeepsTheAskedFrameInState) {

@@ -123,6 +123,90 @@ TEST_F(SettingsCommandTest, UnwritableFolderFailsWithoutClaimingSuccess) {
     EXPECT_EQ(removal.err, "Setting 'browser' not found\n");
 }
 
+// "chmod 000 config.json; tarn settings c 3" said ERROR, then "Set c = 3", status 0, and left a
+// file holding only c, no copy; a FIFO there hung every form of the command. Now no form
+// guesses: each names the file and why, ends with status 1 and leaves the file as it was.
+TEST_F(SettingsCommandTest, FileThatCannotBeReadIsNeverReplacedAndNeverWaitedFor) {
+    const std::string path = (configDir() / "config.json").string();
+    const std::string notSaving = "ERROR: Not saving " + path +
+                                  ": it could not be read whole and no copy of it could be made\n";
+    const std::pair<std::vector<std::string>, bool> forms[] = {
+        {{"settings"}, false},
+        {{"settings", "a"}, false},
+        {{"settings", "c", "3"}, true},
+        {{"settings", "--remove", "a"}, false},
+    };
+    for (auto kind : {Unreadable::fifo, Unreadable::folder, Unreadable::noPermission}) {
+        std::filesystem::remove_all(configDir());
+        if (!makeUnreadable(configDir() / "config.json", kind, R"({"values": {"a": 1}})")) {
+            continue;  // root reads a file of any mode
+        }
+        for (const auto& [args, saves] : forms) {
+            SCOPED_TRACE(std::string(nameOf(kind)) + ": " + args.back());
+            auto result = run(args);
+            EXPECT_EQ(result.status, 1);
+            EXPECT_EQ(result.out, "");
+            EXPECT_EQ(result.err, "ERROR: Could not read " + path + ": " + unreadableProblem(kind) +
+                                      "\n" + (saves ? notSaving : ""));
+        }
+        EXPECT_TRUE(backupsOf(configDir() / "config.json").empty());
+        EXPECT_EQ(std::filesystem::status(configDir() / "config.json").type(),
+                  kind == Unreadable::fifo     ? std::filesystem::file_type::fifo
+                  : kind == Unreadable::folder ? std::filesystem::file_type::directory
+                                               : std::filesystem::file_type::regular);
+        if (kind == Unreadable::noPermission) {
+            std::filesystem::permissions(configDir() / "config.json",
+                                         std::filesystem::perms::owner_read);
+            EXPECT_EQ(settingsFile(), R"({"values": {"a": 1}})");
+        }
+    }
+}
+
+// "tarn settings bad $'\xff\xfe'" succeeded, and the next command found a file that is not
+// JSON. A name or value that is not UTF-8 is refused; JSON cannot hold it, and storing a
+// repaired or escaped form would read back as something other than what was set.
+TEST_F(SettingsCommandTest, TextThatIsNotUtf8IsRefusedSoTheFileStaysReadable) {
+    const std::string path = (configDir() / "config.json").string();
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"settings", "bad", "\xff\xfe"}, "the value of 'bad' is not valid UTF-8 text"},
+        {{"settings", "caf\xe9", "1"}, "the name 'caf\uFFFD' is not valid UTF-8 text"},
+    };
+    ASSERT_EQ(run({"settings", "good", "caf\u00e9"}).status, 0);
+    const auto before = settingsFile();
+    for (const auto& [args, why] : cases) {
+        auto result = run(args);
+        EXPECT_EQ(result.status, 1) << why;
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, "ERROR: Could not save " + path + ": " + why + "\n");
+        EXPECT_EQ(settingsFile(), before);
+    }
+    EXPECT_EQ(run({"settings"}).out, "Current settings:\n  good: caf\u00e9\n");
+}
+
+// A config.json of mode 0600 became 0644 after one save, and so did its backup.
+TEST_F(SettingsCommandTest, SavingKeepsTheFilesModeAndNewFilesArePrivate) {
+    auto file = configDir() / "config.json";
+    ASSERT_EQ(run({"settings", "a", "1"}).status, 0);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+    writeConfigFile("config.json", "{broken");
+    std::filesystem::permissions(file, std::filesystem::perms(0640));
+    ASSERT_EQ(run({"settings", "a", "2"}).status, 0);
+    EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0640));
+    auto backups = backupsOf(file);
+    ASSERT_EQ(backups.size(), 1u);
+    EXPECT_EQ(std::filesystem::status(backups[0]).permissions(), std::filesystem::perms(0640));
+}
+
+// A value nested 200,000 deep: the settings file is one that does not decode.
+TEST_F(SettingsCommandTest, NestingDeeperThanTheLimitIsNamedNotACrash) {
+    const std::string deep = std::string(200000, '[') + std::string(200000, ']');
+    writeConfigFile("config.json", R"({"values": {"a": )" + deep + "}}");
+    auto result = run({"settings"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.err, "ERROR: Could not read " + (configDir() / "config.json").string() +
+                              ": it is nested more than 512 levels deep\n");
+}
+
 // Every writer used to read, change and write the whole file unlocked: 3 of 50 keys survived.
 TEST_F(SettingsCommandTest, FiftyParallelWritersKeepAllFiftyKeys) {
     std::vector<std::future<int>> writers;

@@ -1,6 +1,10 @@
 #include "tests/common/temp_dir.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -33,6 +37,33 @@ std::vector<std::filesystem::path> backupsOf(const std::filesystem::path& file) 
         if (entry.path().filename().string().starts_with(prefix)) found.push_back(entry.path());
     }
     return found;
+}
+
+bool makeUnreadable(const std::filesystem::path& path, Unreadable kind, const std::string& bytes) {
+    std::filesystem::create_directories(path.parent_path());
+    switch (kind) {
+        case Unreadable::fifo:
+            return ::mkfifo(path.c_str(), 0600) == 0;
+        case Unreadable::folder:
+            return std::filesystem::create_directory(path);
+        case Unreadable::noPermission:
+            std::ofstream(path, std::ios::binary) << bytes;
+            std::filesystem::permissions(path, std::filesystem::perms::none);
+            return ::geteuid() != 0;
+    }
+    return false;
+}
+
+std::string unreadableProblem(Unreadable kind) {
+    switch (kind) {
+        case Unreadable::fifo:
+            return "it is a FIFO, not a regular file";
+        case Unreadable::folder:
+            return "it is a folder, not a regular file";
+        case Unreadable::noPermission:
+            return "it cannot be read: Permission denied";
+    }
+    return "";
 }
 
 ScopedEnv::ScopedEnv(const char* name, const char* value) : name_(name) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -28,7 +29,7 @@ TEST(WriteFileAtomicallyTest, ReplacesWholeAndLeavesNoTemporaryFile) {
     EXPECT_EQ(entriesIn(dir.path()), 1);
 }
 
-TEST(WriteFileAtomicallyTest, FailureLeavesTargetAloneAndNewFilesTakeTheUmask) {
+TEST(WriteFileAtomicallyTest, FailureLeavesTargetAloneAndNewFilesArePrivate) {
     TempDir dir;
     auto path = dir.path() / "f.json";
     std::filesystem::create_directory(path);  // rename over a directory fails
@@ -39,10 +40,10 @@ TEST(WriteFileAtomicallyTest, FailureLeavesTargetAloneAndNewFilesTakeTheUmask) {
     EXPECT_EQ(entriesIn(dir.path()), 1);
 
     EXPECT_TRUE(writeFileAtomically(dir.path() / "missing" / "f.json", "x"));
-    // The new file's mode used to come from setting the umask to read it, racing with other
-    // threads.
+    // A new file is the user's alone (0600), less what the umask takes; the mode used to come
+    // from setting the umask to read it, racing with other threads.
     const mode_t before = ::umask(0);
-    for (auto [mask, mode] : {std::pair<mode_t, mode_t>{022, 0644}, {077, 0600}, {0, 0666}}) {
+    for (auto [mask, mode] : {std::pair<mode_t, mode_t>{022, 0600}, {077, 0600}, {0, 0600}}) {
         ::umask(mask);
         auto file = dir.path() / ("f" + std::to_string(mask));
         ASSERT_FALSE(writeFileAtomically(file, "x"));
@@ -52,6 +53,28 @@ TEST(WriteFileAtomicallyTest, FailureLeavesTargetAloneAndNewFilesTakeTheUmask) {
         EXPECT_EQ(::umask(mask), mask);
     }
     ::umask(before);
+}
+
+// A 4 MB ".config.json.tmp-PID-0" stayed for good after a kill -9 during a save. Rows: a name
+// in the folder, whether the next save of config.json removes it.
+TEST(WriteFileAtomicallyTest, TemporaryFilesOfKilledWritersAreRemovedByTheNextWriter) {
+    const std::string dead = "4194305";  // beyond the largest pid Linux hands out
+    const std::string alive = std::to_string(::getpid());
+    const std::pair<std::string, bool> cases[] = {
+        {".config.json.tmp-" + dead + "-0", true},
+        {".config.json.bak-20260126T093000Z.tmp-" + dead + "-3", true},
+        {".config.json.tmp-" + alive + "-0", false},  // a live writer's work in progress
+        {".state.json.tmp-" + dead + "-0", false},    // another file's
+        {".config.jsonx.tmp-" + dead + "-0", false},
+        {".config.json.tmp-" + dead + "-x", false},
+        {".config.json.tmp-" + dead + "0", false},
+    };
+    TempDir dir;
+    for (const auto& [name, removed] : cases) std::ofstream(dir.path() / name) << "partial";
+    ASSERT_FALSE(writeFileAtomically(dir.path() / "config.json", "{}"));
+    for (const auto& [name, removed] : cases) {
+        EXPECT_EQ(std::filesystem::exists(dir.path() / name), !removed) << name;
+    }
 }
 
 TEST(ReadAndBackupFileTest, AbsentForMissingFilesAndEveryCopyKeptBesideTheOriginal) {

@@ -58,5 +58,60 @@ TEST(ParseJsonTest, AbsentForAnythingButOneJsonText) {
     }
 }
 
+// `depth` arrays (or objects with one member "a") nested in each other.
+std::string nestedText(int depth, bool objects = false) {
+    std::string text;
+    text.reserve(static_cast<std::size_t>(depth) * 6);
+    for (int i = 0; i < depth; ++i) text += objects ? "{\"a\":" : "[";
+    text += "1";
+    for (int i = 0; i < depth; ++i) text += objects ? "}" : "]";
+    return text;
+}
+
+// A 200,000-level value in the simulated desktop's file crashed tarn (its stack exhausted by
+// the recursive writer). Rows: the text, whether it is read, why not.
+TEST(ParseJsonTest, RefusesNestingDeeperThanTheLimitWithoutRecursing) {
+    const std::tuple<std::string, bool, std::string> cases[] = {
+        {nestedText(kMaxJsonDepth), true, ""},
+        {nestedText(kMaxJsonDepth + 1, true), false, "it is nested more than 512 levels deep"},
+        {nestedText(kMaxJsonDepth + 1), false, "it is nested more than 512 levels deep"},
+        {nestedText(200000), false, "it is nested more than 512 levels deep"},
+        {"[[1]", false, "it is not JSON"},
+        {"[\"\xff\"]", false, "it is not JSON"},
+    };
+    for (const auto& [text, read, problem] : cases) {
+        auto parsed = parseJsonText(text);
+        EXPECT_EQ(parsed.value.has_value(), read) << text.substr(0, 20);
+        EXPECT_EQ(parsed.problem, problem) << text.substr(0, 20);
+    }
+    // What is read is written back, at the limit too.
+    auto deepest = parseJson(nestedText(kMaxJsonDepth));
+    ASSERT_TRUE(deepest);
+    EXPECT_EQ(writeJson(*deepest), nestedText(kMaxJsonDepth));
+}
+
+// "tarn settings bad $'\xff\xfe'" wrote a file its reader refused, and the next set started
+// from an empty store. The writer now writes only what the reader reads back.
+TEST(WriteJsonTest, RefusesWhatTheReaderWouldRefuse) {
+    Json deep = 1;
+    for (int i = 0; i <= kMaxJsonDepth; ++i) {
+        Json outer = Json::array();
+        outer.push_back(std::move(deep));
+        deep = std::move(outer);
+    }
+    EXPECT_THROW(writeJson(deep), std::domain_error);
+    for (const char* text :
+         {"\xff\xfe", "a\xc0\xaf", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82"}) {
+        EXPECT_THROW(writeJson(Json(text)), std::domain_error) << text;
+        Json object = Json::object();
+        object[text] = 1;
+        EXPECT_THROW(writeJson(object), std::domain_error) << text;
+    }
+    for (const char* text : {"caf\xc3\xa9", "\xe2\x82\xac", "\xf0\x9f\x98\x80", ""}) {
+        auto written = writeJson(Json(text));
+        EXPECT_EQ(parseJson(written), Json(text)) << text;
+    }
+}
+
 }  // namespace
 }  // namespace tarn::support

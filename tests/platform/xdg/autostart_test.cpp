@@ -38,7 +38,7 @@ TEST(Autostart, RegisteredReadAndRemoved) {
     ASSERT_EQ(::stat(file.c_str(), &info), 0);
     mode_t mask = ::umask(0);
     ::umask(mask);
-    EXPECT_EQ(info.st_mode & 0777, 0666 & ~mask);  // the shared writer's mode
+    EXPECT_EQ(info.st_mode & 0777, 0600 & ~mask);  // the shared writer's mode for new files
 
     // Turned off by the desktop's settings: the file stays, the item is not enabled.
     for (const char* off : {"Hidden=true", "X-GNOME-Autostart-enabled=false"}) {

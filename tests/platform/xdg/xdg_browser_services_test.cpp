@@ -111,8 +111,11 @@ TEST_F(XdgTreeTest, SetWritesTheUserListAndXdgMimeAgrees) {
     write("config/mimeapps.list",
           "# my associations\n[Added Associations]\nimage/png=eog.desktop;\n"
           "[Default Applications]\ntext/html=old.desktop\nbroken line\n");
+    fs::permissions(at("config/mimeapps.list"), fs::perms(0600));
     EXPECT_TRUE(services()->setDefault("kde4-konqueror.desktop"));
     EXPECT_EQ(userList(), testing::golden("platform/xdg/golden/konqueror_mimeapps.list"));
+    // The list used to become 0644 with every change.
+    EXPECT_EQ(fs::status(at("config/mimeapps.list")).permissions(), fs::perms(0600));
     EXPECT_EQ(services()->currentDefaults(),
               (DefaultBrowsers{"kde4-konqueror.desktop", "kde4-konqueror.desktop"}));
     EXPECT_EQ(xdgMimeDefault("x-scheme-handler/https"), "kde4-konqueror.desktop\n");
@@ -129,13 +132,19 @@ TEST_F(XdgTreeTest, RefusesDefaultsThatCouldNotWorkAndLeavesTheFileAlone) {
     EXPECT_EQ(userList(), "[Default Applications]\n");
 }
 
-// A list that cannot be read is never replaced; one linked in stays a link.
+// A list that cannot be read is never replaced, and a FIFO in its place (which hung tarn for
+// ever) is never waited for; one linked in stays a link.
 TEST_F(XdgTreeTest, TheUserListIsReplacedOnlyWhenReadAndThroughItsLink) {
     const fs::path list = at("config/mimeapps.list");
-    fs::create_directories(list);
-    EXPECT_FALSE(services()->setDefault("zen.desktop"));
-    EXPECT_TRUE(fs::is_directory(list));
-    fs::remove(list);
+    for (auto kind : {testing::Unreadable::folder, testing::Unreadable::fifo}) {
+        ASSERT_TRUE(testing::makeUnreadable(list, kind));
+        EXPECT_FALSE(services()->setDefault("zen.desktop")) << nameOf(kind);
+        EXPECT_EQ(services()->currentDefaults().http, "chromium.desktop") << nameOf(kind);
+        EXPECT_EQ(fs::status(list).type(), kind == testing::Unreadable::fifo
+                                               ? fs::file_type::fifo
+                                               : fs::file_type::directory);
+        fs::remove(list);
+    }
     fs::create_symlink("mimeapps.list", list);  // a link to itself
     EXPECT_FALSE(services()->setDefault("zen.desktop"));
     fs::remove(list);
