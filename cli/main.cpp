@@ -13,7 +13,8 @@ int main(int argc, char** argv) {
     std::setvbuf(stderr, nullptr, _IOLBF, BUFSIZ);
     std::vector<std::string> args(argv, argv + argc);
     tarn::CommandContext context(std::cout, std::cerr, tarn::platform::openDesktop,
-                                 tarn::platform::openDisplaylessBrowserServices);
+                                 tarn::platform::openDisplaylessBrowserServices,
+                                 tarn::platform::openDisplaylessBrowserTabs);
     int status = tarn::commands::TarnCLI::main(args, context);
     std::cout.flush();
     return status;

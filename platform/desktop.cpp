@@ -5,6 +5,7 @@
 #include "platform/sim/sim_desktop.h"
 #include "platform/xdg/xdg_desktop.h"
 #if defined(__linux__)
+#include "platform/nativemsg/native_tabs.h"
 #include "platform/x11/x11_desktop.h"
 #endif
 
@@ -51,6 +52,16 @@ std::unique_ptr<BrowserServices> openDisplaylessBrowserServices() {
 #if defined(__linux__)
     return xdg::makeBrowserServices();
 #else
+    return nullptr;
+#endif
+}
+
+std::unique_ptr<BrowserTabs> openDisplaylessBrowserTabs(const std::string& browser) {
+    if (const char* sim = std::getenv("TARN_SIM_DESKTOP"); sim && *sim) return nullptr;
+#if defined(__linux__)
+    return nativemsg::makeNativeTabs(browser);
+#else
+    (void)browser;
     return nullptr;
 #endif
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/browser.h"
+#include "platform/browser_tabs.h"
 #include "platform/displays.h"
 #include "platform/input.h"
 #include "platform/window_system.h"
@@ -31,6 +32,12 @@ class Desktop {
     virtual Sleeper& sleeper() = 0;
     virtual BrowserServices& browsers() = 0;
     virtual ScriptRunner& scripts() = 0;
+    // The tabs of the named browser where the desktop reaches them without scripts; null
+    // where browsers are driven through scripts() instead.
+    virtual std::unique_ptr<BrowserTabs> browserTabs(const std::string& browser) {
+        (void)browser;
+        return nullptr;
+    }
 
     // Starts a new operation on a desktop that outlives one (the agent's): what the
     // backends remember of the last one is dropped.
@@ -58,5 +65,9 @@ DesktopChoice openAgentDesktop();
 // so a text console or an SSH login has them too. Null where they come only with the
 // desktop (a simulated desktop keeps them in its file; macOS).
 std::unique_ptr<BrowserServices> openDisplaylessBrowserServices();
+
+// The named browser's tabs where they need no display: on Linux through Tarn's browser
+// extension and its host. Null on a simulated desktop (its file has them) and elsewhere.
+std::unique_ptr<BrowserTabs> openDisplaylessBrowserTabs(const std::string& browser);
 
 }  // namespace tarn::platform
