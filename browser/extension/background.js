@@ -23,10 +23,13 @@ api.windows.onRemoved.addListener((windowId) => {
 
 async function windowsFrontToBack() {
   const windows = await api.windows.getAll({ populate: true, windowTypes: ["normal"] });
+  // What the worker saw come forward counts first: a headless browser or a window manager
+  // may leave "focused" on a window the user has since left. After the worker was
+  // restarted it knows nothing yet, and the browser's focused window leads.
   const rank = (w) => {
-    if (w.focused) return -1;
     const at = focusOrder.indexOf(w.id);
-    return at < 0 ? focusOrder.length : at;
+    if (at >= 0) return at;
+    return focusOrder.length + (w.focused ? 0 : 1);
   };
   return windows
     .map((w, made) => ({ w, made }))
