@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 #include <unistd.h>
+#include <csignal>
 #include <cstdio>
 #include <future>
 
@@ -101,6 +102,16 @@ TEST_F(HostTest, BadRequestsAreRefusedWithoutEndingTheHost) {
         ::shutdown(client.get(), SHUT_WR);
         EXPECT_EQ(reply(client), answer.empty() ? "" : frame(answer)) << sent;
     }
+    EXPECT_EQ(browserCloses(), 0);
+}
+
+TEST_F(HostTest, RequestTheBrowserNoLongerReadsIsAnsweredWithAnError) {
+    std::signal(SIGPIPE, SIG_IGN);  // as the host's program does
+    ::close(std::exchange(fromHost_[0], -1));
+    auto client = connect();
+    ASSERT_TRUE(writeAll(client.get(), frame(R"({"id":4,"command":"list"})")));
+    EXPECT_EQ(reply(client),
+              frame(R"({"id":4,"error":"the browser closed the extension's host"})"));
     EXPECT_EQ(browserCloses(), 0);
 }
 
