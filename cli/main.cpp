@@ -15,7 +15,10 @@ int main(int argc, char** argv) {
     const tarn::platform::Backend backend;
     tarn::CommandContext context(
         std::cout, std::cerr, [&backend] { return backend.openDesktop(); },
-        [&backend] { return backend.openDisplaylessBrowserServices(); });
+        [&backend] { return backend.openDisplaylessBrowserServices(); },
+        [&backend](const std::string& browser) {
+            return backend.openDisplaylessBrowserTabs(browser);
+        });
     int status = tarn::commands::TarnCLI::main(args, context);
     std::cout.flush();
     return status;

@@ -5,8 +5,12 @@
 namespace tarn {
 
 CommandContext::CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop,
-                               BrowsersOpener openBrowsers)
-    : out(out), err(err), open_(std::move(openDesktop)), openBrowsers_(std::move(openBrowsers)) {}
+                               BrowsersOpener openBrowsers, TabsOpener openTabs)
+    : out(out),
+      err(err),
+      open_(std::move(openDesktop)),
+      openBrowsers_(std::move(openBrowsers)),
+      openTabs_(std::move(openTabs)) {}
 
 CommandContext::CommandContext(std::ostream& out, std::ostream& err, platform::Desktop& desktop)
     : out(out), err(err), desktop_(&desktop) {}
@@ -26,6 +30,13 @@ platform::BrowserServices& CommandContext::browsers() {
     if (!browsers_ && openBrowsers_) browsers_ = openBrowsers_();
     if (browsers_) return *browsers_;
     return desktop().browsers();
+}
+
+std::unique_ptr<platform::BrowserTabs> CommandContext::browserTabs(const std::string& browser) {
+    if (!desktop_ && openTabs_) {
+        if (auto tabs = openTabs_(browser)) return tabs;
+    }
+    return desktop().browserTabs(browser);
 }
 
 std::filesystem::path CommandContext::appSupportDir() const {

@@ -23,9 +23,12 @@ class CommandContext {
     using DesktopOpener = std::function<platform::DesktopChoice()>;
     // Browser services to use while no desktop is open; null: the desktop's.
     using BrowsersOpener = std::function<std::unique_ptr<platform::BrowserServices>()>;
+    // A browser's tabs reached without a desktop; null: ask the desktop.
+    using TabsOpener =
+        std::function<std::unique_ptr<platform::BrowserTabs>(const std::string& browser)>;
 
     CommandContext(std::ostream& out, std::ostream& err, DesktopOpener openDesktop,
-                   BrowsersOpener openBrowsers = {});
+                   BrowsersOpener openBrowsers = {}, TabsOpener openTabs = {});
     // For tests and the agent: a desktop that is already open and owned elsewhere.
     CommandContext(std::ostream& out, std::ostream& err, platform::Desktop& desktop);
 
@@ -39,6 +42,10 @@ class CommandContext {
     // so the default-browser commands work where there is no display.
     platform::BrowserServices& browsers();
 
+    // The named browser's tabs, without a desktop where the platform reaches them so; null
+    // when the browser is driven through the desktop's scripts instead.
+    std::unique_ptr<platform::BrowserTabs> browserTabs(const std::string& browser);
+
     // The Application Support folder "Tarn", created when missing. Looked up once per
     // context: the agent keeps one for its life and acts on every key press.
     std::filesystem::path appSupportDir() const;
@@ -46,6 +53,7 @@ class CommandContext {
   private:
     DesktopOpener open_;
     BrowsersOpener openBrowsers_;
+    TabsOpener openTabs_;
     std::unique_ptr<platform::BrowserServices> browsers_;
     std::unique_ptr<platform::Desktop> owned_;
     platform::Desktop* desktop_ = nullptr;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "platform/nativemsg/native_tabs.h"
 #include "platform/sim/sim_agent.h"
 #include "platform/sim/sim_desktop.h"
 #include "platform/xdg/autostart.h"
@@ -195,6 +196,11 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
 std::unique_ptr<BrowserServices> Backend::openDisplaylessBrowserServices() const {
     if (choice_.kind == BackendKind::sim) return nullptr;
     return xdg::makeBrowserServices();
+}
+
+std::unique_ptr<BrowserTabs> Backend::openDisplaylessBrowserTabs(const std::string& browser) const {
+    if (choice_.kind == BackendKind::sim) return nullptr;
+    return nativemsg::makeNativeTabs(browser);
 }
 
 std::unique_ptr<AppIconNames> Backend::openAppIconNames() const {

@@ -65,6 +65,9 @@ class Backend {
     // files, so a text console or an SSH login has them too. Null where they come only with
     // the desktop (the simulated desktop keeps them in its file).
     std::unique_ptr<BrowserServices> openDisplaylessBrowserServices() const;
+    // The named browser's tabs where they need no display: on Linux through Tarn's browser
+    // extension and its host. Null on the simulated desktop (its file has them).
+    std::unique_ptr<BrowserTabs> openDisplaylessBrowserTabs(const std::string& browser) const;
     // Application icons named by the desktop's files; null where there are none.
     std::unique_ptr<AppIconNames> openAppIconNames() const;
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/browser.h"
+#include "platform/browser_tabs.h"
 #include "platform/displays.h"
 #include "platform/input.h"
 #include "platform/window_system.h"
@@ -31,6 +32,12 @@ class Desktop {
     virtual Sleeper& sleeper() = 0;
     virtual BrowserServices& browsers() = 0;
     virtual ScriptRunner& scripts() = 0;
+    // The tabs of the named browser where the desktop reaches them without scripts; null
+    // where browsers are driven through scripts() instead.
+    virtual std::unique_ptr<BrowserTabs> browserTabs(const std::string& browser) {
+        (void)browser;
+        return nullptr;
+    }
 
     // Starts a new operation on a desktop that outlives one (the agent's): what the
     // backends remember of the last one is dropped.

@@ -91,7 +91,45 @@ std::string browserOrDefault(const std::string& browser, CommandContext& context
     return kDefaultBrowser;
 }
 
+// Where the browser's tabs are reached without scripts: the first match is selected, else
+// the address opens; a browser that is not running is started with the address.
+int switchOrOpenTab(platform::BrowserTabs& tabs, const std::string& urlPattern,
+                    const std::string& titlePattern, const std::string& targetUrl,
+                    CommandContext& context) {
+    auto listing = tabs.list();
+    std::optional<platform::TabsFailure> failure = listing.failure;
+    if (!failure || failure->problem == platform::TabsProblem::notRunning) {
+        auto found =
+            failure ? std::nullopt : findTab(listing.windows, urlPattern, titleTerms(titlePattern));
+        if (found) {
+            const auto& window = listing.windows[found->window];
+            failure = tabs.select(window.id, window.tabs[found->tab].id);
+        } else {
+            failure = tabs.open(targetUrl);
+        }
+    }
+    if (!failure) return 0;
+    context.err << "Browser error: " << failure->message << '\n';
+    return 5;
+}
+
 }  // namespace
+
+std::optional<TabPosition> findTab(const std::vector<platform::BrowserWindow>& windows,
+                                   const std::string& urlPattern,
+                                   const std::vector<std::string>& titleTerms) {
+    for (std::size_t w = 0; w < windows.size(); ++w) {
+        const auto& tabs = windows[w].tabs;
+        for (std::size_t t = 0; t < tabs.size(); ++t) {
+            bool matches = tabs[t].url.find(urlPattern) != std::string::npos;
+            for (const auto& term : titleTerms) {
+                matches = matches || tabs[t].title.find(term) != std::string::npos;
+            }
+            if (matches) return TabPosition{w, t};
+        }
+    }
+    return std::nullopt;
+}
 
 std::vector<std::string> titleTerms(const std::string& titlePattern) {
     std::vector<std::string> terms;
@@ -136,8 +174,11 @@ int handleBrowserTab(const Args& args, CommandContext& context) {
         context.err << "Usage: tarn browser-tab <browser> <urlPattern> <titlePattern> <url>\n";
         throw CommandFailure(HelperError::insufficientArguments);
     }
-    return switchOrOpenBrowserTab(browserOrDefault(args[0], context), args[1], args[2], args[3],
-                                  context);
+    auto browser = browserOrDefault(args[0], context);
+    if (auto tabs = context.browserTabs(browser)) {
+        return switchOrOpenTab(*tabs, args[1], args[2], args[3], context);
+    }
+    return switchOrOpenBrowserTab(browser, args[1], args[2], args[3], context);
 }
 
 }  // namespace tarn::commands

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/context.h"
+#include "platform/browser_tabs.h"
 
 namespace tarn::commands {
 
@@ -18,6 +20,19 @@ bool isSafariFamily(const std::string& browser);
 // title matches, or opens targetUrl in a new tab. Patterns and the address go in verbatim.
 std::string composeBrowserTabScript(const std::string& browser, const std::string& urlPattern,
                                     const std::string& titlePattern, const std::string& targetUrl);
+
+struct TabPosition {
+    std::size_t window = 0;
+    std::size_t tab = 0;
+    friend bool operator==(const TabPosition&, const TabPosition&) = default;
+};
+
+// The first tab, windows front to back and tabs left to right, whose address contains the
+// URL pattern or whose title contains any title term. Plain text comparison: quotes and
+// backslashes are characters like any other.
+std::optional<TabPosition> findTab(const std::vector<platform::BrowserWindow>& windows,
+                                   const std::string& urlPattern,
+                                   const std::vector<std::string>& titleTerms);
 
 // Runs the script: 0 when it ran (or the runner refused the source), 5 after printing the
 // runner's error.

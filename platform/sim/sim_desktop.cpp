@@ -98,6 +98,65 @@ Json numberJson(double value) {
     return value;
 }
 
+// A browser's tabs as the file's "browserTabs" member gives them; what the command does to
+// them is appended to the events.
+class SimTabs final : public BrowserTabs {
+  public:
+    SimTabs(const SimFile& file, std::string browser) : file_(file), browser_(std::move(browser)) {}
+
+    TabListing list() override {
+        Json doc = file_.load();
+        const Json& tabs = doc["browserTabs"];
+        TabListing listing;
+        if (!flag(file_, tabs, "running", true)) {
+            listing.failure = TabsFailure{TabsProblem::notRunning, browser_ + " is not running"};
+        } else if (!flag(file_, tabs, "extension", true)) {
+            listing.failure = TabsFailure{TabsProblem::extensionMissing,
+                                          browser_ + " is running without Tarn's extension"};
+        }
+        if (listing.failure) return listing;
+        for (const Json& window : arrayOrEmpty(tabs, "windows")) {
+            BrowserWindow& listed = listing.windows.emplace_back();
+            listed.id = static_cast<std::int64_t>(number(file_, window, "id"));
+            for (const Json& tab : arrayOrEmpty(window, "tabs")) {
+                listed.tabs.push_back({static_cast<std::int64_t>(number(file_, tab, "id")),
+                                       optionalString(file_, tab, "url").value_or(""),
+                                       optionalString(file_, tab, "title").value_or("")});
+            }
+        }
+        return listing;
+    }
+
+    std::optional<TabsFailure> select(std::int64_t window, std::int64_t tab) override {
+        record({{"type", "tabSelect"}, {"browser", browser_}, {"window", window}, {"tab", tab}});
+        return std::nullopt;
+    }
+
+    std::optional<TabsFailure> open(const std::string& url) override {
+        Json doc = file_.load();
+        const Json& tabs = doc["browserTabs"];
+        if (!flag(file_, tabs, "running", true)) {
+            record({{"type", "browserStart"}, {"browser", browser_}, {"url", url}});
+        } else {
+            record({{"type", "tabOpen"},
+                    {"browser", browser_},
+                    {"url", url},
+                    {"newWindow", arrayOrEmpty(tabs, "windows").empty()}});
+        }
+        return std::nullopt;
+    }
+
+  private:
+    void record(Json event) {
+        Json doc = file_.load();
+        arrayMember(doc, "events").push_back(std::move(event));
+        file_.save(doc);
+    }
+
+    const SimFile& file_;
+    std::string browser_;
+};
+
 class SimDesktop final : public Desktop,
                          WindowSystem,
                          Displays,
@@ -120,6 +179,16 @@ class SimDesktop final : public Desktop,
     Sleeper& sleeper() override { return *this; }
     BrowserServices& browsers() override { return *this; }
     ScriptRunner& scripts() override { return *this; }
+
+    // A file with "browserTabs" offers a browser reached through its extension; without
+    // it, browsers take scripts.
+    std::unique_ptr<BrowserTabs> browserTabs(const std::string& browser) override {
+        Json doc = file_.load();
+        auto tabs = doc.find("browserTabs");
+        if (tabs == doc.end() || tabs->is_null()) return nullptr;
+        if (!tabs->is_object()) file_.fail("\"browserTabs\" must be an object");
+        return std::make_unique<SimTabs>(file_, browser);
+    }
 
     // --- WindowSystem -------------------------------------------------------------------
 

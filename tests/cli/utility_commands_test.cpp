@@ -119,6 +119,55 @@ TEST_F(UtilityCommandTest, TabScriptErrorUsesTheStoredBrowserAndEndsWithStatusFi
                 ::testing::StartsWith("tell application \"Safari\"\n    activate\n"));
 }
 
+// A browser reached through its extension: windows front to back, tabs left to right.
+TEST_F(UtilityCommandTest, TabThroughTheExtensionSelectsTheFirstMatchOrOpens) {
+    const char* twoWindows = R"({"browserTabs": {"windows": [
+        {"id": 1, "tabs": [{"id": 11, "url": "https://a.example/", "title": "Inbox"},
+                           {"id": 12, "url": "https://b.example/q\"x\\", "title": "Mail"}]},
+        {"id": 2, "tabs": [{"id": 21, "url": "https://c.example/", "title": "Docs"},
+                           {"id": 22, "url": "https://a.example/2", "title": "Calendar"}]}]}})";
+    struct Case {
+        const char* patch;
+        std::vector<std::string> args;
+        int status;
+        std::string err;
+        const char* event;
+    };
+    const Case cases[] = {
+        // clang-format off
+        {twoWindows, {"chromium", "a.example", "", "u"}, 0, "",
+         R"({"type": "tabSelect", "browser": "chromium", "window": 1, "tab": 11})"},
+        {twoWindows, {"chromium", "c.example", "zzz", "u"}, 0, "",
+         R"({"type": "tabSelect", "browser": "chromium", "window": 2, "tab": 21})"},
+        {twoWindows, {"chromium", "none", "zzz||Calendar", "u"}, 0, "",
+         R"({"type": "tabSelect", "browser": "chromium", "window": 2, "tab": 22})"},
+        {twoWindows, {"chromium", "none", "Docs||||x", "u"}, 0, "",
+         R"({"type": "tabSelect", "browser": "chromium", "window": 1, "tab": 11})"},
+        {twoWindows, {"firefox", "q\"x\\", "zzz", "u"}, 0, "",
+         R"({"type": "tabSelect", "browser": "firefox", "window": 1, "tab": 12})"},
+        {twoWindows, {"", "none", "zzz", "https://n/"}, 0, "",
+         R"({"type": "tabOpen", "browser": "Google Chrome", "url": "https://n/", "newWindow": false})"},
+        {R"({"browserTabs": {}})", {"chromium", "", "", "https://n/"}, 0, "",
+         R"({"type": "tabOpen", "browser": "chromium", "url": "https://n/", "newWindow": true})"},
+        {R"({"browserTabs": {"running": false}})", {"chromium", "a", "b", "https://n/"}, 0, "",
+         R"({"type": "browserStart", "browser": "chromium", "url": "https://n/"})"},
+        {R"({"browserTabs": {"extension": false}})", {"chromium", "a", "b", "https://n/"}, 5,
+         "Browser error: chromium is running without Tarn's extension\n", nullptr},
+        // clang-format on
+    };
+    for (const auto& c : cases) {
+        writeDesktopWith(c.patch);
+        std::vector<std::string> args{"browser-tab"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        auto result = run(args);
+        EXPECT_EQ(result.status, c.status) << c.args[1];
+        EXPECT_EQ(result.out, "");
+        EXPECT_EQ(result.err, c.err);
+        EXPECT_EQ(events(), c.event ? Json::array({Json::parse(c.event)}) : Json::array())
+            << c.args[1] << " " << c.args[2];
+    }
+}
+
 // Without DISPLAY (a text console, SSH) these failed with "No desktop to work on", though
 // they only read and write XDG files; commands that need the X server still ask for it.
 TEST_F(UtilityCommandTest, DefaultBrowserCommandsNeedNoDisplay) {

@@ -26,7 +26,12 @@ CommandResult runTarn(const std::vector<std::string>& args, const std::filesyste
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS"}) {
         if (const char* value = std::getenv(name)) env.push_back(std::string(name) + "=" + value);
     }
-    env.insert(env.end(), extraEnv.begin(), extraEnv.end());
+    // An extra entry replaces one of the same name (a test's own PATH).
+    for (const auto& entry : extraEnv) {
+        auto name = entry.substr(0, entry.find('=') + 1);
+        std::erase_if(env, [&](const std::string& old) { return old.starts_with(name); });
+        env.push_back(entry);
+    }
 
     std::vector<char*> argvPointers;
     for (auto& word : argv) argvPointers.push_back(word.data());
