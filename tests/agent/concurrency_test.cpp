@@ -8,8 +8,11 @@
 
 #include "agent/app_delegate.h"
 #include "agent/config_json.h"
+#include "agent/hosted_desktop.h"
 #include "agent/main_loop.h"
 #include "platform/sim/sim_agent.h"
+#include "platform/sim/sim_desktop.h"
+#include "support/files.h"
 #include "tests/agent/agent_fakes.h"
 
 namespace tarn::agent {
@@ -183,6 +186,40 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
     EXPECT_GT(moves.load(), 0);
     EXPECT_FALSE(agent.desktop.keyEvents.empty());
     EXPECT_EQ(agent.store.config().globalRules.size(), 1u);
+}
+
+// The agent keeps its desktop for its whole life; on the simulated desktop each action is one
+// transaction on the file. While an action runs, another process's change waits; once it is
+// done, the file holds the action's change, and the next action sees what others did since.
+TEST(Concurrency, EachActionOfTheAgentIsOneTransactionOnTheSimulatedDesktop) {
+    testing::TempDir dir;
+    auto file = dir.path() / "desktop.json";
+    std::ofstream(file) << R"({"apps": [], "pointer": {"x": 0, "y": 0}, "clock": "recorded"})";
+    HostedDesktop hosted([&] {
+        return platform::DesktopChoice{platform::sim::openSimDesktop(file), {}};
+    });
+    auto outside = platform::sim::openSimDesktop(file);  // another process, as far as locks go
+
+    hosted.startAction();
+    hosted.keyboard().post({.keyCode = 0, .down = true, .flags = 0, .marker = 7});
+    std::atomic<bool> warped{false};
+    std::thread other([&] {
+        outside->pointer().warp({3, 4});
+        warped = true;
+    });
+    std::this_thread::sleep_for(50ms);
+    EXPECT_FALSE(warped.load());
+    EXPECT_EQ(outside->pointer().location(), (platform::Point{0, 0}));
+    hosted.finishAction();
+    other.join();
+
+    hosted.startAction();
+    EXPECT_EQ(hosted.pointer().location(), (platform::Point{3, 4}));
+    hosted.finishAction();
+    auto events = support::parseJson(support::readFile(file).value_or(""));
+    ASSERT_TRUE(events);
+    EXPECT_EQ((*events)["events"].size(), 2u);  // the key, then the other's warp
+    EXPECT_EQ((*events)["events"][0]["marker"], 7);
 }
 
 }  // namespace
