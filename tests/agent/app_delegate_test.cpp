@@ -162,31 +162,6 @@ TEST_F(AppDelegateTest, AFileWrittenSlowlyIsReadWholeInTheEndAndNeverWrittenBack
     EXPECT_THAT(source.chords, ::testing::SizeIs(7));
 }
 
-// An undecodable file at launch: the agent runs on an empty configuration and leaves the file
-// alone until its own configuration changes; that save keeps a copy of the file first.
-TEST_F(AppDelegateTest, AnUndecodableFileAtLaunchIsLeftAloneUntilAnOwnChangeWhichCopiesItFirst) {
-    const std::string half = configText(withRule(124)).substr(0, 40);
-    writeFile(half);
-    launch();
-    EXPECT_TRUE(source.chords.empty());
-    EXPECT_THAT(transcript(), HasSubstr("\nwendle-config.json could not be read (it is not a "
-                                        "readable configuration); Wendle runs on an empty "
-                                        "configuration and leaves the file as it is until its "
-                                        "configuration is changed\n"));
-    mainLoop.advance(10s);
-    EXPECT_EQ(support::readFile(file()), half);
-    EXPECT_THAT(testing::backupsOf(file()), ::testing::IsEmpty());
-
-    store.setConfig(withRule(125));  // as the settings window does
-    mainLoop.advance(1s);
-    EXPECT_EQ(support::readFile(file()), configText(withRule(125)));
-    auto copies = testing::backupsOf(file());
-    ASSERT_THAT(copies, ::testing::SizeIs(1));
-    EXPECT_EQ(support::readFile(copies[0]), half);
-    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
-    EXPECT_THAT(transcript(), Not(HasSubstr("Reloading")));  // its own save is no outside edit
-}
-
 TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {
     writeFile(configText(withRule(124)));
     source.status = {{{124, 6}, platform::ChordGrab::takenByOther},

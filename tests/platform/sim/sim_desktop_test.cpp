@@ -2,11 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <atomic>
-#include <chrono>
-#include <thread>
 
 #include "support/files.h"
 #include "support/json_text.h"
@@ -101,52 +96,6 @@ TEST_F(SimDesktopTest, BadFilesThrowDesktopErrorNamingTheFile) {
     }
     std::filesystem::remove(file());
     EXPECT_THROW(desktop().displays().activeDisplays(), DesktopError);
-}
-
-// One command, one transaction: read once under the file's lock, written once at the end.
-TEST_F(SimDesktopTest, AnOperationWritesOnceAtItsEndAndKeepsOtherWritersWaitingTillThen) {
-    // Every write replaces the file: a new inode.
-    auto inode = [&] {
-        struct stat info {};
-        return ::stat(file().c_str(), &info) == 0 ? info.st_ino : 0;
-    };
-    auto other = openSimDesktop(file());
-    const auto before = inode();
-    const auto start = other->windowSystem().position(1);
-    desktop().beginOperation();
-    desktop().keyboard().post({.keyCode = 0, .down = true, .flags = 0, .marker = {}});
-    desktop().windowSystem().setPosition(1, {5, 6});
-    EXPECT_EQ(desktop().windowSystem().position(1), (Point{5, 6}));  // its own change
-    EXPECT_EQ(inode(), before);                                      // not written yet
-    EXPECT_EQ(other->windowSystem().position(1), start);  // others read the file as it is
-
-    std::atomic<bool> warped = false;
-    std::thread writer([&] {
-        other->pointer().warp({1, 2});
-        warped = true;
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_FALSE(warped);  // waits for the operation to end
-    desktop().endOperation();
-    writer.join();
-    EXPECT_EQ(read()["events"], Json::parse(R"([
-        {"type": "key", "code": 0, "down": true, "flags": 0, "marker": null},
-        {"type": "pointer", "x": 1, "y": 2}])"));
-    EXPECT_EQ(read()["apps"][0]["windows"][0]["x"], 5);
-
-    // The next operation reads what others did meanwhile; one that only reads writes nothing.
-    const auto after = inode();
-    desktop().beginOperation();
-    EXPECT_EQ(desktop().pointer().location(), (Point{1, 2}));
-    desktop().endOperation();
-    EXPECT_EQ(inode(), after);
-
-    // An operation nobody ended still keeps its change when the desktop goes.
-    auto shortLived = openSimDesktop(file());
-    shortLived->beginOperation();
-    shortLived->clipboard().writeText("kept");
-    shortLived.reset();
-    EXPECT_EQ(read()["clipboard"], "kept");
 }
 
 }  // namespace
