@@ -6,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -148,8 +149,7 @@ std::filesystem::path instanceLockFile(const std::filesystem::path& folder,
                                        const std::string& desktopKey) {
     std::string safe;
     for (char c : desktopKey) {
-        bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                     c == '.' || c == '-';
+        bool plain = std::isalnum(static_cast<unsigned char>(c)) || c == '.' || c == '-';
         safe += plain ? c : '_';
     }
     if (safe.size() > 64) safe = shortHash(desktopKey);
