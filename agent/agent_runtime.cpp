@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -16,7 +15,6 @@
 #include "core/commands/version.h"
 #include "core/window/move_app.h"
 #include "platform/desktop.h"
-#include "support/app_support.h"
 
 namespace tarn::agent {
 namespace {
@@ -42,15 +40,6 @@ void printUsage(std::ostream& out, bool withWindows) {
     out << kUsageHead << (withWindows ? kHeadlessWithWindows : kHeadlessOnly) << kUsageTail;
 }
 
-std::filesystem::path lockPath() {
-    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
-    std::error_code error;
-    if (runtime && runtime[0] == '/' && std::filesystem::is_directory(runtime, error)) {
-        return std::filesystem::path(runtime) / "wendle.lock";
-    }
-    return support::getAppSupportDir(support::kAppDirName) / "wendle.lock";
-}
-
 // Signals reach the event loop through a pipe: the handler only writes the signal's number.
 int signalPipeWrite = -1;
 
@@ -68,10 +57,6 @@ SystemLog::Echo echoMode() {
 }
 
 }  // namespace
-
-Fd::~Fd() {
-    if (fd_ >= 0) ::close(fd_);
-}
 
 CommandLine parseCommandLine(int argc, char** argv, bool withWindows) {
     CommandLine line;
@@ -97,32 +82,6 @@ CommandLine parseCommandLine(int argc, char** argv, bool withWindows) {
     }
     if (!withWindows) line.headless = true;
     return line;
-}
-
-InstanceLock lockInstance() {
-    std::filesystem::path path = lockPath();
-    InstanceLock lock;
-    Fd fd(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-    if (fd.get() < 0) {
-        lock.error = path.string() + ": " + std::strerror(errno);
-    } else if (::flock(fd.get(), LOCK_EX | LOCK_NB) == 0) {
-        lock.result = InstanceLock::Result::acquired;
-        lock.fd = std::move(fd);
-    } else if (errno == EWOULDBLOCK) {
-        lock.result = InstanceLock::Result::heldByAnother;
-    } else {
-        lock.error = path.string() + ": " + std::strerror(errno);
-    }
-    return lock;
-}
-
-int reportLockNotAcquired(const InstanceLock& lock) {
-    if (lock.result == InstanceLock::Result::heldByAnother) {
-        std::cout << "Wendle is already running in this session\n";
-        return 0;
-    }
-    std::cerr << "wendle: cannot make sure only one agent runs: " << lock.error << '\n';
-    return 1;
 }
 
 std::unique_ptr<AgentRuntime> AgentRuntime::open(RuntimeHost host, std::string& error) {
@@ -166,7 +125,8 @@ AgentRuntime::AgentRuntime(RuntimeHost host, platform::Backend backend,
                log_,
                &window::handleMoveApp,
                [this] { desktop_.drop(); },
-               [this] { desktop_.startAction(); }},
+               [this] { desktop_.startAction(); },
+               [this] { desktop_.finishAction(); }},
       store_(host_.mainLoop, Logger(log_, LogCategory::appDelegate)),
       engine_(Logger(log_, LogCategory::ruleEngine)),
       observer_(*services_.apps, host_.mainLoop) {
@@ -231,7 +191,7 @@ void AgentRuntime::finish() {
     log_.flush();
 }
 
-int runHeadless() {
+int runHeadless(int instanceSocket) {
     MainLoop loop;
     std::string error;
     auto runtime = AgentRuntime::open({.mainLoop = loop,
@@ -244,6 +204,9 @@ int runHeadless() {
         return 1;
     }
     loop.watch(runtime->signalFd(), [&runtime] { runtime->readSignals(); });
+    if (instanceSocket >= 0) {
+        loop.watch(instanceSocket, [instanceSocket] { closeWaitingConnections(instanceSocket); });
+    }
     runtime->launch();
     int status = loop.run();
     runtime->finish();

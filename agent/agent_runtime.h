@@ -10,6 +10,7 @@
 #include "agent/app_observer.h"
 #include "agent/config_store.h"
 #include "agent/hosted_desktop.h"
+#include "agent/instance_lock.h"
 #include "agent/logger.h"
 #include "agent/permissions.h"
 #include "agent/rule_engine.h"
@@ -21,24 +22,6 @@
 
 namespace tarn::agent {
 
-// A file descriptor closed with its owner.
-class Fd {
-  public:
-    explicit Fd(int fd = -1) : fd_(fd) {}
-    ~Fd();
-    Fd(Fd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Fd& operator=(Fd&& other) noexcept {
-        std::swap(fd_, other.fd_);
-        return *this;
-    }
-    Fd(const Fd&) = delete;
-    Fd& operator=(const Fd&) = delete;
-    int get() const { return fd_; }
-
-  private:
-    int fd_;
-};
-
 // What the command line asks of wendle.
 struct CommandLine {
     bool headless = false;
@@ -47,19 +30,6 @@ struct CommandLine {
 };
 // `withWindows`: this build has the tray and settings window (--headless is then a choice).
 CommandLine parseCommandLine(int argc, char** argv, bool withWindows);
-
-// One agent per user session: a lock held on a file in the runtime directory for the
-// agent's life (the kernel lets it go however the process ends).
-struct InstanceLock {
-    enum class Result { acquired, heldByAnother, failed };
-    Result result = Result::failed;
-    Fd fd;
-    std::string error;
-};
-InstanceLock lockInstance();
-// Says why the agent does not start beside the one that holds the lock (or why the lock
-// could not be taken) and gives the exit status: 0 and 1.
-int reportLockNotAcquired(const InstanceLock& lock);
 
 // How the program's event loop serves the runtime.
 struct RuntimeHost {
@@ -130,7 +100,8 @@ class AgentRuntime {
 };
 
 // The agent without windows: the runtime on a poll() loop until a signal or a lost display
-// ends it. Returns the exit status.
-int runHeadless();
+// ends it. Returns the exit status. `instanceSocket`: the single-instance lock's socket, when
+// it is one; later launches that connect to it are let go at once.
+int runHeadless(int instanceSocket = -1);
 
 }  // namespace tarn::agent

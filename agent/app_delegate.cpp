@@ -39,7 +39,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     rulesChanged(parts_.configStore.config());
     WindowActions::configStore = &parts_.configStore;
     parts_.configStore.setOnConfigChanged([this](const RootConfig& config) {
-        watch_.ownSave();
+        watch_.ownSave(parts_.configStore.fileStamp());
         rulesChanged(config);
     });
     startInterceptionIfPossible();
@@ -48,7 +48,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         // registers nothing on its own.
         log_.error("First run: starting at login is left off (no settings window to ask)");
     }
-    watch_.start();
+    watch_.start(parts_.configStore.fileStamp());
 }
 
 ProbeTarget AppDelegate::probeTarget(std::unique_ptr<platform::Desktop>& holder) {
@@ -139,7 +139,11 @@ void AppDelegate::reportChords() {
 
 void AppDelegate::reloadConfiguration(const std::string& why) {
     log_.error("Reloading the configuration: " + why);
-    parts_.configStore.loadAtLaunch();
+    // Read only: a file that does not decode (half written, perhaps) leaves the rules as
+    // they are, and its next change is read again.
+    ConfigLoad load = parts_.configStore.reload();
+    watch_.ownSave(parts_.configStore.fileStamp());
+    if (load.taken()) rulesChanged(parts_.configStore.config());
 }
 
 void AppDelegate::prepareToQuit() {

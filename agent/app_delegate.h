@@ -53,7 +53,7 @@ class AppDelegate {
 
     void applicationDidFinishLaunching();
     void startInterceptionIfPossible();
-    // Loads the file again, as at launch (SIGHUP, or an edit made outside the agent).
+    // Reads the file again (SIGHUP, or an edit made outside the agent); never writes it.
     void reloadConfiguration(const std::string& why);
     // Stops the key source and writes a configuration change that is still waiting.
     void prepareToQuit();

@@ -1,8 +1,13 @@
 #include "agent/config_store.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "support/app_support.h"
 #include "support/files.h"
@@ -22,6 +27,33 @@ std::string describeIssues(const ConfigLoad& load) {
     return text;
 }
 
+// The file as found: how it was read, what it holds, and its stamp, taken before the read
+// so that a change made during the read shows as a change after it.
+struct FileRead {
+    ConfigLoad load;
+    RootConfig config;
+    std::optional<FileStamp> stamp;
+};
+
+FileRead readConfigFile(const std::filesystem::path& path) {
+    FileRead read;
+    read.stamp = stampOf(path);
+    std::error_code error;
+    bool exists = std::filesystem::exists(path, error);
+    if (!exists && !error) return read;
+    // When even its existence cannot be checked, treat it as a file that must be kept.
+    read.load.state = ConfigFileState::unreadable;
+    if (auto text = support::readFile(path)) {
+        if (auto decoded = decodeConfigText(*text)) {
+            read.load.state =
+                decoded->readWhole() ? ConfigFileState::read : ConfigFileState::partlyRead;
+            read.load.issues = std::move(decoded->issues);
+            read.config = std::move(decoded->config);
+        }
+    }
+    return read;
+}
+
 }  // namespace
 
 std::filesystem::path defaultConfigURL() {
@@ -38,33 +70,67 @@ ConfigStore::ConfigStore(Scheduler& scheduler, Logger log,
 
 ConfigLoad ConfigStore::loadAtLaunch() {
     std::filesystem::path path = configURL();
-    ConfigLoad load;
-    RootConfig config;
-    std::error_code error;
-    bool exists = std::filesystem::exists(path, error);
-    if (exists || error) {
-        // When even its existence cannot be checked, treat it as a file that must be kept.
-        load.state = ConfigFileState::unreadable;
-        if (auto text = support::readFile(path)) {
-            if (auto decoded = decodeConfigText(*text)) {
-                load.state =
-                    decoded->readWhole() ? ConfigFileState::read : ConfigFileState::partlyRead;
-                load.issues = std::move(decoded->issues);
-                config = std::move(decoded->config);
-            }
-        }
+    FileRead read = readConfigFile(path);
+    known_ = read.stamp;
+    unsavedOriginal_.reset();
+    if (read.load.state == ConfigFileState::partlyRead ||
+        read.load.state == ConfigFileState::unreadable) {
+        unsavedOriginal_ = read.load;
+        log_.error(path.filename().string() +
+                   (read.load.taken() ? " could not be read whole (" : " could not be read (") +
+                   describeIssues(read.load) + "); Wendle runs on " +
+                   (read.load.taken() ? "what it could read" : "an empty configuration") +
+                   " and leaves the file as it is until its configuration is changed");
     }
-    if (load.state == ConfigFileState::partlyRead || load.state == ConfigFileState::unreadable) {
-        unsavedOriginal_ = load;
+    debouncer_.cancel();
+    pending_ = Pending::none;
+    publish(std::make_shared<const RootConfig>(std::move(read.config)));
+    if (read.load.state == ConfigFileState::missing) {
+        pending_ = Pending::create;
+        debouncer_.poke();
+    }
+    return read.load;
+}
+
+ConfigLoad ConfigStore::reload() {
+    std::filesystem::path path = configURL();
+    FileRead read = readConfigFile(path);
+    known_ = read.stamp;
+    std::string name = path.filename().string();
+    if (!read.load.taken()) {
+        // What the user is writing may be half way: the agent keeps what it has and writes
+        // nothing; the file's next change is read again. A save of the agent's own that is
+        // still to come copies the file first.
+        if (read.load.state == ConfigFileState::unreadable) {
+            unsavedOriginal_ = read.load;
+            log_.error(name + " could not be read (" + describeIssues(read.load) +
+                       "); Wendle keeps the configuration it has and reads the file again "
+                       "when it next changes");
+        } else {
+            unsavedOriginal_.reset();
+            log_.error(name + " is not there; Wendle keeps the configuration it has");
+        }
+        return read.load;
+    }
+    if (read.load.state == ConfigFileState::partlyRead) {
+        unsavedOriginal_ = read.load;
+        log_.error(name + " could not be read whole (" + describeIssues(read.load) +
+                   "); Wendle runs on what it could read and leaves the file as it is until "
+                   "its configuration is changed");
     } else {
         unsavedOriginal_.reset();
     }
-    setConfig(std::move(config));
-    return load;
+    // The file is the newer word: a change still waiting to be saved would write it back.
+    debouncer_.cancel();
+    pending_ = Pending::none;
+    publish(std::make_shared<const RootConfig>(std::move(read.config)));
+    return read.load;
 }
 
 void ConfigStore::setConfig(RootConfig config) {
     publish(std::make_shared<const RootConfig>(std::move(config)));
+    pending_ = Pending::save;
+    debouncer_.poke();
 }
 
 void ConfigStore::update(const std::function<void(RootConfig&)>& change) {
@@ -133,13 +199,14 @@ void ConfigStore::publish(std::shared_ptr<const RootConfig> config) {
         // The old value is released outside the lock when this was its last holder.
         published_.swap(config);
     }
-    debouncer_.poke();
     notifyListeners();
 }
 
 void ConfigStore::settle() {
     auto before = saveError_;
-    save();
+    Pending what = std::exchange(pending_, Pending::none);
+    if (what == Pending::save) save();
+    if (what == Pending::create) createMissingFile();
     if (saveError_ != before) notifyListeners();
     if (onConfigChanged_) onConfigChanged_(*current_);
 }
@@ -147,8 +214,13 @@ void ConfigStore::settle() {
 void ConfigStore::save() {
     std::filesystem::path path = configURL();
     auto lock = support::FileLock::acquire(path);
-    if (unsavedOriginal_ && !keepUnreadFile(path)) {
-        saveError_ = path.string() + " could not be read whole and no copy of it could be made";
+    auto now = stampOf(path);
+    // A file there that is not the one the store last read or wrote: an edit made outside
+    // that is not loaded yet, or one still being written.
+    bool changedOutside = now && now != known_;
+    if ((unsavedOriginal_ || changedOutside) && !keepFileBeforeReplacing(path)) {
+        saveError_ = path.string() + (unsavedOriginal_ ? " could not be read whole" : " changed") +
+                     " and no copy of it could be made";
         return;
     }
     std::string text;
@@ -162,7 +234,36 @@ void ConfigStore::save() {
     }
     // A failed write is retried with the next change; the file is never left half written.
     saveError_ = support::writeFileAtomically(path, text);
-    if (saveError_) saveFailed("Could not save " + path.string() + ": " + *saveError_);
+    if (saveError_) return saveFailed("Could not save " + path.string() + ": " + *saveError_);
+    known_ = stampOf(path);
+}
+
+// The launch found no file: one is made with the configuration as it is, but only where
+// there is still none. A file that appeared meanwhile is the user's; the watch loads it.
+// Made aside and linked into place, which unlike a rename never replaces a file.
+void ConfigStore::createMissingFile() {
+    std::filesystem::path path = configURL();
+    auto lock = support::FileLock::acquire(path);
+    std::string text;
+    try {
+        text = configText(*current_);
+    } catch (const std::domain_error& error) {
+        saveError_ = error.what();
+        return saveFailed("Could not save " + path.string() + ": " + error.what());
+    }
+    std::filesystem::path aside = path.parent_path() / ("." + path.filename().string() + ".tmp-" +
+                                                        std::to_string(::getpid()) + "-new");
+    saveError_ = support::writeFileAtomically(aside, text);
+    if (saveError_) return saveFailed("Could not save " + path.string() + ": " + *saveError_);
+    int linked = ::link(aside.c_str(), path.c_str());
+    int linkError = errno;
+    ::unlink(aside.c_str());
+    if (linked == 0) {
+        known_ = stampOf(path);
+    } else if (linkError != EEXIST) {
+        saveError_ = std::strerror(linkError);
+        saveFailed("Could not save " + path.string() + ": " + *saveError_);
+    }
 }
 
 void ConfigStore::saveFailed(const std::string& reason) {
@@ -170,22 +271,30 @@ void ConfigStore::saveFailed(const std::string& reason) {
     if (onSaveFailed_) onSaveFailed_(reason);
 }
 
-// Copies a file that was not read whole aside before it is replaced. False while the file is
-// still there and no copy of it could be made: it must not be overwritten then.
-bool ConfigStore::keepUnreadFile(const std::filesystem::path& path) {
-    const ConfigLoad& load = *unsavedOriginal_;
-    // The rule every writer of Tarn's files follows (support::keepCopyBeforeReplacing).
+// Copies the file aside before it is replaced: one that was not read whole, or that changed
+// since the store last read or wrote it. False while the file is still there and no copy of
+// it could be made: it must not be overwritten then.
+bool ConfigStore::keepFileBeforeReplacing(const std::filesystem::path& path) {
+    std::string name = path.filename().string();
+    std::string why = unsavedOriginal_
+                          ? "it could not be read whole (" + describeIssues(*unsavedOriginal_) + ")"
+                          : "it changed since Wendle last read it";
+    // The rule every writer of Tarn's files follows.
     auto kept = support::keepCopyBeforeReplacing(path);
     if (kept.copy) {
-        log_.error(path.filename().string() + " could not be read whole (" + describeIssues(load) +
-                   "); its original is kept as " + kept.copy->string());
+        if (unsavedOriginal_) {
+            log_.error(name + " could not be read whole (" + describeIssues(*unsavedOriginal_) +
+                       "); its original is kept as " + kept.copy->string());
+        } else {
+            log_.error(name + " changed since Wendle last read it; that version is kept as " +
+                       kept.copy->string());
+        }
     }
     if (kept.mayReplace) {
-        unsavedOriginal_.reset();  // copied, or gone since launch: nothing left to protect
+        unsavedOriginal_.reset();  // copied, or gone meanwhile: nothing left to protect
         return true;
     }
-    saveFailed("Not saving " + path.string() + ": it could not be read whole (" +
-               describeIssues(load) + ") and no copy of it could be made");
+    saveFailed("Not saving " + path.string() + ": " + why + " and no copy of it could be made");
     return false;
 }
 

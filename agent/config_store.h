@@ -13,6 +13,7 @@
 
 #include "agent/config.h"
 #include "agent/config_json.h"
+#include "agent/config_watch.h"
 #include "agent/logger.h"
 #include "agent/scheduler.h"
 
@@ -32,15 +33,25 @@ enum class ConfigFileState {
 struct ConfigLoad {
     ConfigFileState state = ConfigFileState::missing;
     std::vector<ConfigIssue> issues;
+    // Whether what the file holds became the configuration (it was read, whole or in part).
+    bool taken() const {
+        return state == ConfigFileState::read || state == ConfigFileState::partlyRead;
+    }
 };
 
 // Owns the agent's configuration. Every change is published at once (to the snapshot the
 // work queue reads) and, once changes have paused for 150 ms, saved to the file and handed
 // to onConfigChanged. Used on the main thread only, except snapshot().
 //
-// Nothing the user wrote is lost: a file that was there but could not be read whole is
-// copied to "wendle-config.json.bak-<UTC time>" before the first save replaces it, and while
-// no copy can be made the store does not write the file at all.
+// Reading the file never leads to writing it: the file is written only when the agent's own
+// configuration changed (setConfig, update, upsertAppConfig), never to bring a file it read
+// into its own layout, and a file it could not decode is left as it is. The one exception is
+// a file that is not there at launch: it is created (never over a file that appeared since).
+//
+// Nothing the user wrote is lost: before a save replaces a file that was there but could not
+// be read whole, or that changed since the store last read or wrote it (an edit not loaded
+// yet, perhaps still being written), the file is copied to "wendle-config.json.bak-<UTC
+// time>"; while no copy can be made the store does not write the file at all.
 class ConfigStore {
   public:
     static constexpr std::chrono::milliseconds kSaveDelay{150};
@@ -51,8 +62,15 @@ class ConfigStore {
     ConfigStore& operator=(const ConfigStore&) = delete;
 
     // Reads the file and publishes what it holds (an empty configuration when there is none
-    // or it cannot be read), so the file is rewritten in the current layout shortly after.
+    // or it cannot be read, which is logged). Nothing is written, except that a missing file
+    // is created 150 ms later (so the next launch is no first run).
     ConfigLoad loadAtLaunch();
+    // Reads the file again after a change made outside the agent (or SIGHUP). A file that
+    // decodes, whole or in part, becomes the configuration, and a save still waiting is
+    // dropped (the file is the newer word). A file that is gone, cannot be read or does not
+    // decode (half written, perhaps) leaves the configuration as it is; the log says so, and
+    // the next change of the file is read again. Never writes the file.
+    ConfigLoad reload();
 
     const RootConfig& config() const { return *current_; }
     void setConfig(RootConfig config);
@@ -80,16 +98,24 @@ class ConfigStore {
     void upsertAppConfig(const std::string& bundleID, const std::string& displayName);
 
     std::filesystem::path configURL() const { return configURL_(); }
+    // The file as the store last read it (taken before the read) or wrote it; absent: there
+    // was no file.
+    const std::optional<FileStamp>& fileStamp() const { return known_; }
 
     // Saves a change still waiting for its delay now (the agent is about to end).
     void flushPendingSave() { debouncer_.flush(); }
 
   private:
+    // What the debounced settle writes: nothing (a load), the file a launch found missing,
+    // or the configuration after a change of the agent's own.
+    enum class Pending { none, create, save };
+
     void publish(std::shared_ptr<const RootConfig> config);
     void notifyListeners();
     void settle();
     void save();
-    bool keepUnreadFile(const std::filesystem::path& path);
+    void createMissingFile();
+    bool keepFileBeforeReplacing(const std::filesystem::path& path);
     void saveFailed(const std::string& reason);
 
     Logger log_;
@@ -105,6 +131,8 @@ class ConfigStore {
     std::optional<std::string> saveError_;
     // Set by a load that could not read the file whole, until a copy of the file exists.
     std::optional<ConfigLoad> unsavedOriginal_;
+    std::optional<FileStamp> known_;
+    Pending pending_ = Pending::none;
     Debouncer debouncer_;
 };
 

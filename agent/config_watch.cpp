@@ -20,13 +20,13 @@ ConfigWatch::~ConfigWatch() {
     if (next_) scheduler_.cancel(*next_);
 }
 
-void ConfigWatch::start() {
-    ownSave();
+void ConfigWatch::start(std::optional<FileStamp> known) {
+    ownSave(known);
     next_ = scheduler_.schedule(kInterval, [this] { look(); });
 }
 
-void ConfigWatch::ownSave() {
-    known_ = stampOf(path_());
+void ConfigWatch::ownSave(std::optional<FileStamp> known) {
+    known_ = known;
     seen_.reset();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -21,8 +22,9 @@ std::optional<FileStamp> stampOf(const std::filesystem::path& path);
 
 // Notices changes made to the configuration file by anyone but the agent, by looking at it
 // every 250 ms on the main loop. A change is reported once the file has held still for one
-// look, so a file still being written is not read half way. The agent's own saves are
-// noted with ownSave() and not reported.
+// look, so a file still being written is mostly not read half way (a writer that pauses
+// longer is: the reader must cope, see ConfigStore::reload). The file as the agent last read
+// or wrote it is handed in with ownSave() and not reported.
 class ConfigWatch {
   public:
     static constexpr std::chrono::milliseconds kInterval{250};
@@ -33,9 +35,11 @@ class ConfigWatch {
     ConfigWatch(const ConfigWatch&) = delete;
     ConfigWatch& operator=(const ConfigWatch&) = delete;
 
-    void start();
-    // The file as it is now is the agent's own (just saved, or just loaded).
-    void ownSave();
+    // `known`: the file as the agent read it at launch (absent: there was none).
+    void start(std::optional<FileStamp> known);
+    // The file as the agent last read or wrote it (absent: there is none): only a later
+    // change is reported.
+    void ownSave(std::optional<FileStamp> known);
 
   private:
     void look();

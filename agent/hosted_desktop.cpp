@@ -22,6 +22,7 @@ platform::Desktop& HostedDesktop::current() {
         platform::DesktopChoice choice = open_();
         if (!choice.desktop) throw platform::DesktopError(choice.error);
         current_ = std::move(choice.desktop);
+        if (inAction_) current_->beginOperation();
     }
     return *current_;
 }

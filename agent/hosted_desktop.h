@@ -32,10 +32,25 @@ class HostedDesktop final : public platform::Desktop {
     explicit HostedDesktop(Opener open) : open_(std::move(open)) {}
 
     // Forgets the current connection; the next use opens a new one.
-    void drop() { current_.reset(); }
-    // A new action: an open connection forgets what it remembered for the last one.
+    void drop() {
+        current_.reset();
+        inAction_ = false;
+    }
+    // A new action, one operation on the desktop (Desktop::beginOperation): an open
+    // connection forgets what it remembered for the last one.
     void startAction() {
-        if (current_) current_->forgetRemembered();
+        inAction_ = true;
+        if (current_) {
+            current_->forgetRemembered();
+            current_->beginOperation();
+        }
+    }
+    // The action is done, however it ended: its operation on the desktop ends (the simulated
+    // desktop writes what it changed and lets other processes at it). Throws
+    // platform::DesktopError when that write fails.
+    void finishAction() {
+        inAction_ = false;
+        if (current_) current_->endOperation();
     }
     void quit() { sleeper_.quit(); }
 
@@ -55,6 +70,7 @@ class HostedDesktop final : public platform::Desktop {
 
     Opener open_;
     std::unique_ptr<platform::Desktop> current_;
+    bool inAction_ = false;
     QuitSleeper sleeper_;
 };
 

@@ -106,6 +106,16 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
             } catch (const std::exception& error) {
                 log_.error(std::string("Action failed: ") + error.what());
             }
+            // The action's use of the desktop ends whatever happened to it.
+            try {
+                if (actions_.afterAction) actions_.afterAction();
+            } catch (const platform::DesktopError& error) {
+                log_.error(std::string("Action failed, its changes could not be written: ") +
+                           error.what());
+                if (actions_.desktopLost) actions_.desktopLost();
+            } catch (const std::exception& error) {
+                log_.error(std::string("Action failed: ") + error.what());
+            }
         });
     };
     return {swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass, std::move(queue)};

@@ -47,6 +47,9 @@ class Debouncer {
         action_();
     }
 
+    // Drops a pending action: it does not run.
+    void cancel() { stop(); }
+
   private:
     void stop() {
         if (pending_) scheduler_.cancel(*pending_);

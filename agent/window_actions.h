@@ -33,6 +33,9 @@ struct ActionHost {
     // Called before each action: the desktop outlives actions, and what it remembered for
     // the last one (monitors, window manager, a window's decorations) may have changed.
     std::function<void()> beforeAction{};
+    // Called after each action, however it ended (the desktop's operation ends: a simulated
+    // desktop writes what the action changed). May throw platform::DesktopError.
+    std::function<void()> afterAction{};
 };
 
 // Moving the focused window and the pointer for a matched rule. Runs on the work queue.

@@ -22,7 +22,12 @@ platform::Desktop& CommandContext::desktop() {
     if (!choice.desktop) throw platform::DesktopError(choice.error);
     owned_ = std::move(choice.desktop);
     desktop_ = owned_.get();
+    owned_->beginOperation();
     return *desktop_;
+}
+
+void CommandContext::endDesktopOperation() {
+    if (owned_) owned_->endOperation();
 }
 
 platform::BrowserServices& CommandContext::browsers() {

@@ -36,7 +36,13 @@ class CommandContext {
     std::ostream& err;
 
     // The desktop; throws platform::DesktopError naming what is missing when there is none.
+    // A desktop the context opens itself is one operation (Desktop::beginOperation) until
+    // endDesktopOperation().
     platform::Desktop& desktop();
+    // Ends the operation on the desktop the context opened (what it changed is written);
+    // nothing for a desktop owned elsewhere, whose owner ends its operations, or when none was
+    // opened. Throws platform::DesktopError when the change cannot be written.
+    void endDesktopOperation();
 
     // The browser services. They open no desktop when the platform has them without one,
     // so the default-browser commands work where there is no display.

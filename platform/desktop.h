@@ -45,6 +45,17 @@ class Desktop {
         windowSystem().forget();
         displays().forget();
     }
+
+    // One command, or one action of the agent, is one operation on the desktop, begun by
+    // whoever opened it and ended when the command or action is done. A backend whose
+    // desktop is a file that processes share (the simulated one) takes the file's lock at
+    // the operation's first use, reads it once, and writes it once at the end, so parallel
+    // commands each keep their change; between operations it sees what others did. Other
+    // backends do nothing here. Beginning twice is beginning once.
+    virtual void beginOperation() {}
+    // Ends the operation: what it changed is written and others may go on. Throws
+    // DesktopError when the change cannot be written (the desktop then stays as it was).
+    virtual void endOperation() {}
 };
 
 struct DesktopChoice {

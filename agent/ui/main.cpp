@@ -59,10 +59,9 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
     app.setQuitOnLastWindowClosed(false);
     app.setWindowIcon(ui::trayIcon());
 
-    ui::SingleInstance instance(ui::SingleInstance::defaultSocketPath());
     if (lock.result == InstanceLock::Result::heldByAnother) {
         // The running agent shows its settings window, when it has one.
-        instance.handOver();
+        askToShowSettings(lock);
         return reportLockNotAcquired(lock);
     }
 
@@ -107,7 +106,8 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
          .chordStatus = [&runtime] { return runtime->keys().chordStatus(); },
          .windows = &windows,
          .iconNames = iconNames.get()});
-    if (instance.listen()) {
+    ui::SingleInstance instance;
+    if (lock.listening && instance.listen(lock.fd.get())) {
         QObject::connect(&instance, &ui::SingleInstance::showSettingsRequested, &wendle,
                          &ui::WendleApp::openSettings);
     }
@@ -128,10 +128,11 @@ int main(int argc, char** argv) {
     CommandLine line = parseCommandLine(argc, argv, true);
     if (line.exitStatus) return *line.exitStatus;
     InstanceLock lock = lockInstance();
+    if (!lock.warning.empty()) std::cerr << "wendle: " << lock.warning << '\n';
     if (lock.result == InstanceLock::Result::failed) return reportLockNotAcquired(lock);
     if (line.headless) {
         if (lock.result != InstanceLock::Result::acquired) return reportLockNotAcquired(lock);
-        return runHeadless();
+        return runHeadless(lock.listening ? lock.fd.get() : -1);
     }
     if (!hasDisplay()) {
         std::cerr << "wendle: no desktop to show the tray icon on (DISPLAY is not set); "

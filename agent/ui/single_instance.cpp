@@ -1,48 +1,27 @@
 #include "agent/ui/single_instance.h"
 
+#include <fcntl.h>
 #include <unistd.h>
-#include <QDir>
+
 #include <QLocalServer>
 #include <QLocalSocket>
-#include <QStandardPaths>
 
 namespace tarn::agent::ui {
-namespace {
 
-constexpr int kWaitMs = 1000;
-const QByteArray kShowSettings = "show-settings\n";
-
-}  // namespace
-
-SingleInstance::SingleInstance(QString socketPath, QObject* parent)
-    : QObject(parent), path_(std::move(socketPath)) {}
+SingleInstance::SingleInstance(QObject* parent) : QObject(parent) {}
 
 SingleInstance::~SingleInstance() = default;
 
-QString SingleInstance::defaultSocketPath() {
-    QString dir = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (dir.isEmpty() || !QDir(dir).exists()) dir = QDir::tempPath();
-    QString display = qEnvironmentVariable("DISPLAY", "none");
-    display.replace('/', '_').replace(':', '_');
-    return QStringLiteral("%1/wendle-%2-%3.socket").arg(dir).arg(getuid()).arg(display);
-}
-
-bool SingleInstance::handOver() {
-    QLocalSocket running;
-    running.connectToServer(path_);
-    if (!running.waitForConnected(kWaitMs)) return false;
-    running.write(kShowSettings);
-    running.waitForBytesWritten(kWaitMs);
-    running.disconnectFromServer();
-    return true;
-}
-
-bool SingleInstance::listen() {
-    // The instance lock is ours: a socket file still there was left by an agent that ended.
-    QLocalServer::removeServer(path_);
+bool SingleInstance::listen(int socketFd) {
+    // Qt closes the descriptor it listens on when the server goes: it gets a copy, and the
+    // lock keeps its own (the name stays bound while either is open).
+    int copy = ::fcntl(socketFd, F_DUPFD_CLOEXEC, 0);
+    if (copy < 0) return false;
     server_ = new QLocalServer(this);
-    server_->setSocketOptions(QLocalServer::UserAccessOption);
-    if (!server_->listen(path_)) return false;
+    if (!server_->listen(copy)) {
+        ::close(copy);
+        return false;
+    }
     connect(server_, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* client = server_->nextPendingConnection()) {
             connect(client, &QLocalSocket::disconnected, client, &QObject::deleteLater);

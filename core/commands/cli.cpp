@@ -83,13 +83,23 @@ int TarnCLI::main(const Args& argv, CommandContext& context) {
         showUsage(context);
         return 1;
     }
+    int status = 1;
     try {
-        return dispatch(argv, context);
+        status = dispatch(argv, context);
     } catch (const platform::DesktopError& error) {
         // The desktop is missing or went away mid-command: one clear line, never a crash.
         context.err << "ERROR: " << error.what() << '\n';
+        status = 1;
+    }
+    // The command's one operation on the desktop ends here, failed or not: what it did
+    // before a failure stays done, as on a real desktop (the simulated one writes it now).
+    try {
+        context.endDesktopOperation();
+    } catch (const platform::DesktopError& error) {
+        context.err << "ERROR: " << error.what() << '\n';
         return 1;
     }
+    return status;
 }
 
 }  // namespace tarn::commands

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include "support/files.h"
 #include "support/json_text.h"
@@ -41,6 +42,14 @@ class SimFile {
         if (auto error = support::writeFileAtomically(path_, text + "\n")) {
             fail("cannot write the file: " + *error);
         }
+    }
+
+    // The advisory lock of the shared files (support::FileLock, on "<file>.lock"): every
+    // change of the desktop is made under it.
+    support::FileLock lock() const {
+        auto lock = support::FileLock::acquire(path_);
+        if (!lock) fail("cannot lock the file (no lock file can be made beside it)");
+        return std::move(*lock);
     }
 
     [[noreturn]] void fail(const std::string& problem) const {
@@ -169,6 +178,37 @@ class SimDesktop final : public Desktop,
                          ScriptRunner {
   public:
     explicit SimDesktop(std::filesystem::path path) : file_(std::move(path)) {}
+    ~SimDesktop() override {
+        // An operation nobody ended still keeps what it changed, as a real desktop would.
+        try {
+            endOperation();
+        } catch (const DesktopError&) {
+        }
+    }
+
+    // One command, or one action of the agent, is one operation: a transaction on the file.
+    // Its first use takes the lock that every change of the file is made under and reads the
+    // file; its reads and changes then work on that document in memory, and its end writes it
+    // back once (when it changed) and lets the lock go. So parallel commands each keep their
+    // change (a second one waits for the first to end), and typing N keys costs one write,
+    // not N rewrites of a file that grows with every event. A process that keeps the desktop
+    // open for long (the agent) ends its operation after each action: from then on other
+    // processes see what it did, and its next action reads what they did meanwhile. Outside an
+    // operation (the agent's application events, its permission probe) each call is a
+    // transaction of its own: reads read the file as it is, changes lock, read, change, write.
+    void beginOperation() override { inOperation_ = true; }
+
+    void endOperation() override {
+        inOperation_ = false;
+        std::optional<Json> document = std::exchange(document_, std::nullopt);
+        bool changed = std::exchange(changed_, false);
+        // The lock is let go on the way out, after the write, whatever becomes of it.
+        struct Release {
+            std::optional<support::FileLock>& lock;
+            ~Release() { lock.reset(); }
+        } release{lock_};
+        if (document && changed) file_.save(*document);
+    }
 
     WindowSystem& windowSystem() override { return *this; }
     Displays& displays() override { return *this; }
@@ -193,7 +233,7 @@ class SimDesktop final : public Desktop,
     // --- WindowSystem -------------------------------------------------------------------
 
     std::optional<AppInfo> frontmostApplication() override {
-        Json doc = file_.load();
+        Json& doc = current();
         auto front = doc.find("frontmost");
         if (front == doc.end() || front->is_null()) return std::nullopt;
         auto pid = static_cast<Pid>(number(file_, *front, "pid"));
@@ -203,14 +243,14 @@ class SimDesktop final : public Desktop,
     }
 
     std::vector<AppInfo> runningApplications() override {
-        Json doc = file_.load();
+        Json& doc = current();
         std::vector<AppInfo> apps;
         for (const Json& app : arrayOrEmpty(doc, "apps")) apps.push_back(appInfo(app));
         return apps;
     }
 
     FocusedWindow focusedWindow(Pid pid) override {
-        Json doc = file_.load();
+        Json& doc = current();
         const Json* app = findApp(doc, pid);
         if (!app) return {.window = std::nullopt, .error = ax::invalidElement};
         if (auto error = number(file_, *app, "focusedWindowError"); error != 0) {
@@ -231,7 +271,7 @@ class SimDesktop final : public Desktop,
     }
 
     std::vector<WindowId> windows(Pid pid) override {
-        Json doc = file_.load();
+        Json& doc = current();
         std::vector<WindowId> ids;
         const Json* app = findApp(doc, pid);
         if (!app) return ids;
@@ -242,7 +282,7 @@ class SimDesktop final : public Desktop,
     }
 
     std::optional<bool> isMinimized(WindowId id) override {
-        Json doc = file_.load();
+        Json& doc = current();
         const Json* window = findWindow(doc, id);
         if (!window) return std::nullopt;
         return flag(file_, *window, "minimized", false);
@@ -255,14 +295,14 @@ class SimDesktop final : public Desktop,
     }
 
     std::optional<Point> position(WindowId id) override {
-        Json doc = file_.load();
+        Json& doc = current();
         const Json* window = findWindow(doc, id);
         if (!window || !flag(file_, *window, "frameReadable", true)) return std::nullopt;
         return Point{number(file_, *window, "x"), number(file_, *window, "y")};
     }
 
     std::optional<Size> size(WindowId id) override {
-        Json doc = file_.load();
+        Json& doc = current();
         const Json* window = findWindow(doc, id);
         if (!window || !flag(file_, *window, "frameReadable", true)) return std::nullopt;
         return Size{number(file_, *window, "width"), number(file_, *window, "height")};
@@ -282,26 +322,28 @@ class SimDesktop final : public Desktop,
                 double max = number(file_, *window, high, INFINITY);
                 return std::min(value, max);
             };
-            (*window)["width"] = numberJson(limit(to.width, "minWidth", "maxWidth"));
-            (*window)["height"] = numberJson(limit(to.height, "minHeight", "maxHeight"));
+            double width = limit(to.width, "minWidth", "maxWidth");
+            double height = limit(to.height, "minHeight", "maxHeight");
+            (*window)["width"] = numberJson(width);
+            (*window)["height"] = numberJson(height);
         });
     }
 
     int windowListError(Pid pid) override {
-        Json doc = file_.load();
+        Json& doc = current();
         const Json* app = findApp(doc, pid);
         if (!app) return ax::invalidElement;
         return static_cast<int>(number(file_, *app, "windowListError"));
     }
 
     int focusedElementError() override {
-        return static_cast<int>(number(file_, file_.load(), "focusedElementError"));
+        return static_cast<int>(number(file_, current(), "focusedElementError"));
     }
 
     // --- Displays -----------------------------------------------------------------------
 
     std::vector<DisplayId> activeDisplays() override {
-        Json doc = file_.load();
+        Json& doc = current();
         std::vector<DisplayId> ids;
         for (const Json& display : arrayOrEmpty(doc, "displays")) {
             ids.push_back(static_cast<DisplayId>(number(file_, display, "id")));
@@ -310,7 +352,7 @@ class SimDesktop final : public Desktop,
     }
 
     Rect bounds(DisplayId id) override {
-        Json doc = file_.load();
+        Json& doc = current();
         for (const Json& display : arrayOrEmpty(doc, "displays")) {
             if (static_cast<DisplayId>(number(file_, display, "id")) == id) {
                 return {number(file_, display, "x"), number(file_, display, "y"),
@@ -328,7 +370,7 @@ class SimDesktop final : public Desktop,
     // --- KeyboardOutput -----------------------------------------------------------------
 
     bool canPost(std::uint16_t keyCode) override {
-        Json doc = file_.load();
+        Json& doc = current();
         for (const Json& code : arrayOrEmpty(doc, "unpostableKeys")) {
             if (code.is_number() && code.get<double>() == keyCode) return false;
         }
@@ -348,7 +390,7 @@ class SimDesktop final : public Desktop,
     // --- Clipboard ----------------------------------------------------------------------
 
     std::optional<std::string> readText() override {
-        Json doc = file_.load();
+        Json& doc = current();
         return optionalString(file_, doc, "clipboard");
     }
 
@@ -379,45 +421,41 @@ class SimDesktop final : public Desktop,
     }
 
     std::optional<Point> location() override {
-        Json doc = file_.load();
+        Json& doc = current();
         auto pointer = doc.find("pointer");
         if (pointer == doc.end() || !pointer->is_object()) return Point{};
         return Point{number(file_, *pointer, "x"), number(file_, *pointer, "y")};
     }
 
     bool canCreateMouseEvent(Point) override {
-        return flag(file_, file_.load(), "mouseEventsAvailable", true);
+        return flag(file_, current(), "mouseEventsAvailable", true);
     }
 
     // --- Accessibility ------------------------------------------------------------------
 
     bool isTrusted(bool prompt) override {
-        Json doc = file_.load();
-        bool trusted = flag(file_, doc, "accessibilityTrusted", true);
+        bool trusted = flag(file_, current(), "accessibilityTrusted", true);
         if (!trusted && prompt) {
             Json record = Json::object();
             record["type"] = "permissionPrompt";
-            arrayMember(doc, "events").push_back(std::move(record));
-            file_.save(doc);
+            appendEvent(std::move(record));
         }
         return trusted;
     }
 
     std::string untrustedReason() override {
-        return optionalString(file_, file_.load(), "untrustedReason").value_or("");
+        return optionalString(file_, current(), "untrustedReason").value_or("");
     }
 
     // --- Sleeper ------------------------------------------------------------------------
 
     void sleepMicroseconds(std::uint32_t microseconds) override {
-        Json doc = file_.load();
-        auto clock = optionalString(file_, doc, "clock");
+        auto clock = optionalString(file_, current(), "clock");
         if (clock && *clock == "recorded") {
             Json record = Json::object();
             record["type"] = "sleep";
             record["us"] = microseconds;
-            arrayMember(doc, "events").push_back(std::move(record));
-            file_.save(doc);
+            appendEvent(std::move(record));
             return;
         }
         std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
@@ -426,7 +464,7 @@ class SimDesktop final : public Desktop,
     // --- BrowserServices ----------------------------------------------------------------
 
     std::vector<BrowserApp> applicationsForScheme(const std::string& scheme) override {
-        Json doc = file_.load();
+        Json& doc = current();
         std::vector<BrowserApp> apps;
         auto browsers = doc.find("browsers");
         if (browsers == doc.end() || !browsers->is_object()) return apps;
@@ -449,7 +487,7 @@ class SimDesktop final : public Desktop,
     }
 
     DefaultBrowsers currentDefaults() override {
-        Json doc = file_.load();
+        Json& doc = current();
         DefaultBrowsers defaults;
         auto browsers = doc.find("browsers");
         if (browsers == doc.end() || !browsers->is_object()) return defaults;
@@ -482,24 +520,48 @@ class SimDesktop final : public Desktop,
     ScriptResult run(const std::string& source) override {
         ScriptResult result;
         update([&](Json& doc) {
+            auto answer = doc.find("scriptResult");
+            if (answer != doc.end() && answer->is_string() && *answer == "refused") {
+                result.compiled = false;
+            } else if (answer != doc.end() && answer->is_object()) {
+                result.error = optionalString(file_, *answer, "error");
+            }
             Json record = Json::object();
             record["type"] = "script";
             record["source"] = source;
             arrayMember(doc, "events").push_back(std::move(record));
-            auto answer = doc.find("scriptResult");
-            if (answer == doc.end() || answer->is_null()) return;
-            if (answer->is_string() && *answer == "refused") {
-                result.compiled = false;
-            } else if (answer->is_object()) {
-                result.error = optionalString(file_, *answer, "error");
-            }
         });
         return result;
     }
 
   private:
+    // The desktop as this operation sees it: inside one, the document it read (with its own
+    // changes); outside one, the file as it is now (a whole file: it is only ever replaced).
+    Json& current() {
+        if (inOperation_) return operationDocument();
+        outside_ = file_.load();
+        return outside_;
+    }
+
+    Json& operationDocument() {
+        if (!document_) {
+            if (!lock_) lock_.emplace(file_.lock());
+            document_ = file_.load();
+        }
+        return *document_;
+    }
+
+    // Inside an operation a change stays in memory until its end; outside one it is a
+    // read-change-write of its own under the lock.
     template <typename Change>
     void update(Change change) {
+        if (inOperation_) {
+            Json& doc = operationDocument();
+            changed_ = true;  // even a change that fails half way is written as it stands
+            change(doc);
+            return;
+        }
+        support::FileLock lock = file_.lock();
         Json doc = file_.load();
         change(doc);
         file_.save(doc);
@@ -539,6 +601,11 @@ class SimDesktop final : public Desktop,
     }
 
     SimFile file_;
+    bool inOperation_ = false;
+    std::optional<support::FileLock> lock_;  // held from the operation's first use to its end
+    std::optional<Json> document_;
+    bool changed_ = false;
+    Json outside_;  // the last read outside an operation
 };
 
 }  // namespace

@@ -116,18 +116,50 @@ TEST_F(AppDelegateTest, TheChordSetFollowsTheFileAndOnlyOutsideEditsAreReloaded)
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{124, 6}));
     mainLoop.advance(1s);
 
-    // An edit by hand is loaded once the file has held still, then saved in the agent's form.
-    writeFile(configText(withRule(123)));
+    // An edit by hand is loaded once the file has held still, and left as it was written.
+    const std::string edit = "{ " + configText(withRule(123)).substr(1);  // not the agent's form
+    writeFile(edit);
     mainLoop.advance(ConfigWatch::kInterval * 2 + ConfigStore::kSaveDelay);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{123, 6}));
     EXPECT_THAT(transcript(), HasSubstr("\nReloading the configuration: the configuration file "
                                         "changed outside Wendle\n"));
+    mainLoop.advance(10s);
+    EXPECT_EQ(support::readFile(file()), edit);
 
     log.takeMessages();
     store.setConfig(withRule(125));
     mainLoop.advance(2s);
     EXPECT_THAT(source.chords, ElementsAre(platform::Chord{125, 6}));
     EXPECT_THAT(transcript(), Not(HasSubstr("Reloading")));
+}
+
+// The fault: with `wendle` running, `{ head -c 700 demo.json; sleep 1; tail -c +701
+// demo.json; } > wendle-config.json` left {"globalRules":[],"appConfigs":[]} in the file and
+// every hotkey unbound: the half was read once it had held still for half a second, copied
+// aside, and an empty configuration renamed over the path, so the writer's second half went
+// to a file no longer there.
+TEST_F(AppDelegateTest, AFileWrittenSlowlyIsReadWholeInTheEndAndNeverWrittenBack) {
+    const std::string before = configText(withRule(124));
+    writeFile(before);
+    launch();
+    mainLoop.advance(1s);
+    const std::string demo = testing::golden("../scripts/demo-wendle-config.json");
+    ASSERT_GT(demo.size(), 700u);
+    std::ofstream writer(file(), std::ios::binary | std::ios::trunc);
+    writer << demo.substr(0, 700) << std::flush;
+    mainLoop.advance(1s);  // the pause: the half holds still for four looks
+    EXPECT_THAT(transcript(),
+                HasSubstr("\nwendle-config.json could not be read (it is not a readable "
+                          "configuration); Wendle keeps the configuration it has and reads the "
+                          "file again when it next changes\n"));
+    EXPECT_THAT(source.chords, ElementsAre(platform::Chord{124, 6}));  // still bound
+    writer << demo.substr(700) << std::flush;
+    writer.close();
+    mainLoop.advance(2s);
+    EXPECT_EQ(support::readFile(file()), demo);
+    EXPECT_THAT(testing::backupsOf(file()), ::testing::IsEmpty());
+    EXPECT_EQ(store.config(), decodeConfigText(demo)->config);
+    EXPECT_THAT(source.chords, ::testing::SizeIs(7));
 }
 
 TEST_F(AppDelegateTest, ARefusedChordIsReportedOnceWhileItStaysRefused) {

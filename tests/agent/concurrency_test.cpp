@@ -1,6 +1,8 @@
 // Threads meeting in the agent's core; built and run under ThreadSanitizer by the tsan preset.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 
 #include <atomic>
 #include <fstream>
@@ -8,8 +10,12 @@
 
 #include "agent/app_delegate.h"
 #include "agent/config_json.h"
+#include "agent/hosted_desktop.h"
+#include "agent/instance_lock.h"
 #include "agent/main_loop.h"
 #include "platform/sim/sim_agent.h"
+#include "platform/sim/sim_desktop.h"
+#include "support/files.h"
 #include "tests/agent/agent_fakes.h"
 
 namespace tarn::agent {
@@ -183,6 +189,35 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
     EXPECT_GT(moves.load(), 0);
     EXPECT_FALSE(agent.desktop.keyEvents.empty());
     EXPECT_EQ(agent.store.config().globalRules.size(), 1u);
+}
+
+// The agent keeps its desktop for its whole life; on the simulated desktop each action is one
+// transaction on the file: it holds the file's lock from its first use to its end, writes
+// once at the end, and the next action sees what others did in between.
+TEST(Concurrency, EachActionOfTheAgentIsOneTransactionOnTheSimulatedDesktop) {
+    testing::TempDir dir;
+    auto file = dir.path() / "desktop.json";
+    std::ofstream(file) << R"({"pointer": {"x": 0, "y": 0}})";
+    HostedDesktop hosted([&] {
+        return platform::DesktopChoice{platform::sim::openSimDesktop(file), {}};
+    });
+    auto lockIsFree = [&] {
+        Fd probe(::open((file.string() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+        return ::flock(probe.get(), LOCK_EX | LOCK_NB) == 0;
+    };
+    hosted.startAction();
+    hosted.keyboard().post({.keyCode = 0, .down = true, .flags = 0, .marker = 7});
+    EXPECT_FALSE(lockIsFree());
+    EXPECT_EQ(support::readFile(file), R"({"pointer": {"x": 0, "y": 0}})");  // not written yet
+    hosted.finishAction();
+    EXPECT_TRUE(lockIsFree());
+    platform::sim::openSimDesktop(file)->pointer().warp({3, 4});  // another process
+    hosted.startAction();
+    EXPECT_EQ(hosted.pointer().location(), (platform::Point{3, 4}));
+    hosted.finishAction();
+    auto desktop = support::parseJson(support::readFile(file).value_or(""));
+    ASSERT_TRUE(desktop);
+    EXPECT_EQ((*desktop)["events"].size(), 2u);  // the key, then the other's warp
 }
 
 }  // namespace

@@ -158,13 +158,16 @@ TEST(ConfigStore, UpsertRenamesAKnownBundleInPlaceAndSortsInANewOne) {
 }
 
 // The cases and what each leaves behind are in the golden file.
-TEST(ConfigStore, AFileNotReadWholeIsCopiedAsItWasBeforeTheFirstSave) {
+TEST(ConfigStore, AFileIsLeftAsItWasUntilAnOwnChangeThenCopiedFirstIfNotReadWhole) {
     const char* states[] = {"missing", "read", "partlyRead", "unreadable"};
     const std::string expected = testing::golden("agent/golden/first_saves.txt");
     std::istringstream lines(expected);
     std::string actual;
     for (std::string line; std::getline(lines, line);) {
-        if (line.starts_with("= ") || line.starts_with("> ") || line.starts_with("! ")) continue;
+        if (line.starts_with("= ") || line.starts_with("> ") || line.starts_with("! ") ||
+            line.starts_with("- ")) {
+            continue;
+        }
         actual += line + "\n";
         if (!line.starts_with("< ")) continue;
         SCOPED_TRACE(line);
@@ -174,12 +177,17 @@ TEST(ConfigStore, AFileNotReadWholeIsCopiedAsItWasBeforeTheFirstSave) {
         if (original) std::ofstream(f.file(), std::ios::binary) << *original;
         ConfigLoad load = f.store.loadAtLaunch();
         EXPECT_EQ(load.state == ConfigFileState::partlyRead, !load.issues.empty());
-        f.clock.advance(149ms);
-        EXPECT_EQ(f.text(), original);  // untouched until the first save
-        f.clock.advance(1ms);
-        EXPECT_THAT(f.delivered, SizeIs(1));
-        actual += std::string("= ") + states[static_cast<int>(load.state)] + "\n> " +
-                  f.text().value_or("(no file)") + "\n";
+        actual += std::string("= ") + states[static_cast<int>(load.state)] + "\n";
+        for (const auto& message : f.log.takeMessages()) actual += "- " + message + "\n";
+        f.clock.advance(10s);
+        // Reading it wrote nothing: only a missing file is made, once, and nothing was copied.
+        EXPECT_EQ(f.text(), original ? original : configText(RootConfig{}));
+        EXPECT_THAT(f.backups(), SizeIs(0));
+        EXPECT_THAT(f.delivered, SizeIs(original ? 0 : 1));
+
+        f.store.upsertAppConfig("new", "New");
+        f.clock.advance(150ms);
+        actual += "> " + f.text().value_or("(no file)") + "\n";
         auto copies = f.backups();
         ASSERT_THAT(copies, SizeIs(f.log.entries().size()));
         for (auto entry : f.log.entries()) {
@@ -190,7 +198,7 @@ TEST(ConfigStore, AFileNotReadWholeIsCopiedAsItWasBeforeTheFirstSave) {
             actual += "! " + entry.message + "\n";
         }
         // Once copied, later saves overwrite freely and copy nothing more.
-        f.store.upsertAppConfig("new", "New");
+        f.store.upsertAppConfig("newer", "Newer");
         f.clock.advance(150ms);
         EXPECT_THAT(f.backups(), SizeIs(copies.size()));
         EXPECT_THAT(f.log.entries(), SizeIs(copies.size()));
@@ -203,6 +211,8 @@ TEST(ConfigStore, NeverOverwritesWhatItCannotCopy) {
     StoreOnDisk f;
     std::filesystem::create_directory(f.file());
     EXPECT_EQ(f.store.loadAtLaunch().state, ConfigFileState::unreadable);
+    f.log.takeMessages();
+    f.store.upsertAppConfig("a", "A");
     f.clock.advance(150ms);
     EXPECT_TRUE(std::filesystem::is_directory(f.file()));
     EXPECT_EQ(f.log.takeMessages(),
@@ -213,9 +223,11 @@ TEST(ConfigStore, NeverOverwritesWhatItCannotCopy) {
 
     // Once the obstacle is gone there is nothing left to protect.
     std::filesystem::remove(f.file());
-    f.store.upsertAppConfig("a", "A");
+    f.store.upsertAppConfig("b", "B");
     f.clock.advance(150ms);
-    EXPECT_EQ(f.text(), configText(oneApp("a", "A")));
+    EXPECT_EQ(f.text(), configText(RootConfig{{},
+                                              {AppConfig{.bundleID = "a", .displayName = "A"},
+                                               AppConfig{.bundleID = "b", .displayName = "B"}}}));
     EXPECT_THAT(f.backups(), SizeIs(0));
 }
 
@@ -230,6 +242,76 @@ TEST(ConfigStore, AFifoInPlaceOfTheFileIsNeverWaitedForNorReplaced) {
     f.clock.advance(150ms);
     EXPECT_TRUE(std::filesystem::is_fifo(f.file()));
     EXPECT_THAT(f.backups(), SizeIs(0));
+}
+
+// A reload only reads: the file is the newer word (a change of the agent's own still waiting
+// is dropped, else it would write the file straight back), and a file that is gone leaves the
+// configuration as it is. The half-written file is the delegate test's.
+TEST(ConfigStore, AReloadOnlyReadsAndDropsASaveStillWaiting) {
+    StoreOnDisk f;
+    f.store.loadAtLaunch();
+    f.clock.advance(150ms);  // the missing file is made
+    f.store.upsertAppConfig("mine", "Mine");
+    const std::string edited = configText(oneApp("theirs", "Theirs"));
+    std::ofstream(f.file(), std::ios::binary) << edited;
+    EXPECT_EQ(f.store.reload().state, ConfigFileState::read);
+    f.clock.advance(10s);
+    EXPECT_EQ(f.text(), edited);
+    // What a later change of its own replaces is copied first only when it was not read whole.
+    const std::string partly = R"({"globalRules":[],"appConfigs":[],"theme":"dark"})";
+    for (const std::string& text : {edited, partly}) {
+        std::ofstream(f.file(), std::ios::binary) << text;
+        f.store.reload();
+        f.store.upsertAppConfig("mine", "Mine");
+        f.clock.advance(150ms);
+    }
+    ASSERT_THAT(f.backups(), SizeIs(1));
+    EXPECT_EQ(support::readFile(f.backups()[0]), partly);
+    std::filesystem::remove(f.file());
+    EXPECT_EQ(f.store.reload().state, ConfigFileState::missing);
+    f.clock.advance(10s);
+    EXPECT_EQ(f.store.config().appConfigs.size(), 1u);
+    EXPECT_EQ(f.text(), std::nullopt);
+}
+
+// An edit made outside that the store has not loaded yet (still being written, perhaps) is
+// never replaced without a copy.
+TEST(ConfigStore, AnOwnChangeOverAnEditNotLoadedYetKeepsACopyOfTheEdit) {
+    StoreOnDisk f;
+    std::ofstream(f.file(), std::ios::binary) << configText(oneApp("a", "One"));
+    f.store.loadAtLaunch();
+    const std::string edit = configText(oneApp("b", "Two")).substr(0, 30);
+    {
+        std::ofstream(f.file(), std::ios::binary | std::ios::app) << "\n";  // another size
+        std::ofstream(f.file(), std::ios::binary | std::ios::trunc) << edit;
+    }
+    f.store.upsertAppConfig("c", "Three");
+    f.clock.advance(150ms);
+    auto copies = f.backups();
+    ASSERT_THAT(copies, SizeIs(1));
+    EXPECT_EQ(support::readFile(copies[0]), edit);
+    EXPECT_EQ(f.log.takeMessages(),
+              std::vector<std::string>{"wendle-config.json changed since Wendle last read it; "
+                                       "that version is kept as " +
+                                       copies[0].string()});
+    // The store's own file is no outside change.
+    f.store.upsertAppConfig("d", "Four");
+    f.clock.advance(150ms);
+    EXPECT_THAT(f.backups(), SizeIs(1));
+}
+
+// A launch without a file makes one, but never over a file that appeared meanwhile.
+TEST(ConfigStore, TheFileALaunchFoundMissingIsMadeOnlyWhileStillMissing) {
+    StoreOnDisk f;
+    EXPECT_EQ(f.store.loadAtLaunch().state, ConfigFileState::missing);
+    const std::string theirs = "{\"globalRules\": [";  // being written
+    std::ofstream(f.file(), std::ios::binary) << theirs;
+    f.clock.advance(150ms);
+    EXPECT_EQ(f.text(), theirs);
+    EXPECT_THAT(f.backups(), SizeIs(0));
+    EXPECT_FALSE(f.store.saveError());
+    // Nothing made aside is left behind: the file and its lock.
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(f.temp.path()), {}), 2);
 }
 
 TEST(DefaultConfigURL, LiesInTheTarnDirectoryWhichItCreates) {

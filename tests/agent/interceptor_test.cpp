@@ -60,6 +60,7 @@ class InterceptorTest : public ::testing::Test, public testing::FakeAgent<> {
         WindowActions::configStore = &store;
         host.desktopLost = [this] { ++desktopsLost; };
         host.beforeAction = [this] { ++actionsStarted; };
+        host.afterAction = [this] { ++actionsFinished; };
     }
     ~InterceptorTest() override { WindowActions::configStore = nullptr; }
 
@@ -71,7 +72,7 @@ class InterceptorTest : public ::testing::Test, public testing::FakeAgent<> {
     bool start() { return interceptor.start({}, error); }
 
     std::string error;
-    int desktopsLost = 0, actionsStarted = 0;
+    int desktopsLost = 0, actionsStarted = 0, actionsFinished = 0;
     KeystrokeInterceptor interceptor{engine, observer, source, host, log};
 };
 
@@ -130,7 +131,8 @@ TEST_F(InterceptorTest, RestartsReplaceTheSourceActionsRunInOrderAndAFailureCost
     for (const MoveCall& call : moveCalls) directions.push_back(call.direction);
     EXPECT_THAT(directions, ElementsAre("right", "down", "right"));
     EXPECT_EQ(desktopsLost, 1);
-    EXPECT_EQ(actionsStarted, 3);  // each action starts from a fresh look at the desktop
+    EXPECT_EQ(actionsStarted, 3);   // each action starts from a fresh look at the desktop
+    EXPECT_EQ(actionsFinished, 3);  // and ends its operation on it, the failed one too
     EXPECT_THAT(lines(LogCategory::keystrokeInterceptor),
                 Contains("Action failed, the desktop went away: lost the connection to the X "
                          "server"));

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <functional>
+#include <future>
 
 #include "tests/common/command_runner.h"
 #include "tests/common/golden.h"
@@ -246,6 +247,39 @@ TEST_F(MoveAppCommandTest, WindowThatRefusesASizeKeepsTheAskedFrameInState) {
     ASSERT_EQ(run({"move-app", "right"}).status, 0);
     expectWindowAt({0, 100, 1000, 600}, "clamped by the window");
     EXPECT_EQ(storedState()["currentFrame"]["width"], 1920);
+}
+
+// Parallel `tarn move-app left` left a 1920-wide window at x=1120 on a 1920-wide display: one
+// command's position landed with another's size. Each command now has the desktop to itself
+// from its first look at it to its last change, so every frame is one a move asked for.
+TEST_F(MoveAppCommandTest, ParallelMovesLeaveAFrameOneMoveAskedFor) {
+    constexpr int kRounds = 4, kRuns = 12;
+    for (int round = 0; round < kRounds; ++round) {
+        SCOPED_TRACE(round);
+        SetUp();
+        std::filesystem::remove(configDir() / "state.json");
+        std::vector<std::future<CommandResult>> runs;
+        for (int i = 0; i < kRuns; ++i) {
+            const char* direction = i % 3 == 2 ? "right" : "left";
+            runs.push_back(std::async(std::launch::async, [this, direction] {
+                return run({"move-app", direction});
+            }));
+        }
+        for (auto& result : runs) {
+            auto done = result.get();
+            EXPECT_EQ(done.status, 0) << done.err;
+        }
+        // The frame lies on one screen, whole, and is the one the state file says was placed.
+        auto w = window();
+        Frame frame{w["x"], w["y"], w["width"], w["height"]};
+        bool onPrimary = frame.x >= 0 && frame.x + frame.width <= 1920 && frame.y >= 0 &&
+                         frame.y + frame.height <= 1080;
+        bool onSecond = frame.x >= 1920 && frame.x + frame.width <= 3200 && frame.y >= 0 &&
+                        frame.y + frame.height <= 1024;
+        EXPECT_TRUE(onPrimary || onSecond) << w.dump();
+        auto placed = storedState()["currentFrame"];
+        EXPECT_RECT((Frame{placed["x"], placed["y"], placed["width"], placed["height"]}), frame);
+    }
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <future>
 
 #include "tests/common/command_runner.h"
 #include "tests/common/permission_text.h"
@@ -255,6 +256,29 @@ TEST_F(CommandTest, KeysTypesOrReports) {
         EXPECT_EQ(result.err, c.err) << c.name;
         EXPECT_EQ(events(), c.events) << c.name;
     }
+}
+
+// 30 `tarn keys a` side by side left 11 of their 120 events: each event was a
+// read-change-write of the desktop file of its own, without a lock, so parallel commands
+// overwrote each other's. A command is now one locked transaction on the file.
+TEST_F(CommandTest, ParallelKeysCommandsKeepEveryEvent) {
+    writeDesktop(basicDesktop());
+    constexpr int kRuns = 30;
+    std::vector<std::future<CommandResult>> runs;
+    for (int i = 0; i < kRuns; ++i) {
+        runs.push_back(std::async(std::launch::async, [this] { return run({"keys", "a"}); }));
+    }
+    for (auto& result : runs) {
+        auto done = result.get();
+        EXPECT_EQ(done.status, 0) << done.err;
+    }
+    Json expected = Json::array();
+    for (int i = 0; i < kRuns; ++i) {
+        for (const Json& event : typed({0})) expected.push_back(event);
+    }
+    // Every run's four events, whole and in order: a command's events are never interleaved
+    // with another's.
+    EXPECT_EQ(events(), expected);
 }
 
 }  // namespace

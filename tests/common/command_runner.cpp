@@ -5,6 +5,7 @@
 #include <spawn.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <thread>
@@ -13,8 +14,11 @@ namespace tarn::testing {
 CommandResult runTarn(const std::vector<std::string>& args, const std::filesystem::path& home,
                       const std::optional<std::filesystem::path>& simFile,
                       const std::vector<std::string>& extraEnv) {
-    const auto outPath = home / ".tarn-stdout";
-    const auto errPath = home / ".tarn-stderr";
+    // Runs may go on side by side in one home (the concurrency tests): each has its own.
+    static std::atomic<unsigned> runs{0};
+    const std::string run = std::to_string(runs++);
+    const auto outPath = home / (".tarn-stdout-" + run);
+    const auto errPath = home / (".tarn-stderr-" + run);
 
     std::vector<std::string> argv{TARN_BINARY};
     argv.insert(argv.end(), args.begin(), args.end());

@@ -22,8 +22,9 @@ struct CommandResult {
 
 // Runs the built tarn binary with argv (without the program name) in a sealed environment:
 // HOME and XDG_CONFIG_HOME point into `home`, DISPLAY is unset, TARN_SIM_DESKTOP names
-// `simFile` when given. extraEnv entries are "NAME=value" and replace those above. A run that takes
-// longer than a minute is killed (a hang is a failure, not a stuck test run).
+// `simFile` when given. extraEnv entries are "NAME=value" and replace those above. A run
+// that takes longer than a minute is killed (a hang is a failure, not a stuck test run).
+// Safe to call from several threads at once.
 CommandResult runTarn(const std::vector<std::string>& args, const std::filesystem::path& home,
                       const std::optional<std::filesystem::path>& simFile = std::nullopt,
                       const std::vector<std::string>& extraEnv = {});
