@@ -94,6 +94,8 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
     }
     // The action is queued only once the key source has applied the verdict, so keys it
     // types never meet the grab that caught the chord.
+    const bool types =
+        std::holds_alternative<Action::SendKeystrokeSequence>(found->rule.action.value);
     auto queue = [this, match = std::move(*found), bundleID = std::move(bundleID)]() mutable {
         workQueue_.async([this, match = std::move(match), bundleID = std::move(bundleID)] {
             // A failing action costs that action only: the agent keeps its hotkeys.
@@ -118,7 +120,8 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
             }
         });
     };
-    return {swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass, std::move(queue)};
+    return {swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass, std::move(queue),
+            types};
 }
 
 void KeystrokeInterceptor::execute(const HotkeyRule& rule,

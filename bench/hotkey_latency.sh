@@ -66,7 +66,8 @@ home() {
 measure() {
     for ((i = 0; i < $1; i++)); do
         home
-        "$probe" "$window" Right Control_L Alt_L || exit 1
+        # Timed to the configure that gives the full width, however many steps the move takes.
+        "$probe" WIDTH=1918 "$window" Right Control_L Alt_L || exit 1
         wait_until '[ "$(client_at)" = "1 120" ]'
     done
 }

@@ -30,15 +30,18 @@ struct KeyDown {
 enum class KeyVerdict { pass, swallow };
 
 // The answer for one key-down: whether the key goes on to the focused window, and what to
-// start once that has taken effect. The source runs `then` on its own thread only after the
-// desktop has applied the verdict and the keyboard is free again (no grab of ours left
-// holding it), so an action that types never races the key that triggered it: its keys
-// reach the focused window, not the source.
+// start once that has taken effect. When `then` types, the source runs it on its own thread
+// only after the desktop has applied the verdict and the keyboard is free again (no grab of
+// ours left holding it), so its keys never race the key that triggered it: they reach the
+// focused window, not the source. What does not type (a window move) need not wait for
+// that: a round trip less on the way to the window.
 struct KeyDecision {
-    KeyDecision(KeyVerdict verdict = KeyVerdict::pass, std::function<void()> then = {})
-        : verdict(verdict), then(std::move(then)) {}
+    KeyDecision(KeyVerdict verdict = KeyVerdict::pass, std::function<void()> then = {},
+                bool thenTypes = true)
+        : verdict(verdict), then(std::move(then)), thenTypes(thenTypes) {}
     KeyVerdict verdict;
     std::function<void()> then;
+    bool thenTypes;
 };
 
 // Why a chord is or is not live.

@@ -1,9 +1,12 @@
 // Presses one chord through XTest and prints, in microseconds, how long it took until the
-// given window was configured (moved or resized) by whoever acts on that chord: the hotkey
-// agent under test, or a peer tool. Only the time between the key press leaving this client
-// and the ConfigureNotify reaching it counts; starting this program does not.
+// given window was configured by whoever acts on that chord: the hotkey agent under test, or
+// a peer tool. Only the time between the key press leaving this client and the
+// ConfigureNotify reaching it counts; starting this program does not. With WIDTH= first, it
+// waits for the configure that gives the window that width, so a move made in two steps
+// (position, then size) is timed to its end, not to its first half.
 //
-//   latency_probe WINDOW KEYSYM [MODIFIER_KEYSYM...]   e.g. 0x400007 Right Control_L Alt_L
+//   latency_probe [WIDTH=N] WINDOW KEYSYM [MODIFIER_KEYSYM...]
+//   e.g. latency_probe WIDTH=1918 0x400007 Right Control_L Alt_L
 //
 // Exits 1 (and prints nothing on standard output) when no configure came within 5 s.
 #include <X11/Xlib.h>
@@ -14,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -37,8 +41,14 @@ bool press(Display* display, const std::vector<KeyCode>& modifiers, KeyCode key)
 }  // namespace
 
 int main(int argc, char** argv) {
+    int width = -1;  // any configure
+    if (argc > 1 && std::string_view(argv[1]).starts_with("WIDTH=")) {
+        width = std::atoi(argv[1] + 6);
+        --argc;
+        ++argv;
+    }
     if (argc < 3) {
-        std::fprintf(stderr, "usage: latency_probe WINDOW KEYSYM [MODIFIER_KEYSYM...]\n");
+        std::fprintf(stderr, "usage: latency_probe [WIDTH=N] WINDOW KEYSYM [MODIFIER_KEYSYM...]\n");
         return 2;
     }
     std::unique_ptr<Display, DisplayCloser> owned(XOpenDisplay(nullptr));
@@ -69,7 +79,8 @@ int main(int argc, char** argv) {
         while (XPending(display)) {
             XEvent event;
             XNextEvent(display, &event);
-            if (event.type == ConfigureNotify && event.xconfigure.window == window) {
+            if (event.type == ConfigureNotify && event.xconfigure.window == window &&
+                (width < 0 || event.xconfigure.width == width)) {
                 auto took =
                     std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - start);
                 std::printf("%lld\n", static_cast<long long>(took.count()));

@@ -193,7 +193,11 @@ class Session {
             XFlush(x_.display());
             return;
         }
-        XSync(x_.display(), False);
+        if (decision.thenTypes) {
+            XSync(x_.display(), False);
+        } else {
+            XFlush(x_.display());
+        }
         try {
             decision.then();
         } catch (...) {
