@@ -98,26 +98,25 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
         std::holds_alternative<Action::SendKeystrokeSequence>(found->rule.action.value);
     auto queue = [this, match = std::move(*found), bundleID = std::move(bundleID)]() mutable {
         workQueue_.async([this, match = std::move(match), bundleID = std::move(bundleID)] {
-            // A failing action costs that action only: the agent keeps its hotkeys.
-            try {
+            // A failing step costs that action only: the agent keeps its hotkeys.
+            auto guarded = [this](const char* desktopGone, auto step) {
+                try {
+                    step();
+                } catch (const platform::DesktopError& error) {
+                    log_.error(desktopGone + std::string(error.what()));
+                    if (actions_.desktopLost) actions_.desktopLost();
+                } catch (const std::exception& error) {
+                    log_.error(std::string("Action failed: ") + error.what());
+                }
+            };
+            guarded("Action failed, the desktop went away: ", [&] {
                 if (actions_.beforeAction) actions_.beforeAction();
                 execute(match.rule, match.override, bundleID);
-            } catch (const platform::DesktopError& error) {
-                log_.error(std::string("Action failed, the desktop went away: ") + error.what());
-                if (actions_.desktopLost) actions_.desktopLost();
-            } catch (const std::exception& error) {
-                log_.error(std::string("Action failed: ") + error.what());
-            }
+            });
             // The action's use of the desktop ends whatever happened to it.
-            try {
+            guarded("Action failed, its changes could not be written: ", [&] {
                 if (actions_.afterAction) actions_.afterAction();
-            } catch (const platform::DesktopError& error) {
-                log_.error(std::string("Action failed, its changes could not be written: ") +
-                           error.what());
-                if (actions_.desktopLost) actions_.desktopLost();
-            } catch (const std::exception& error) {
-                log_.error(std::string("Action failed: ") + error.what());
-            }
+            });
         });
     };
     return {swallow ? platform::KeyVerdict::swallow : platform::KeyVerdict::pass, std::move(queue),

@@ -108,9 +108,9 @@ class Session {
     // focused window. So a swallowed key-down ends the grab at once instead of merely
     // thawing it: the ungrab thaws the keyboard after the grab is gone, so whatever queued
     // behind the key goes to the focused window, in order. A passed one is replayed, which
-    // ends the grab as well. Only after the server has done that (one round trip) does the
-    // action start; its keys then meet no grab of ours but the passive ones, where our own
-    // marked key-downs are passed on like any other. Each auto-repeat of a held chord finds
+    // ends the grab as well. An action that types starts only after the server has done
+    // that (one round trip); its keys then meet no grab of ours but the passive ones, where
+    // our own marked key-downs are passed on like any other. Each auto-repeat of a held chord finds
     // no active grab and comes as a fresh press.
     bool handle(XEvent& event) {
         if (x_.keymapEvent(event)) return true;
@@ -186,18 +186,15 @@ class Session {
         XIFreeDeviceInfo(devices);
     }
 
-    // The verdict is on its way to the server; what the answer starts waits until the
-    // server has applied it.
+    // The verdict is on its way to the server; what the answer starts, if it types, waits
+    // until the server has applied it.
     void settle(const KeyDecision& decision) {
-        if (!decision.then) {
-            XFlush(x_.display());
-            return;
-        }
-        if (decision.thenTypes) {
+        if (decision.then && decision.thenTypes) {
             XSync(x_.display(), False);
         } else {
             XFlush(x_.display());
         }
+        if (!decision.then) return;
         try {
             decision.then();
         } catch (...) {
