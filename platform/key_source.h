@@ -51,6 +51,15 @@ enum class ChordGrab {
     noKey,         // the key code has no key on the current keyboard mapping
 };
 
+// How a chord whose rule lets it pass reaches the focused window on this desktop.
+enum class ChordPass {
+    replayed,   // the desktop hands the key on as it came (an X11 grab replays it)
+    retyped,    // the desktop consumes a bound chord (a compositor binding); the source
+                // types the chord into the focused window itself, its own binding released
+                // around it so that the retyped chord never triggers it again
+    impossible, // the desktop consumes it and the source cannot type it again
+};
+
 struct ChordStatus {
     Chord chord;
     ChordGrab state = ChordGrab::grabbed;
@@ -80,6 +89,8 @@ class KeySource {
     virtual void setChords(std::vector<Chord> chords) = 0;
     // The state of every chord of the last set, once the source has applied it.
     virtual std::vector<ChordStatus> chordStatus() = 0;
+    // What "pass" means here, for the settings window to show per rule.
+    virtual ChordPass chordPass() const { return ChordPass::replayed; }
 };
 
 }  // namespace tarn::platform
