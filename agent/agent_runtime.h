@@ -91,8 +91,8 @@ class AgentRuntime {
     HostedDesktop desktop_;
     CommandContext context_;
     std::string keysBuffer_;  // the session's: text kept from one keystroke action to the next
-    ActionHost actions_;
     ConfigStore store_;
+    ActionHost actions_;
     RuleEngine engine_;
     AppObserver observer_;
     std::optional<AppDelegate> delegate_;

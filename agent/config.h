@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "agent/uuid.h"
+#include "core/window/move_types.h"
 #include "platform/geometry.h"
 
 namespace tarn::agent {
@@ -48,18 +49,10 @@ struct KeyChord {
 };
 
 // Which placements a left or right move may visit, on the primary screen and on the others.
-struct StateFilters {
-    bool fullWidthOnPrimary = true;
-    bool fullWidthOnSecondary = true;
-    bool alignRightOnPrimary = true;
-    bool alignRightOnSecondary = true;
-    bool alignLeftOnPrimary = true;
-    bool alignLeftOnSecondary = true;
-    friend bool operator==(const StateFilters&, const StateFilters&) = default;
-};
+using StateFilters = window::StateFilters;
 
 struct Action {
-    enum class MoveDirection { left, right, up, down, maximize };
+    using MoveDirection = window::MoveDirection;
     static constexpr std::array<MoveDirection, 5> allMoveDirections{
         MoveDirection::left, MoveDirection::right, MoveDirection::up, MoveDirection::down,
         MoveDirection::maximize};

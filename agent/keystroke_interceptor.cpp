@@ -84,8 +84,7 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
                    " (mod=" + std::to_string(chord.modifiers.rawValue) + ", keyCode=" +
                    std::to_string(key.keyCode) + ", rawFlags=" + std::to_string(key.flags) + ")");
     }
-    std::optional<std::string> bundleID = appObserver_.frontmostBundleID();
-    auto found = ruleEngine_.match(bundleID, chord);
+    auto found = ruleEngine_.match(appObserver_.frontmostBundleID(), chord);
     if (!found) return platform::KeyVerdict::pass;
     bool swallow = found->rule.swallow;
     if (log_.enabled()) {
@@ -96,8 +95,8 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
     // types never meet the grab that caught the chord.
     const bool types =
         std::holds_alternative<Action::SendKeystrokeSequence>(found->rule.action.value);
-    auto queue = [this, match = std::move(*found), bundleID = std::move(bundleID)]() mutable {
-        workQueue_.async([this, match = std::move(match), bundleID = std::move(bundleID)] {
+    auto queue = [this, match = std::move(*found)]() mutable {
+        workQueue_.async([this, match = std::move(match)] {
             // A failing step costs that action only: the agent keeps its hotkeys.
             auto guarded = [this](const char* desktopGone, auto step) {
                 try {
@@ -111,7 +110,7 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
             };
             guarded("Action failed, the desktop went away: ", [&] {
                 if (actions_.beforeAction) actions_.beforeAction();
-                execute(match.rule, match.override, bundleID);
+                execute(match.rule, match.override);
             });
             // The action's use of the desktop ends whatever happened to it.
             guarded("Action failed, its changes could not be written: ", [&] {
@@ -124,8 +123,7 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
 }
 
 void KeystrokeInterceptor::execute(const HotkeyRule& rule,
-                                   const std::optional<RuleOverride>& override,
-                                   const std::optional<std::string>& frontmostBundleID) {
+                                   const std::optional<RuleOverride>& override) {
     log_.error("execute() called for rule: " + rule.id.text());
     const std::optional<StateFilters>& filters =
         override && override->stateFilters ? override->stateFilters : rule.stateFilters;
@@ -134,8 +132,7 @@ void KeystrokeInterceptor::execute(const HotkeyRule& rule,
             [&](const Action::MoveWindow& move) {
                 log_.error("  Action: moveWindow(" + std::string(directionName(move.direction)) +
                            ")");
-                WindowActions::performMove(move.direction, rule.id, frontmostBundleID, filters,
-                                           actions_);
+                WindowActions::performMove(move.direction, filters, actions_);
             },
             [&](const Action::SendKeystrokeSequence& keys) {
                 log_.error("  Action: sendKeystrokeSequence");
