@@ -89,6 +89,7 @@ class AgentRuntime {
     SystemLog log_;
     Logger appLog_;
     HostedDesktop desktop_;
+    LogStream coreLog_;  // the core's diagnostics, for actions run in the agent
     CommandContext context_;
     std::string keysBuffer_;  // the session's: text kept from one keystroke action to the next
     ConfigStore store_;

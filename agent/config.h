@@ -15,6 +15,7 @@
 #include "agent/uuid.h"
 #include "core/window/move_types.h"
 #include "platform/geometry.h"
+#include "platform/key_source.h"
 
 namespace tarn::agent {
 
@@ -22,7 +23,12 @@ struct KeyChord {
     // A bit set over a signed 64-bit value. Only four bits have a meaning; any others a file
     // holds are kept as they are (and then never match a pressed key).
     struct Modifiers {
-        enum Bit : std::int64_t { shift = 1, control = 2, option = 4, command = 8 };
+        enum Bit : std::int64_t {
+            shift = platform::chordbits::shift,
+            control = platform::chordbits::control,
+            option = platform::chordbits::option,
+            command = platform::chordbits::command
+        };
 
         std::int64_t rawValue = 0;
 
