@@ -89,10 +89,11 @@ class AgentRuntime {
     SystemLog log_;
     Logger appLog_;
     HostedDesktop desktop_;
+    LogStream coreLog_;  // the core's diagnostics, for actions run in the agent
     CommandContext context_;
     std::string keysBuffer_;  // the session's: text kept from one keystroke action to the next
-    ActionHost actions_;
     ConfigStore store_;
+    ActionHost actions_;
     RuleEngine engine_;
     AppObserver observer_;
     std::optional<AppDelegate> delegate_;

@@ -37,7 +37,6 @@ void AppDelegate::applicationDidFinishLaunching() {
     parts_.configStore.loadAtLaunch();
     log_.error("Config loaded, rebuildingindex...");
     rulesChanged(parts_.configStore.config());
-    WindowActions::configStore = &parts_.configStore;
     parts_.configStore.setOnConfigChanged([this](const RootConfig& config) {
         watch_.ownSave(parts_.configStore.fileStamp());
         rulesChanged(config);

@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "agent/uuid.h"
+#include "core/window/move_types.h"
 #include "platform/geometry.h"
+#include "platform/key_source.h"
 
 namespace tarn::agent {
 
@@ -21,7 +23,12 @@ struct KeyChord {
     // A bit set over a signed 64-bit value. Only four bits have a meaning; any others a file
     // holds are kept as they are (and then never match a pressed key).
     struct Modifiers {
-        enum Bit : std::int64_t { shift = 1, control = 2, option = 4, command = 8 };
+        enum Bit : std::int64_t {
+            shift = platform::chordbits::shift,
+            control = platform::chordbits::control,
+            option = platform::chordbits::option,
+            command = platform::chordbits::command
+        };
 
         std::int64_t rawValue = 0;
 
@@ -48,18 +55,10 @@ struct KeyChord {
 };
 
 // Which placements a left or right move may visit, on the primary screen and on the others.
-struct StateFilters {
-    bool fullWidthOnPrimary = true;
-    bool fullWidthOnSecondary = true;
-    bool alignRightOnPrimary = true;
-    bool alignRightOnSecondary = true;
-    bool alignLeftOnPrimary = true;
-    bool alignLeftOnSecondary = true;
-    friend bool operator==(const StateFilters&, const StateFilters&) = default;
-};
+using StateFilters = window::StateFilters;
 
 struct Action {
-    enum class MoveDirection { left, right, up, down, maximize };
+    using MoveDirection = window::MoveDirection;
     static constexpr std::array<MoveDirection, 5> allMoveDirections{
         MoveDirection::left, MoveDirection::right, MoveDirection::up, MoveDirection::down,
         MoveDirection::maximize};

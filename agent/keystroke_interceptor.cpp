@@ -8,19 +8,11 @@
 #include "platform/input.h"
 
 namespace tarn::agent {
-namespace {
-
-constexpr std::int64_t kAllModifierBits =
-    KeyChord::Modifiers::shift | KeyChord::Modifiers::control | KeyChord::Modifiers::option |
-    KeyChord::Modifiers::command;
-
-}  // namespace
-
 std::vector<platform::Chord> chordsOf(const RootConfig& config) {
     std::vector<platform::Chord> chords;
     for (const HotkeyRule& rule : config.globalRules) {
         const auto& chord = rule.chord;
-        if ((chord.modifiers.rawValue & ~kAllModifierBits) != 0) continue;
+        if ((chord.modifiers.rawValue & ~std::int64_t{platform::chordbits::all}) != 0) continue;
         chords.push_back({chord.keyCode, static_cast<std::uint32_t>(chord.modifiers.rawValue)});
     }
     std::sort(chords.begin(), chords.end());
@@ -29,12 +21,7 @@ std::vector<platform::Chord> chordsOf(const RootConfig& config) {
 }
 
 KeyChord::Modifiers normalisedModifiers(std::uint64_t flags) {
-    std::int64_t bits = 0;
-    if (flags & platform::keyflags::shift) bits |= KeyChord::Modifiers::shift;
-    if (flags & platform::keyflags::control) bits |= KeyChord::Modifiers::control;
-    if (flags & platform::keyflags::option) bits |= KeyChord::Modifiers::option;
-    if (flags & platform::keyflags::command) bits |= KeyChord::Modifiers::command;
-    return {bits};
+    return {platform::chordModifiersOf(flags)};
 }
 
 KeystrokeInterceptor::KeystrokeInterceptor(RuleEngine& ruleEngine, AppObserver& appObserver,
@@ -79,25 +66,25 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
     // The agent's own typing passes untouched, unlogged.
     if (key.marker == injectedEventMarker) return platform::KeyVerdict::pass;
     KeyChord chord{key.keyCode, normalisedModifiers(key.flags)};
-    if (log_.enabled()) {
-        log_.error("KeyDown: " + chord.displayName() +
-                   " (mod=" + std::to_string(chord.modifiers.rawValue) + ", keyCode=" +
-                   std::to_string(key.keyCode) + ", rawFlags=" + std::to_string(key.flags) + ")");
-    }
-    std::optional<std::string> bundleID = appObserver_.frontmostBundleID();
-    auto found = ruleEngine_.match(bundleID, chord);
+    log_.deferred([chord, flags = key.flags] {
+        return "KeyDown: " + chord.displayName() +
+               " (mod=" + std::to_string(chord.modifiers.rawValue) +
+               ", keyCode=" + std::to_string(chord.keyCode) +
+               ", rawFlags=" + std::to_string(flags) + ")";
+    });
+    auto found = ruleEngine_.match(appObserver_.frontmostBundleID(), chord);
     if (!found) return platform::KeyVerdict::pass;
     bool swallow = found->rule.swallow;
-    if (log_.enabled()) {
-        log_.error("✓ Matched rule: " + describeAction(found->rule.action) +
-                   ", swallow: " + (swallow ? "true" : "false"));
-    }
+    log_.deferred([action = found->rule.action, swallow] {
+        return "✓ Matched rule: " + describeAction(action) +
+               ", swallow: " + (swallow ? "true" : "false");
+    });
     // The action is queued only once the key source has applied the verdict, so keys it
     // types never meet the grab that caught the chord.
     const bool types =
         std::holds_alternative<Action::SendKeystrokeSequence>(found->rule.action.value);
-    auto queue = [this, match = std::move(*found), bundleID = std::move(bundleID)]() mutable {
-        workQueue_.async([this, match = std::move(match), bundleID = std::move(bundleID)] {
+    auto queue = [this, match = std::move(*found)]() mutable {
+        workQueue_.async([this, match = std::move(match)] {
             // A failing step costs that action only: the agent keeps its hotkeys.
             auto guarded = [this](const char* desktopGone, auto step) {
                 try {
@@ -111,7 +98,7 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
             };
             guarded("Action failed, the desktop went away: ", [&] {
                 if (actions_.beforeAction) actions_.beforeAction();
-                execute(match.rule, match.override, bundleID);
+                execute(match.rule, match.override);
             });
             // The action's use of the desktop ends whatever happened to it.
             guarded("Action failed, its changes could not be written: ", [&] {
@@ -124,8 +111,7 @@ platform::KeyDecision KeystrokeInterceptor::handleEvent(const platform::KeyDown&
 }
 
 void KeystrokeInterceptor::execute(const HotkeyRule& rule,
-                                   const std::optional<RuleOverride>& override,
-                                   const std::optional<std::string>& frontmostBundleID) {
+                                   const std::optional<RuleOverride>& override) {
     log_.error("execute() called for rule: " + rule.id.text());
     const std::optional<StateFilters>& filters =
         override && override->stateFilters ? override->stateFilters : rule.stateFilters;
@@ -134,8 +120,7 @@ void KeystrokeInterceptor::execute(const HotkeyRule& rule,
             [&](const Action::MoveWindow& move) {
                 log_.error("  Action: moveWindow(" + std::string(directionName(move.direction)) +
                            ")");
-                WindowActions::performMove(move.direction, rule.id, frontmostBundleID, filters,
-                                           actions_);
+                WindowActions::performMove(move.direction, filters, actions_);
             },
             [&](const Action::SendKeystrokeSequence& keys) {
                 log_.error("  Action: sendKeystrokeSequence");

@@ -46,8 +46,7 @@ class KeystrokeInterceptor {
     // The key source's callback.
     platform::KeyDecision handleEvent(const platform::KeyDown& key);
     // Carries out a matched rule's action; runs on the work queue.
-    void execute(const HotkeyRule& rule, const std::optional<RuleOverride>& override,
-                 const std::optional<std::string>& frontmostBundleID);
+    void execute(const HotkeyRule& rule, const std::optional<RuleOverride>& override);
 
     WorkQueue& workQueue() { return workQueue_; }
 

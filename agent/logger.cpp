@@ -21,8 +21,34 @@ std::string_view categoryName(LogCategory category) {
             return "Permissions";
         case LogCategory::windowActions:
             return "WindowActions";
+        case LogCategory::core:
+            return "Core";
     }
     return "";
+}
+
+LogStream::Lines::~Lines() {
+    if (!line_.empty()) log_.error(line_);
+}
+
+LogStream::Lines::int_type LogStream::Lines::overflow(int_type character) {
+    if (traits_type::eq_int_type(character, traits_type::eof())) return traits_type::not_eof(0);
+    char text = traits_type::to_char_type(character);
+    xsputn(&text, 1);
+    return character;
+}
+
+std::streamsize LogStream::Lines::xsputn(const char* text, std::streamsize count) {
+    if (!log_.enabled()) return count;  // nothing is built for a log that drops it
+    for (std::streamsize i = 0; i < count; ++i) {
+        if (text[i] != '\n') {
+            line_ += text[i];
+        } else {
+            log_.error(line_);
+            line_.clear();
+        }
+    }
+    return count;
 }
 
 SystemLog::SystemLog(std::size_t queueLimit, Echo echo)
@@ -42,13 +68,21 @@ SystemLog::~SystemLog() {
 }
 
 void SystemLog::error(LogCategory category, std::string_view message) {
+    push({category, std::string(message)});
+}
+
+void SystemLog::deferred(LogCategory category, std::function<std::string()> make) {
+    push({category, {}, std::move(make)});
+}
+
+void SystemLog::push(Line line) {
     {
         std::lock_guard lock(mutex_);
         if (queue_.size() >= queueLimit_) {
             ++dropped_;
             return;
         }
-        queue_.push_back({category, std::string(message)});
+        queue_.push_back(std::move(line));
     }
     wake_.notify_one();
 }
@@ -63,7 +97,10 @@ void SystemLog::writeLoop() {
         std::size_t dropped = std::exchange(dropped_, 0);
         writing_ = true;
         lock.unlock();
-        for (const Line& line : batch) write(line);
+        for (Line& line : batch) {
+            if (line.make) line.message = line.make();
+            write(line);
+        }
         if (dropped > 0) {
             write({LogCategory::appDelegate,
                    "Dropped " + std::to_string(dropped) + " log messages while the log was busy"});

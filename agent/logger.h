@@ -6,7 +6,10 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <mutex>
+#include <ostream>
+#include <streambuf>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -19,10 +22,12 @@ enum class LogCategory {
     keystrokeInterceptor,
     ruleEngine,
     permissions,
-    windowActions
+    windowActions,
+    core
 };
 
-// "AppDelegate", "KeystrokeInterceptor", "RuleEngine", "Permissions", "WindowActions".
+// "AppDelegate", "KeystrokeInterceptor", "RuleEngine", "Permissions", "WindowActions",
+// "Core".
 std::string_view categoryName(LogCategory category);
 
 // Where messages go. Implementations are safe to call from any thread.
@@ -30,6 +35,11 @@ class LogSink {
   public:
     virtual ~LogSink() = default;
     virtual void error(LogCategory category, std::string_view message) = 0;
+    // A message built only when it is written, on the sink's own thread where it has one:
+    // the key source's thread only hands over what the message is made of.
+    virtual void deferred(LogCategory category, std::function<std::string()> make) {
+        error(category, make());
+    }
     // A sink that drops everything lets callers skip building their messages.
     virtual bool discards() const { return false; }
 };
@@ -40,11 +50,38 @@ class Logger {
     Logger(LogSink& sink, LogCategory category) : sink_(&sink), category_(category) {}
 
     void error(std::string_view message) const { sink_->error(category_, message); }
+    void deferred(std::function<std::string()> make) const {
+        if (enabled()) sink_->deferred(category_, std::move(make));
+    }
     bool enabled() const { return !sink_->discards(); }
 
   private:
     LogSink* sink_;
     LogCategory category_;
+};
+
+// A stream whose every line goes to the log: what the core writes for a terminal (its
+// diagnostics) reaches the agent's log instead. One writer at a time; a last line without
+// its newline is logged when the stream ends.
+class LogStream final : public std::ostream {
+  public:
+    explicit LogStream(Logger log) : std::ostream(nullptr), lines_(log) { rdbuf(&lines_); }
+
+  private:
+    class Lines final : public std::streambuf {
+      public:
+        explicit Lines(Logger log) : log_(log) {}
+        ~Lines() override;
+
+      protected:
+        int_type overflow(int_type character) override;
+        std::streamsize xsputn(const char* text, std::streamsize count) override;
+
+      private:
+        Logger log_;
+        std::string line_;
+    };
+    Lines lines_;
 };
 
 // The system log (syslog, identity = the agent's bundle identifier), and standard error as
@@ -67,6 +104,7 @@ class SystemLog final : public LogSink {
     SystemLog& operator=(const SystemLog&) = delete;
 
     void error(LogCategory category, std::string_view message) override;
+    void deferred(LogCategory category, std::function<std::string()> make) override;
     // Waits until everything logged so far is written.
     void flush();
 
@@ -74,8 +112,10 @@ class SystemLog final : public LogSink {
     struct Line {
         LogCategory category;
         std::string message;
+        std::function<std::string()> make{};  // builds the message when it is set
     };
 
+    void push(Line line);
     void writeLoop();
     void write(const Line& line) const;
 

@@ -24,15 +24,14 @@ const char* boolText(bool value) {
     return value ? "true" : "false";
 }
 
-window::StateFilters coreFilters(const StateFilters& filters) {
-    return {
-        .fullWidthOnPrimary = filters.fullWidthOnPrimary,
-        .fullWidthOnSecondary = filters.fullWidthOnSecondary,
-        .alignRightOnPrimary = filters.alignRightOnPrimary,
-        .alignRightOnSecondary = filters.alignRightOnSecondary,
-        .alignLeftOnPrimary = filters.alignLeftOnPrimary,
-        .alignLeftOnSecondary = filters.alignLeftOnSecondary,
-    };
+std::vector<SavedWindowLocation> savedLocationsOf(
+    const std::optional<window::FrontmostWindow>& frontmost, const ConfigStore& store) {
+    if (!frontmost || !frontmost->app.bundleID) return {};
+    auto config = store.snapshot();
+    for (const AppConfig& entry : config->appConfigs) {
+        if (entry.bundleID == *frontmost->app.bundleID) return entry.savedLocations;
+    }
+    return {};
 }
 
 }  // namespace
@@ -54,17 +53,18 @@ std::string describeMouseTarget(const Action::MouseTarget& target) {
                       target.value);
 }
 
-void WindowActions::performMove(Action::MoveDirection direction, const Uuid&,
-                                const std::optional<std::string>&,
+void WindowActions::performMove(Action::MoveDirection direction,
                                 const std::optional<StateFilters>& stateFilters, ActionHost& host) {
     Logger log(host.log, LogCategory::windowActions);
     log.error("performMove called: direction=" + std::string(directionName(direction)));
-    std::vector<window::MoveAppLocation> locations;
-    window::StateFilters filters;
+    // Asked now, not taken from the observer: the action may run a moment after the press.
+    auto frontmost = window::getFrontmostWindow(host.context.desktop().windowSystem());
+    window::MoveAppRequest request{
+        .direction = direction, .savedLocations = {}, .stateFilters = {}};
     bool horizontal =
         direction == Action::MoveDirection::left || direction == Action::MoveDirection::right;
     if (horizontal) {
-        auto saved = getSavedLocationsForFrontmostApp(host);
+        auto saved = savedLocationsOf(frontmost, host.configStore);
         if (saved.empty()) {
             log.error("No saved locations found for frontmost app");
         } else {
@@ -78,34 +78,22 @@ void WindowActions::performMove(Action::MoveDirection direction, const Uuid&,
             }
         }
         for (const auto& location : saved) {
-            locations.push_back({location.frame, location.screenSpecific});
+            request.savedLocations.push_back(
+                {location.frame, location.screenSpecific, location.screenIndex});
         }
         if (stateFilters) {
             log.error("Using provided state filters for rule");
-            filters = coreFilters(*stateFilters);
+            request.stateFilters = *stateFilters;
         } else {
             log.error("Using default state filters (all enabled)");
         }
     }
     // The up cycle passes through the full-screen frame, which is what maximize asks for.
-    std::string word =
-        direction == Action::MoveDirection::maximize ? "up" : std::string(directionName(direction));
-    log.error("Calling handleMoveApp: direction=" + word);
-    int status = host.moveApp(word, locations, filters, true, host.context);
+    std::string_view word =
+        direction == Action::MoveDirection::maximize ? "up" : directionName(direction);
+    log.error("Calling handleMoveApp: direction=" + std::string(word));
+    int status = host.moveApp(request, frontmost, host.context);
     if (status != 0) log.error("handleMoveApp failed with status " + std::to_string(status));
-}
-
-std::vector<SavedWindowLocation> WindowActions::getSavedLocationsForFrontmostApp(ActionHost& host) {
-    // Asked now, not taken from the observer: the action may run a moment after the press.
-    auto app = host.context.desktop().windowSystem().frontmostApplication();
-    if (!app || !app->bundleID) return {};
-    const ConfigStore* store = configStore.load();
-    if (!store) return {};
-    auto config = store->snapshot();
-    for (const AppConfig& entry : config->appConfigs) {
-        if (entry.bundleID == *app->bundleID) return entry.savedLocations;
-    }
-    return {};
 }
 
 void WindowActions::performMoveMouse(const Action::MouseTarget& target,

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -11,15 +10,14 @@
 #include "agent/config_store.h"
 #include "agent/logger.h"
 #include "core/context.h"
-#include "core/window/override_lookup.h"
+#include "core/window/move_app.h"
 
 namespace tarn::agent {
 
-// The core's move-app engine, as actions call it; tests hand in a recorder.
-using MoveAppFn = int (*)(const std::string& direction,
-                          const std::vector<window::MoveAppLocation>& savedLocations,
-                          const window::StateFilters& stateFilters, bool fromUserRule,
-                          CommandContext& context);
+// The core's move-app engine for one press, as actions call it.
+using MoveApp = std::function<int(const window::MoveAppRequest& request,
+                                  const std::optional<window::FrontmostWindow>& frontmost,
+                                  CommandContext& context)>;
 
 // What the work queue's actions run against: the core's context on the agent's own
 // desktop, the session's keys buffer (text kept between two keystroke actions) and the log.
@@ -27,7 +25,13 @@ struct ActionHost {
     CommandContext& context;
     std::string& keysBuffer;
     LogSink& log;
-    MoveAppFn moveApp;
+    // Whose saved locations a left or right move offers.
+    const ConfigStore& configStore;
+    MoveApp moveApp = [](const window::MoveAppRequest& request,
+                         const std::optional<window::FrontmostWindow>& frontmost,
+                         CommandContext& context) {
+        return window::handleMoveApp(request, frontmost, context);
+    };
     // Called after the desktop went away under an action, so the next one reconnects.
     std::function<void()> desktopLost{};
     // Called before each action: the desktop outlives actions, and what it remembered for
@@ -41,19 +45,12 @@ struct ActionHost {
 // Moving the focused window and the pointer for a matched rule. Runs on the work queue.
 class WindowActions {
   public:
-    // The store whose saved locations a left or right move offers; set once at launch.
-    static inline std::atomic<const ConfigStore*> configStore{nullptr};
-
-    // Only `direction` and `stateFilters` change what happens; the rule and application are
-    // the caller's for context.
-    static void performMove(Action::MoveDirection direction, const Uuid& ruleID,
-                            const std::optional<std::string>& appBundleID,
+    // Moves the frontmost window, found once for the press: the saved locations offered are
+    // its application's.
+    static void performMove(Action::MoveDirection direction,
                             const std::optional<StateFilters>& stateFilters, ActionHost& host);
     static void performMoveMouse(const Action::MouseTarget& target, Action::MousePosition position,
                                  ActionHost& host);
-
-  private:
-    static std::vector<SavedWindowLocation> getSavedLocationsForFrontmostApp(ActionHost& host);
 };
 
 // Types a keystroke sequence through the core's keys language, every event carrying the

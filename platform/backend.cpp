@@ -115,13 +115,6 @@ Backend::Backend(Environment environment)
       choice_(chooseBackend(environment_)),
       shared_(std::make_shared<Shared>()) {}
 
-Capabilities Backend::capabilities() const {
-    // Compositor bindings consume the chord they are bound to.
-    const bool compositor = choice_.kind == BackendKind::sway ||
-                            choice_.kind == BackendKind::gnome || choice_.kind == BackendKind::kde;
-    return {.chordsCanPass = !compositor};
-}
-
 namespace {
 
 std::string notBuilt(BackendKind kind) {

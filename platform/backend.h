@@ -26,13 +26,6 @@ std::string_view backendName(BackendKind kind);
 using Environment = std::function<std::optional<std::string>(std::string_view name)>;
 Environment processEnvironment();
 
-// What a backend can do that others cannot.
-struct Capabilities {
-    // A bound chord can go on to the focused window as it came (X11 grabs can replay it);
-    // compositor bindings always consume it, so the agent must deliver it itself.
-    bool chordsCanPass = true;
-};
-
 struct BackendChoice {
     std::optional<BackendKind> kind;
     std::string simFile;  // the simulated desktop's file, for the sim backend
@@ -54,7 +47,6 @@ class Backend {
     explicit Backend(Environment environment = processEnvironment());
 
     const BackendChoice& choice() const { return choice_; }
-    Capabilities capabilities() const;
 
     // Nothing is connected before one of these is called; each opens anew.
     DesktopChoice openDesktop(DesktopOptions options = {}) const;

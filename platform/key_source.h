@@ -7,10 +7,40 @@
 #include <utility>
 #include <vector>
 
+#include "platform/input.h"
+
 namespace tarn::platform {
 
-// A chord as the agent's rules store it: a macOS virtual key code and the modifier bits
-// shift 1, control 2, option 4, command 8 (the configuration file is shared with macOS).
+// The modifier bits of a chord as the agent's rules store them (the configuration file is
+// shared with macOS). Key events carry the same modifiers as platform::keyflags; these two
+// functions are the one translation between the words, for every key source and the agent.
+namespace chordbits {
+inline constexpr std::uint32_t shift = 1;
+inline constexpr std::uint32_t control = 2;
+inline constexpr std::uint32_t option = 4;
+inline constexpr std::uint32_t command = 8;
+inline constexpr std::uint32_t all = shift | control | option | command;
+}  // namespace chordbits
+
+constexpr std::uint64_t keyFlagsOf(std::uint32_t chordModifiers) {
+    std::uint64_t flags = 0;
+    if (chordModifiers & chordbits::shift) flags |= keyflags::shift;
+    if (chordModifiers & chordbits::control) flags |= keyflags::control;
+    if (chordModifiers & chordbits::option) flags |= keyflags::option;
+    if (chordModifiers & chordbits::command) flags |= keyflags::command;
+    return flags;
+}
+// Bits of no modifier (lock keys, the keypad, the side of the keyboard) are left out.
+constexpr std::uint32_t chordModifiersOf(std::uint64_t keyFlags) {
+    std::uint32_t bits = 0;
+    if (keyFlags & keyflags::shift) bits |= chordbits::shift;
+    if (keyFlags & keyflags::control) bits |= chordbits::control;
+    if (keyFlags & keyflags::option) bits |= chordbits::option;
+    if (keyFlags & keyflags::command) bits |= chordbits::command;
+    return bits;
+}
+
+// A chord: a macOS virtual key code and chordbits.
 struct Chord {
     std::int64_t keyCode = 0;
     std::uint32_t modifiers = 0;
@@ -53,11 +83,11 @@ enum class ChordGrab {
 
 // How a chord whose rule lets it pass reaches the focused window on this desktop.
 enum class ChordPass {
-    replayed,   // the desktop hands the key on as it came (an X11 grab replays it)
-    retyped,    // the desktop consumes a bound chord (a compositor binding); the source
-                // types the chord into the focused window itself, its own binding released
-                // around it so that the retyped chord never triggers it again
-    impossible, // the desktop consumes it and the source cannot type it again
+    replayed,    // the desktop hands the key on as it came (an X11 grab replays it)
+    retyped,     // the desktop consumes a bound chord (a compositor binding); the source
+                 // types the chord into the focused window itself, its own binding released
+                 // around it so that the retyped chord never triggers it again
+    impossible,  // the desktop consumes it and the source cannot type it again
 };
 
 struct ChordStatus {

@@ -42,6 +42,9 @@ std::string toLowerCase(std::string_view text);
 // U+10FFFF): the only text a JSON reader accepts.
 bool isValidUtf8(std::string_view text);
 
+// Latin-1 (ISO 8859-1) bytes as UTF-8: every byte is the scalar of its value.
+std::string latin1ToUtf8(std::string_view bytes);
+
 // The text with each malformed UTF-8 sequence replaced by U+FFFD, as the system's own
 // string conversion does for command-line words and clipboard contents.
 std::string repairUtf8(std::string_view text);

@@ -118,6 +118,7 @@ void GlobalRulesView::showEditor() {
     }
     if (exists && !editor_) {
         editor_ = new GlobalRuleEditPanel(store_, *selected_, screenCount_);
+        editor_->setChordPass(pass_);
         detail_->addWidget(editor_);
     }
     detail_->setCurrentWidget(editor_ ? static_cast<QWidget*>(editor_) : detail_->widget(0));
@@ -125,6 +126,12 @@ void GlobalRulesView::showEditor() {
 
 void GlobalRulesView::setChordStatus(const std::vector<platform::ChordStatus>& status) {
     model_->setChordStatus(status);
+}
+
+void GlobalRulesView::setChordPass(platform::ChordPass pass) {
+    pass_ = pass;
+    model_->setChordPass(pass);
+    if (editor_) editor_->setChordPass(pass);
 }
 
 }  // namespace tarn::agent::ui

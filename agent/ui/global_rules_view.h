@@ -36,6 +36,7 @@ class GlobalRulesView final : public QWidget {
     // The editor on show, absent while no rule is selected.
     GlobalRuleEditPanel* editor() const { return editor_; }
     void setChordStatus(const std::vector<platform::ChordStatus>& status);
+    void setChordPass(platform::ChordPass pass);
 
   protected:
     void showEvent(QShowEvent* event) override;
@@ -52,6 +53,7 @@ class GlobalRulesView final : public QWidget {
     QStackedWidget* detail_ = nullptr;
     GlobalRuleEditPanel* editor_ = nullptr;
     std::optional<Uuid> selected_;
+    platform::ChordPass pass_ = platform::ChordPass::replayed;
 };
 
 }  // namespace tarn::agent::ui

@@ -104,6 +104,7 @@ int runWithWindows(int argc, char** argv, InstanceLock lock) {
          .requestPermissions = [&delegate] { delegate.requestPermissions(); },
          .quit = [&runtime] { runtime->quit(0); },
          .chordStatus = [&runtime] { return runtime->keys().chordStatus(); },
+         .chordPass = [&runtime] { return runtime->keys().chordPass(); },
          .windows = &windows,
          .iconNames = iconNames.get()});
     ui::SingleInstance instance;

@@ -25,6 +25,8 @@ const PlatformTexts& macTexts() {
         .troubleshootingSecondButton = "Open System Settings",
         .chordTakenByOther = "Another application already uses this shortcut.",
         .chordHasNoKey = "This key does not exist on the current keyboard.",
+        .chordRetyped = "",  // the system hands a key it lets through on as it came
+        .chordCannotPass = "",
         .noTray = "The menu bar has no room for the status item; opening the settings window",
         .saveFailed = "Settings could not be saved: ",
     };
@@ -58,6 +60,12 @@ const PlatformTexts& linuxTexts() {
             "another key.",
         .chordHasNoKey =
             "The current keyboard layout has no key for this key code; record another key.",
+        .chordRetyped =
+            "This desktop keeps the key combination for itself: Wendle types it on to the "
+            "window itself.",
+        .chordCannotPass =
+            "This desktop keeps the key combination for itself and Wendle cannot type it on: "
+            "the window never gets it.",
         .noTray =
             "No system tray on this desktop (on GNOME it needs the AppIndicator extension); "
             "opening the settings window instead",

@@ -14,6 +14,10 @@ struct PlatformTexts {
     // Tooltips of a rule whose chord does not work.
     std::string_view chordTakenByOther;
     std::string_view chordHasNoKey;
+    // What the desktop does with a chord whose rule lets it through, where its own binding
+    // consumes the key: Wendle types it on, or it cannot.
+    std::string_view chordRetyped;
+    std::string_view chordCannotPass;
     // Logged when the desktop shows no tray, before the settings window opens instead.
     std::string_view noTray;
     // Shown in the settings window while the configuration file cannot be written; the

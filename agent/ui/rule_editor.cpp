@@ -18,6 +18,7 @@
 #include "agent/overloaded.h"
 #include "agent/ui/key_recorder.h"
 #include "agent/ui/render_action.h"
+#include "agent/ui/rules_model.h"
 #include "agent/ui/state_filters_editor.h"
 #include "agent/ui/style.h"
 
@@ -284,6 +285,11 @@ void GlobalRuleEditPanel::build() {
 
     swallow_ = new QCheckBox("Swallow Key (prevent system from seeing it)");
     column->addWidget(swallow_);
+    passNote_ = caption({});
+    passNote_->setObjectName("passNote");
+    passNote_->setWordWrap(true);
+    passNote_->hide();
+    column->addWidget(passNote_);
     connect(swallow_, &QCheckBox::toggled, this,
             [this](bool on) { change([&](HotkeyRule& rule) { rule.swallow = on; }); });
 
@@ -320,6 +326,11 @@ void GlobalRuleEditPanel::build() {
     connect(filters_, &StateFiltersEditor::filtersEdited, this, [this](const StateFilters& value) {
         change([&](HotkeyRule& rule) { rule.stateFilters = value; });
     });
+}
+
+void GlobalRuleEditPanel::setChordPass(platform::ChordPass pass) {
+    pass_ = pass;
+    refresh();
 }
 
 void GlobalRuleEditPanel::refresh() {
@@ -380,6 +391,9 @@ void GlobalRuleEditPanel::refresh() {
         QSignalBlocker quiet(swallow_);
         swallow_->setChecked(r.swallow);
     }
+    auto note = passNote(r, pass_);
+    passNote_->setText(note ? qt(*note) : QString());
+    passNote_->setVisible(note.has_value());
     overrideTarn_->setCurrentIndex(
         r.overrideTarn ? static_cast<int>(std::find(kOverrideDirections.begin(),
                                                     kOverrideDirections.end(), *r.overrideTarn) -

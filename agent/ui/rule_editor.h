@@ -31,6 +31,8 @@ class GlobalRuleEditPanel final : public QWidget {
     ~GlobalRuleEditPanel() override;
 
     const Uuid& ruleId() const { return ruleId_; }
+    // What letting the key through means on this desktop, noted under "Swallow Key".
+    void setChordPass(platform::ChordPass pass);
     bool isHorizontalAction() const;
     bool isRecording() const;
 
@@ -62,6 +64,8 @@ class GlobalRuleEditPanel final : public QWidget {
     QComboBox* screen_ = nullptr;
     QComboBox* position_ = nullptr;
     QCheckBox* swallow_ = nullptr;
+    QLabel* passNote_ = nullptr;  // what the desktop does with the key the rule lets through
+    platform::ChordPass pass_ = platform::ChordPass::replayed;
     QComboBox* overrideTarn_ = nullptr;
     QWidget* filtersBlock_ = nullptr;
     StateFiltersEditor* filters_ = nullptr;

@@ -21,6 +21,12 @@ bool sameIds(const std::vector<HotkeyRule>& a, const std::vector<HotkeyRule>& b)
 
 }  // namespace
 
+std::optional<std::string_view> passNote(const HotkeyRule& rule, platform::ChordPass pass) {
+    if (rule.swallow || pass == platform::ChordPass::replayed) return std::nullopt;
+    return pass == platform::ChordPass::retyped ? platformTexts().chordRetyped
+                                                : platformTexts().chordCannotPass;
+}
+
 GlobalRulesModel::GlobalRulesModel(ConfigStore& store, QObject* parent)
     : QAbstractTableModel(parent), store_(store), rules_(store.config().globalRules) {
     listener_ = store_.addListener([this] { reload(); });
@@ -105,7 +111,13 @@ QVariant GlobalRulesModel::data(const QModelIndex& index, int role) const {
         case swallow:
             if (role == SwallowRole) return rule.swallow;
             if (role == Qt::DecorationRole) {
+                if (!rule.swallow && pass_ == platform::ChordPass::impossible)
+                    return symbolIcon(Symbol::warning);
                 return symbolIcon(rule.swallow ? Symbol::checkmarkCircleFill : Symbol::circle);
+            }
+            if (role == Qt::ToolTipRole) {
+                if (auto note = passNote(rule, pass_)) return qt(*note);
+                return {};
             }
             if (role == Qt::AccessibleTextRole) return rule.swallow ? "Yes" : "No";
             return {};
@@ -133,6 +145,12 @@ void GlobalRulesModel::setChordStatus(const std::vector<platform::ChordStatus>& 
     if (problems == problems_) return;
     problems_ = std::move(problems);
     if (!rules_.empty()) emit dataChanged(index(0, hotkey), index(rowCount() - 1, hotkey));
+}
+
+void GlobalRulesModel::setChordPass(platform::ChordPass pass) {
+    if (pass == pass_) return;
+    pass_ = pass;
+    if (!rules_.empty()) emit dataChanged(index(0, swallow), index(rowCount() - 1, swallow));
 }
 
 }  // namespace tarn::agent::ui

@@ -11,6 +11,10 @@
 
 namespace tarn::agent::ui {
 
+// What becomes of the key of a rule that lets it through, when the desktop does not simply
+// hand it on; absent when it does, or when the rule swallows it.
+std::optional<std::string_view> passNote(const HotkeyRule& rule, platform::ChordPass pass);
+
 // The global rules as a table: "Hotkey", "Action", "Swallow", one row per rule in stored
 // order. It follows the store: every republished configuration refreshes it. A rule whose
 // chord the key source could not take shows a warning with the reason as its tooltip.
@@ -37,6 +41,9 @@ class GlobalRulesModel final : public QAbstractTableModel {
 
     // What the key source reports per chord; chords it does not list count as working.
     void setChordStatus(const std::vector<platform::ChordStatus>& status);
+    // What letting a chord through means on this desktop, shown on the "Swallow" cell of
+    // the rules that do.
+    void setChordPass(platform::ChordPass pass);
 
   private:
     void reload();
@@ -46,6 +53,7 @@ class GlobalRulesModel final : public QAbstractTableModel {
     ConfigStore::ListenerId listener_;
     std::vector<HotkeyRule> rules_;
     std::map<platform::Chord, platform::ChordGrab> problems_;
+    platform::ChordPass pass_ = platform::ChordPass::replayed;
 };
 
 }  // namespace tarn::agent::ui

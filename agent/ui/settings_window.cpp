@@ -415,4 +415,8 @@ void SettingsWindowController::setChordStatus(const std::vector<platform::ChordS
     if (view_) view_->globalRules()->setChordStatus(status);
 }
 
+void SettingsWindowController::setChordPass(platform::ChordPass pass) {
+    if (view_) view_->globalRules()->setChordPass(pass);
+}
+
 }  // namespace tarn::agent::ui

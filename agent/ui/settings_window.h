@@ -107,6 +107,7 @@ class SettingsWindowController final : public QObject {
     QWidget* window() const { return window_.get(); }
     SettingsView* view() const { return view_; }
     void setChordStatus(const std::vector<platform::ChordStatus>& status);
+    void setChordPass(platform::ChordPass pass);
 
   private:
     ConfigStore& store_;

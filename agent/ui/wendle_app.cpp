@@ -63,6 +63,7 @@ void WendleApp::pollChordStatus() {
         return;
     }
     settings_->setChordStatus(hooks_.chordStatus());
+    settings_->setChordPass(hooks_.chordPass());
 }
 
 void WendleApp::promptForLoginItemOnFirstRun() {

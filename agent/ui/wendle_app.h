@@ -32,6 +32,8 @@ struct AgentHooks {
     std::function<std::vector<platform::ChordStatus>()> chordStatus = [] {
         return std::vector<platform::ChordStatus>{};
     };
+    // What letting a bound chord through means on this desktop.
+    std::function<platform::ChordPass()> chordPass = [] { return platform::ChordPass::replayed; };
     // The desktop's windows, for recording saved locations; none: nothing can be recorded.
     WindowAccess* windows = nullptr;
     // The icons the desktop's files name; none: only the icons windows publish.

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <vector>
 
+#include "agent/config_store.h"
 #include "agent/keystroke_interceptor.h"
 #include "agent/scheduler.h"
 
@@ -43,11 +44,6 @@ class NoTimers final : public Scheduler {
     void cancel(Ticket) override {}
 };
 
-int noMove(const std::string&, const std::vector<window::MoveAppLocation>&,
-           const window::StateFilters&, bool, CommandContext&) {
-    return 0;
-}
-
 void runCallback(benchmark::State& state, LogSink& log) {
     RootConfig config;
     for (int n = 0; n < 1000; ++n) {
@@ -69,7 +65,12 @@ void runCallback(benchmark::State& state, LogSink& log) {
     std::ostringstream out;
     CommandContext context(out, out, [] { return platform::DesktopChoice{}; });
     std::string buffer;
-    ActionHost host{context, buffer, quiet, &noMove};
+    ConfigStore store(timers, Logger(quiet, LogCategory::appDelegate));
+    ActionHost host{.context = context,
+                    .keysBuffer = buffer,
+                    .log = quiet,
+                    .configStore = store,
+                    .moveApp = [](auto&...) { return 0; }};
     KeystrokeInterceptor interceptor(engine, observer, keys, host, log);
     // The last rule: the engine scans every rule before it.
     const platform::KeyDown press{999 % 128, 0x20000 | 0x40000 | 0x80000, std::nullopt};

@@ -63,9 +63,10 @@ void adoptSavedLocations(WindowState& state, const std::vector<MoveAppLocation>&
     std::vector<WindowState::SavedLocation> locations;
     for (std::size_t i = 0; i < offered.size() && i < kPlacedSavedLocations; ++i) {
         const auto& frame = offered[i].frame;
+        std::int64_t screen =
+            offered[i].screenIndex.value_or(screenIndexForPoint(displays, frame.origin()));
         locations.push_back(
-            {WindowState::WindowFrame::of(frame, screenIndexForPoint(displays, frame.origin())),
-             offered[i].screenSpecific});
+            {WindowState::WindowFrame::of(frame, screen), offered[i].screenSpecific});
     }
     if (locations == state.savedLocations) return;
     err << "DEBUG: Updating savedLocations in state\n";
@@ -87,22 +88,13 @@ int saveAndReport(const WindowState& state, const std::filesystem::path& stateFi
     return saveWindowState(state, stateFile, err) ? 0 : 1;
 }
 
-}  // namespace
-
-std::optional<MoveDirection> parseMoveDirection(std::string_view word) {
-    if (word == "left") return MoveDirection::left;
-    if (word == "right") return MoveDirection::right;
-    if (word == "up") return MoveDirection::up;
-    if (word == "down") return MoveDirection::down;
-    return std::nullopt;
-}
-
-int handleMoveApp(const std::string& directionWord,
-                  const std::vector<MoveAppLocation>& savedLocations,
-                  const StateFilters& stateFilters, bool fromUserRule, CommandContext& context) {
-    // The word is read once here. An unknown one still runs the steps that print and load,
-    // and fails where the move would be chosen, so its transcript matches a known word's.
-    const std::optional<MoveDirection> direction = parseMoveDirection(directionWord);
+// One press. `given`: the frontmost window the caller resolved for it; null: asked here.
+// An unknown direction still runs the steps that print and load, and fails where the move
+// would be chosen, so its transcript matches a known word's.
+int moveApp(const std::string& directionWord, std::optional<MoveDirection> direction,
+            const std::vector<MoveAppLocation>& savedLocations, const StateFilters& stateFilters,
+            bool fromUserRule, const std::optional<FrontmostWindow>* given,
+            CommandContext& context) {
     std::ostream& err = context.err;
     err << "DEBUG: handleMoveApp called with direction: " << directionWord
         << ", fromUserRule: " << boolText(fromUserRule) << '\n';
@@ -116,7 +108,7 @@ int handleMoveApp(const std::string& directionWord,
 
     std::vector<MoveAppLocation> locations = savedLocations;
     StateFilters filters = stateFilters;
-    auto frontmost = getFrontmostWindow(windows);
+    auto frontmost = given ? *given : getFrontmostWindow(windows);
     if (!fromUserRule) {
         std::optional<std::string> bundleID;
         if (frontmost) bundleID = frontmost->app.bundleID;
@@ -200,7 +192,7 @@ int handleMoveApp(const std::string& directionWord,
     } else if (direction == MoveDirection::left) {
         target = handleLeftDirection(state, *frame, screenIndex, screenIndex == 0, filters,
                                      displays, err);
-    } else if (direction == MoveDirection::up) {
+    } else if (direction == MoveDirection::up || direction == MoveDirection::maximize) {
         target = handleUpDirection(state, *frame, usableScreenRect(displays, screenIndex), err);
     } else if (direction == MoveDirection::down) {
         if (isWindowMinimized(windows, window)) {
@@ -224,6 +216,31 @@ int handleMoveApp(const std::string& directionWord,
     state.currentFrame =
         WindowState::WindowFrame::of(target, screenIndexForPoint(displays, target.origin()));
     return saveAndReport(state, stateFile, err);
+}
+
+}  // namespace
+
+std::optional<MoveDirection> parseMoveDirection(std::string_view word) {
+    if (word == "left") return MoveDirection::left;
+    if (word == "right") return MoveDirection::right;
+    if (word == "up") return MoveDirection::up;
+    if (word == "down") return MoveDirection::down;
+    return std::nullopt;
+}
+
+int handleMoveApp(const std::string& directionWord,
+                  const std::vector<MoveAppLocation>& savedLocations,
+                  const StateFilters& stateFilters, bool fromUserRule, CommandContext& context) {
+    return moveApp(directionWord, parseMoveDirection(directionWord), savedLocations, stateFilters,
+                   fromUserRule, nullptr, context);
+}
+
+int handleMoveApp(const MoveAppRequest& request, const std::optional<FrontmostWindow>& frontmost,
+                  CommandContext& context) {
+    // The transcript names the direction the engine takes: maximize moves up.
+    static constexpr const char* kWords[] = {"left", "right", "up", "down", "up"};
+    return moveApp(kWords[static_cast<int>(request.direction)], request.direction,
+                   request.savedLocations, request.stateFilters, true, &frontmost, context);
 }
 
 int runMoveAppCommand(const std::string& direction, CommandContext& context) {

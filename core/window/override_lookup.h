@@ -53,8 +53,13 @@ std::optional<WendleConfig> decodeWendleConfig(const support::Json& document);
 
 // A saved frame offered to a move-app call, as the agent keeps it for an application.
 struct MoveAppLocation {
+    MoveAppLocation(platform::Rect frame = {}, bool screenSpecific = true,
+                    std::optional<std::int64_t> screenIndex = std::nullopt)
+        : frame(frame), screenSpecific(screenSpecific), screenIndex(screenIndex) {}
     platform::Rect frame;
     bool screenSpecific = true;
+    // The screen the agent recorded it on; absent: the screen its origin lies on.
+    std::optional<std::int64_t> screenIndex;
     friend bool operator==(const MoveAppLocation&, const MoveAppLocation&) = default;
 };
 

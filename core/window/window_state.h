@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/window/move_types.h"
 #include "platform/displays.h"
 #include "platform/geometry.h"
 #include "support/json_text.h"
@@ -17,19 +18,6 @@ namespace tarn::window {
 
 using platform::Rect;
 class ScreenLayout;
-
-// Which placements the left/right cycle offers. "Primary" is screen index 0, "secondary"
-// every other screen; a false flag drops that placement from that kind of screen. The
-// original placement and saved locations are never filtered.
-struct StateFilters {
-    bool fullWidthOnPrimary = true;
-    bool fullWidthOnSecondary = true;
-    bool alignRightOnPrimary = true;
-    bool alignRightOnSecondary = true;
-    bool alignLeftOnPrimary = true;
-    bool alignLeftOnSecondary = true;
-    friend bool operator==(const StateFilters&, const StateFilters&) = default;
-};
 
 // What the engine remembers about one application between two presses.
 struct WindowState {

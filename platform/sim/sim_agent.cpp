@@ -38,11 +38,7 @@ std::vector<ChordStatus> SimKeySource::chordStatus() {
 }
 
 std::optional<KeyVerdict> SimKeySource::press(const KeyDown& key) {
-    Chord chord{key.keyCode, 0};
-    if (key.flags & keyflags::shift) chord.modifiers |= 1;
-    if (key.flags & keyflags::control) chord.modifiers |= 2;
-    if (key.flags & keyflags::option) chord.modifiers |= 4;
-    if (key.flags & keyflags::command) chord.modifiers |= 8;
+    const Chord chord{key.keyCode, chordModifiersOf(key.flags)};
     Callback callback;
     {
         std::lock_guard guard(lock_);

@@ -13,13 +13,17 @@ namespace tarn::platform::sim {
 
 // The key source of the simulated desktop: tests press keys in-process. Like a real one it
 // calls the callback only for key-downs of installed chords (the four modifier flags must
-// match exactly; other flag bits are ignored), and only while started.
+// match exactly; other flag bits are ignored), and only while started. What passing a chord
+// means is the test's choice, so that every desktop's kind can be shown.
 class SimKeySource final : public KeySource {
   public:
+    explicit SimKeySource(ChordPass pass = ChordPass::replayed) : pass_(pass) {}
+
     bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override;
     void stop() override;
     void setChords(std::vector<Chord> chords) override;
     std::vector<ChordStatus> chordStatus() override;
+    ChordPass chordPass() const override { return pass_; }
 
     // The test's side. press() runs the callback on the calling thread and returns its
     // verdict; nothing when the key is no installed chord or the source is not running (the
@@ -32,6 +36,7 @@ class SimKeySource final : public KeySource {
     bool running() const;
 
   private:
+    const ChordPass pass_;
     mutable std::mutex lock_;
     bool running_ = false;
     Callback onKeyDown_;

@@ -14,6 +14,8 @@
 #include <mutex>
 #include <thread>
 
+#include "support/unicode_text.h"
+
 namespace tarn::platform::x11 {
 namespace {
 
@@ -21,19 +23,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSelection = "CLIPBOARD";
 constexpr const char* kTransferProperty = "_TARN_CLIPBOARD";
-
-std::string latin1ToUtf8(const std::vector<unsigned char>& bytes) {
-    std::string text;
-    for (unsigned char byte : bytes) {
-        if (byte < 0x80) {
-            text += static_cast<char>(byte);
-        } else {
-            text += static_cast<char>(0xC0 | (byte >> 6));
-            text += static_cast<char>(0x80 | (byte & 0x3F));
-        }
-    }
-    return text;
-}
 
 // Characters beyond Latin-1 (and bytes that are not UTF-8) become "?".
 std::string utf8ToLatin1(const std::string& text) {
@@ -395,7 +384,8 @@ ClipboardX11::Outcome ClipboardX11::convert(Atom target, std::string& text) {
     } else {
         bytes = std::move(value->bytes);
     }
-    text = type == XA_STRING ? latin1ToUtf8(bytes) : std::string(bytes.begin(), bytes.end());
+    std::string received(bytes.begin(), bytes.end());
+    text = type == XA_STRING ? support::latin1ToUtf8(received) : std::move(received);
     return Outcome::text;
 }
 

@@ -240,7 +240,7 @@ class Session {
                 grab.state = ChordGrab::noKey;
                 grab.key = keyFor(grab.chord);
                 if (grab.key == 0) continue;
-                grab.modifiers = masks_.toX(static_cast<std::uint64_t>(chordFlags(grab.chord)));
+                grab.modifiers = masks_.toX(keyFlagsOf(grab.chord.modifiers));
                 grab.state = ChordGrab::grabbed;
                 spans[i].first = NextRequest(display);
                 for (unsigned combo : lockCombos_) {
@@ -319,15 +319,6 @@ class Session {
         }
     }
 
-    static std::uint64_t chordFlags(const Chord& chord) {
-        std::uint64_t flags = 0;
-        if (chord.modifiers & 1) flags |= keyflags::shift;
-        if (chord.modifiers & 2) flags |= keyflags::control;
-        if (chord.modifiers & 4) flags |= keyflags::option;
-        if (chord.modifiers & 8) flags |= keyflags::command;
-        return flags;
-    }
-
     // The lookup table of the grabbed chords, and the same for the marker ledger.
     std::vector<ChordStatus> published() {
         byKey_.clear();
@@ -337,7 +328,7 @@ class Session {
             status.push_back({grab.chord, grab.state});
             if (grab.state != ChordGrab::grabbed) continue;
             byKey_.emplace(lookupKey(grab.key, grab.modifiers), grab.chord);
-            ledger.push_back({grab.key, chordFlags(grab.chord)});
+            ledger.push_back({grab.key, keyFlagsOf(grab.chord.modifiers)});
         }
         ledger_.setGrabbed(x_.name(), std::move(ledger));
         return status;

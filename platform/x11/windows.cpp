@@ -7,6 +7,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "support/unicode_text.h"
+
 namespace tarn::platform::x11 {
 namespace {
 
@@ -118,7 +120,10 @@ AppInfo WindowSystemX11::appInfo(Pid pid, Window window) {
         XPtr<char> name(hint.res_name);
         XPtr<char> className(hint.res_class);
         if (className && *className) {
-            info.bundleID = std::string(className.get());
+            // WM_CLASS is Latin-1 text, though many clients write UTF-8 there: bytes that
+            // are UTF-8 are read as such, the others as Latin-1.
+            std::string text(className.get());
+            info.bundleID = support::isValidUtf8(text) ? text : support::latin1ToUtf8(text);
             info.localizedName = info.bundleID;
         }
     }

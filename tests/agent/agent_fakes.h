@@ -85,8 +85,8 @@ class FakeAppEvents final : public platform::AppEvents {
 // key source; the configuration file lies in a fresh directory.
 template <class Loop = ManualScheduler, class Keys = FakeKeySource>
 struct FakeAgent {
-    explicit FakeAgent(agent::MoveAppFn moveApp = nullptr)
-        : host{context, keysBuffer, log, moveApp} {}
+    FakeAgent() = default;
+    explicit FakeAgent(agent::MoveApp moveApp) { host.moveApp = std::move(moveApp); }
 
     std::filesystem::path file() const { return dir.path() / "wendle-config.json"; }
     agent::AgentParts parts(std::function<platform::DesktopChoice()> openDesktop,
@@ -122,7 +122,8 @@ struct FakeAgent {
     std::ostringstream out;
     CommandContext context{out, out, desktop};
     std::string keysBuffer;
-    agent::ActionHost host;
+    agent::ActionHost host{
+        .context = context, .keysBuffer = keysBuffer, .log = log, .configStore = store};
 };
 
 }  // namespace tarn::testing

@@ -111,18 +111,15 @@ TEST(Concurrency, SystemLogFromSeveralThreads) {
     log.flush();
 }
 
-std::atomic<int> moves{0};
-int countMove(const std::string&, const std::vector<window::MoveAppLocation>&,
-              const window::StateFilters&, bool, CommandContext&) {
-    ++moves;
-    return 0;
-}
-
 // The whole agent on its real threads: key presses arrive on the key source's thread while
 // the main loop switches the frontmost application, changes the rules, reloads an outside
 // edit of the file and finally stops; actions run on the work queue.
 TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
-    testing::FakeAgent<MainLoop, platform::sim::SimKeySource> agent(&countMove);
+    std::atomic<int> moves{0};
+    testing::FakeAgent<MainLoop, platform::sim::SimKeySource> agent([&](auto&...) {
+        ++moves;
+        return 0;
+    });
     RootConfig config{
         .globalRules = {{.id = ruleId(1), .chord = {124, {6}}},
                         {.id = ruleId(2),
@@ -183,7 +180,6 @@ TEST(Concurrency, TheAgentWhileKeysArriveOnTheSourcesThread) {
     appEvents.join();
     delegate->interceptor()->workQueue().drain();
     delegate.reset();
-    WindowActions::configStore = nullptr;
 
     EXPECT_GT(swallowed.load(), 0);
     EXPECT_GT(moves.load(), 0);

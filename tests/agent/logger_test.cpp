@@ -78,7 +78,8 @@ TEST(SystemLog, MessagesItCannotQueueAreCountedAndReported) {
     EXPECT_EQ(written + dropped, kMessages);
 }
 
-// Two lines, read at once after the flush: on a terminal, then on a pipe.
+// The lines, read at once after the flush: on a terminal, then on a pipe. A deferred message
+// keeps its place; a stream's lines arrive whole, its last one when it ends.
 TEST(SystemLog, EchoesToATerminalOnlyAndFlushWaitsForTheWriter) {
     Pty pty;
     int pipeEnds[2];
@@ -89,7 +90,8 @@ TEST(SystemLog, EchoesToATerminalOnlyAndFlushWaitsForTheWriter) {
         RedirectedStderr redirect(writeEnd);
         SystemLog log;
         Logger(log, LogCategory::permissions).error("one");
-        Logger(log, LogCategory::permissions).error("two");
+        Logger(log, LogCategory::permissions).deferred([] { return std::string("two"); });
+        LogStream(Logger(log, LogCategory::core)) << "three\nfo" << 'u' << "r";
         log.flush();
         ::fcntl(readEnd, F_SETFL, O_NONBLOCK);
         shown += drain(readEnd) + "|";
@@ -97,7 +99,7 @@ TEST(SystemLog, EchoesToATerminalOnlyAndFlushWaitsForTheWriter) {
     ::close(pipeEnds[0]);
     ::close(pipeEnds[1]);
     // The terminal turns each line's "\n" into "\r\n"; a pipe is no terminal.
-    EXPECT_EQ(shown, "Permissions: one\r\nPermissions: two\r\n||");
+    EXPECT_EQ(shown, "Permissions: one\r\nPermissions: two\r\nCore: three\r\nCore: four\r\n||");
 }
 
 }  // namespace

@@ -99,16 +99,5 @@ TEST(BackendChoice, FollowsTheEnvironment) {
     EXPECT_EQ(Backend(from({{"TARN_SIM_DESKTOP", "desk.json"}})).choice().simFile, "desk.json");
 }
 
-// Compositor bindings consume their chord; an X grab can let it through.
-TEST(BackendChoice, OnlyCompositorsCannotPassAChord) {
-    const std::pair<const char*, bool> kinds[] = {
-        {"x11", true}, {"sway", false}, {"gnome", false}, {"kde", false}};
-    for (const auto& [word, passes] : kinds) {
-        SCOPED_TRACE(word);
-        EXPECT_EQ(Backend(from({{"TARN_DESKTOP", word}})).capabilities().chordsCanPass, passes);
-    }
-    EXPECT_TRUE(Backend(from({{"TARN_SIM_DESKTOP", "f"}})).capabilities().chordsCanPass);
-}
-
 }  // namespace
 }  // namespace tarn::platform

@@ -35,7 +35,7 @@ const std::string kRightNoFullWidth =
          R"(,"stateFilters":{"fullWidthOnPrimary":false,"fullWidthOnSecondary":true,)"
          R"("alignRightOnPrimary":true,"alignRightOnSecondary":true,"alignLeftOnPrimary":true,)"
          R"("alignLeftOnSecondary":true})");
-const std::vector<std::string> kEditor{"--class", "Editor", "--geometry", "798x580+100+100"};
+const testing::ClientOptions kEditor{"Editor", {100, 100, 798, 580}};
 
 std::string configWith(const std::string& rules, const std::string& apps = "") {
     return R"({"globalRules":[)" + rules + R"(],"appConfigs":[)" + apps + "]}";
@@ -82,14 +82,14 @@ class AgentOnX11 : public ::testing::Test {
             << logText();
     }
 
-    bool pressMoves(const TestApp& app, const std::string& chord) {
-        auto before = outerFrame(app.window());
-        run({"xdotool", "key", chord});
-        return eventually([&] { return outerFrame(app.window()) != before; });
+    bool pressMoves(const testing::TestClient& app, const std::string& chord) {
+        auto before = app.frame();
+        desktop_.press(chord);
+        return eventually([&] { return app.frame() != before; });
     }
-    static bool pressReaches(const TestApp& app, const std::string& chord) {
+    bool pressReaches(const testing::TestClient& app, const std::string& chord) {
         std::size_t before = app.keys().size();
-        run({"xdotool", "key", chord});
+        desktop_.press(chord);
         return eventually([&] { return app.keys().size() > before; });
     }
 
@@ -100,11 +100,12 @@ class AgentOnX11 : public ::testing::Test {
     }
 
     tarn::testing::TempDir home_;
+    X11Oracle desktop_{home_};
     std::optional<Child> agent_;
 };
 
 TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKeyWhateverTheLocks) {
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     startAgent(configWith(kRight + "," + kLeft));
     // Every press takes the window to another step of its cycle (the cycle itself is the
     // move-app tests' matter).
@@ -121,13 +122,13 @@ TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKeyWhateverTheLock
     };
     for (const Press& press : presses) {
         SCOPED_TRACE(std::string(press.chord) + " " + (press.lock ? press.lock : ""));
-        if (press.lock) run({"xdotool", "key", press.lock});
-        std::size_t keys = app.keys().size();
-        EXPECT_TRUE(pressMoves(app, press.chord)) << logText();
+        if (press.lock) desktop_.press(press.lock);
+        std::size_t keys = app->keys().size();
+        EXPECT_TRUE(pressMoves(*app, press.chord)) << logText();
         // A replayed key reaches the client before the action runs.
-        EXPECT_EQ(eventually([&] { return app.keys().size() > keys; }, press.reachesApp ? 5s : 0s),
+        EXPECT_EQ(eventually([&] { return app->keys().size() > keys; }, press.reachesApp ? 5s : 0s),
                   press.reachesApp);
-        if (press.lock) run({"xdotool", "key", press.lock});
+        if (press.lock) desktop_.press(press.lock);
     }
 }
 
@@ -136,7 +137,7 @@ TEST_F(AgentOnX11, BoundChordsMoveTheWindowAndSwallowOrPassTheKeyWhateverTheLock
 // right-hand cycle, and "maximize" moves through the up-cycle. The agent's own typing never
 // triggers a rule (below); another program's press does.
 TEST_F(AgentOnX11, RuleFiltersApplicationEntriesAndMaximizeShapeTheMoves) {
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     const std::string editor =
         R"({"bundleID":"Editor","displayName":"Editor","savedLocations":[{"frame":[[300,200],)"
         R"([700,500]],"screenIndex":0,"screenSpecific":true}],"ruleOverrides":[)"
@@ -144,25 +145,25 @@ TEST_F(AgentOnX11, RuleFiltersApplicationEntriesAndMaximizeShapeTheMoves) {
     startAgent(
         configWith(kRightNoFullWidth + "," + kUp + "," + rule('B', 125, move("maximize")), editor));
 
-    auto home = outerFrame(app.window());
-    EXPECT_TRUE(pressReaches(app, "ctrl+alt+Up"));
-    EXPECT_EQ(outerFrame(app.window()), home);
+    auto home = app->frame();
+    EXPECT_TRUE(pressReaches(*app, "ctrl+alt+Up"));
+    EXPECT_EQ(app->frame(), home);
 
     // Home 100,100 800x605 is nearest LEFT alignLeft; without LEFT full width (0,100
     // 1920x605) the next step right is LEFT original, centred in 0,25 1920x1055.
-    run({"xdotool", "key", "ctrl+alt+Right"});
-    EXPECT_TRUE(settlesAt(app.window(), {560, 250, 800, 605})) << logText();
+    desktop_.press("ctrl+alt+Right");
+    EXPECT_TRUE(settlesAt(*app, {560, 250, 800, 605})) << logText();
     bool reachedSaved = false;
     for (int press = 0; press < 8 && !reachedSaved; ++press) {
-        pressMoves(app, "ctrl+alt+Right");
-        reachedSaved = near(outerFrame(app.window()).value_or(Rect{}), {300, 200, 700, 500});
+        pressMoves(*app, "ctrl+alt+Right");
+        reachedSaved = near(app->frame().value_or(Rect{}), {300, 200, 700, 500});
     }
     EXPECT_TRUE(reachedSaved) << logText();
     EXPECT_TRUE(logged("WindowActions: Found 1 saved location(s)")) << logText();
 
     // Up from the saved location: its full height on the primary (0,25 1920x1055).
-    run({"xdotool", "key", "ctrl+alt+Down"});
-    EXPECT_TRUE(settlesAt(app.window(), {300, 25, 700, 1055})) << logText();
+    desktop_.press("ctrl+alt+Down");
+    EXPECT_TRUE(settlesAt(*app, {300, 25, 700, 1055})) << logText();
 }
 
 // What a typing rule's keys look like at the client, however the user presses its chord:
@@ -172,12 +173,11 @@ TEST_F(AgentOnX11, RuleFiltersApplicationEntriesAndMaximizeShapeTheMoves) {
 // still holds are down. The chord used to keep the keyboard grabbed while held, so the keys
 // went to the agent instead.
 TEST_F(AgentOnX11, KeysARuleTypesArriveWholeHoweverTheChordIsHeld) {
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     startAgent(configWith(
         kRight + "," + kLeft + "," +
         rule('A', 14, typing("{ctrl+alt+right}{ctrl+alt+left}x{pause 150}y\u00e9\u20acz"))));
-    const std::vector<std::string> typed{"key Right 0xc", "key Left 0xc", "key x 0x0", "key y 0x0",
-                                         "key z 0x0"};
+    const std::vector<std::string> typed{"ctrl+alt+Right", "ctrl+alt+Left", "x", "y", "z"};
     auto user = [](std::initializer_list<const char*> keys, bool down) {
         for (const char* key : keys) holdOnUsersKeyboard(key, down);
     };
@@ -189,12 +189,7 @@ TEST_F(AgentOnX11, KeysARuleTypesArriveWholeHoweverTheChordIsHeld) {
         std::vector<int> heldAfter;  // keys down once the sequence has ended, before letting go
     };
     const Press presses[] = {
-        {"a quick tap from another program",
-         [&](auto&) {
-             run({"xdotool", "key", "ctrl+alt+e"});
-         },
-         1,
-         {}},
+        {"a quick tap from another program", [&](auto&) { desktop_.press("ctrl+alt+e"); }, 1, {}},
         {"held on the keyboard while the sequence types",
          [&](auto& waitForKeys) {
              user({"Control_L", "Alt_L", "e"}, true);
@@ -221,19 +216,19 @@ TEST_F(AgentOnX11, KeysARuleTypesArriveWholeHoweverTheChordIsHeld) {
          1,
          {control, e}},
     };
-    const auto home = outerFrame(app.window());
+    const auto home = app->frame();
     for (const Press& press : presses) {
         SCOPED_TRACE(press.name);
-        const std::size_t before = app.keys().size();
+        const std::size_t before = app->keys().size();
         auto waitForKeys = [&](std::size_t count) {
-            eventually([&] { return app.keys().size() >= before + count; });
+            eventually([&] { return app->keys().size() >= before + count; });
         };
         press.press(waitForKeys);
         waitForKeys(press.times * typed.size());
         std::vector<std::string> expected;
         for (int time = 0; time < press.times; ++time)
             expected.insert(expected.end(), typed.begin(), typed.end());
-        auto keys = app.keys();
+        auto keys = app->keys();
         EXPECT_EQ(std::vector<std::string>(keys.begin() + static_cast<long>(before), keys.end()),
                   expected)
             << logText();
@@ -246,12 +241,12 @@ TEST_F(AgentOnX11, KeysARuleTypesArriveWholeHoweverTheChordIsHeld) {
         }
         EXPECT_TRUE(eventually([&] { return keysDown().empty(); }))
             << ::testing::PrintToString(keysDown());
-        EXPECT_EQ(outerFrame(app.window()), home);
+        EXPECT_EQ(app->frame(), home);
     }
 }
 
 TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     startAgent(configWith(kRight + "," + kUp + "," + rule('A', 40, typing("{unclosed"))));
     run({"xdotool", "key", "ctrl+alt+k", "ctrl+alt+Up", "ctrl+alt+Right"});
     ASSERT_TRUE(acted("moveWindow(right)")) << logText();
@@ -270,7 +265,7 @@ TEST_F(AgentOnX11, AFailingActionIsLoggedAndQuickPressesRunInOrder) {
 TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     TestApp holder = startApp(home_, {"--class", "Holder", "--grab", "Down", "c"});
     ASSERT_TRUE(eventually([&] { return holder.logged("grabbed"); }));
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     const std::string launched = configWith(kRight + "," + rule('F', 125, move("left")) + "," +
                                             rule('0', 105, move("left")));
     startAgent(launched);
@@ -282,7 +277,7 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
                  "stays unbound"))
         << logText();
     EXPECT_EQ(countOf(logText(), "is already taken"), 1) << logText();
-    EXPECT_TRUE(pressMoves(app, "ctrl+alt+Right"));
+    EXPECT_TRUE(pressMoves(*app, "ctrl+alt+Right"));
     std::string threads;
     auto tasks = "/proc/" + std::to_string(agent_->pid()) + "/task";
     for (const auto& task : std::filesystem::directory_iterator(tasks))
@@ -296,7 +291,7 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
     EXPECT_EQ(support::readFile(configFile()), launched);
     std::ofstream(configFile()) << configWith(kUp);
     ASSERT_TRUE(logsSoon("RuleEngine:   - ⌃⌥↑ (mod=6) → moveWindow(up)")) << logText();
-    EXPECT_TRUE(pressReaches(app, "ctrl+alt+Right"));
+    EXPECT_TRUE(pressReaches(*app, "ctrl+alt+Right"));
     EXPECT_EQ(support::readFile(configFile()), configWith(kUp));
 
     // Up and Left trade keys: the chord follows Up to its new key, the old one types Left.
@@ -306,11 +301,11 @@ TEST_F(AgentOnX11, OneAgentFollowingItsFileTheKeymapAndOtherHotkeyPrograms) {
                   .status,
               0);
     EXPECT_TRUE(eventually([&] {
-        run({"xdotool", "key", "ctrl+alt+Up"});
+        desktop_.press("ctrl+alt+Up");
         return logged("KeystrokeInterceptor:   Action: moveWindow(up)");
     })) << logText();
-    EXPECT_TRUE(pressReaches(app, "ctrl+alt+Left"));
-    EXPECT_EQ(app.keys().back(), "key Left 0xc");
+    EXPECT_TRUE(pressReaches(*app, "ctrl+alt+Left"));
+    EXPECT_EQ(app->keys().back(), "ctrl+alt+Left");
 
     ::kill(agent_->pid(), SIGTERM);
     EXPECT_EQ(exitStatus(), 0);
@@ -346,7 +341,7 @@ TEST_F(AgentOnX11, TheServerGoingAwayEndsTheAgentWithAnErrorAndTheFileStaysAsWri
 // `{ head -c 700 demo.json; sleep 1; tail -c +701 demo.json; } > wendle-config.json` left
 // {"globalRules":[],"appConfigs":[]} in the file a second later and every hotkey unbound.
 TEST_F(AgentOnX11, AConfigurationWrittenSlowlyIsLoadedWholeAndNeverWrittenBack) {
-    TestApp app = startApp(home_, kEditor);
+    auto app = desktop_.startClient(kEditor);
     startAgent(configWith(kLeft));
     const std::filesystem::path demo =
         std::filesystem::path(TARN_TESTS_DIR) / "../scripts/demo-wendle-config.json";
@@ -361,7 +356,7 @@ TEST_F(AgentOnX11, AConfigurationWrittenSlowlyIsLoadedWholeAndNeverWrittenBack) 
         << logText();
     // The whole file is read once it holds still: the demo's ⌃⌥↑ moves the window.
     ASSERT_TRUE(logsSoon("RuleEngine:   - ⌃⌥↑ (mod=6) → moveWindow(up)")) << logText();
-    EXPECT_TRUE(pressMoves(app, "ctrl+alt+Up")) << logText();
+    EXPECT_TRUE(pressMoves(*app, "ctrl+alt+Up")) << logText();
     EXPECT_EQ(support::readFile(configFile()), support::readFile(demo));
     EXPECT_THAT(tarn::testing::backupsOf(configFile()), ::testing::IsEmpty());
 }

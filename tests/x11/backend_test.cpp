@@ -95,14 +95,15 @@ TEST_F(X11Test, FrontmostAndRunningApplicationsWithTheirWindows) {
     EXPECT_THAT(windows().windows(beta.pid()), ElementsAre(beta.window()));
     EXPECT_EQ(windows().windowListError(alpha.pid()), platform::ax::success);
 
-    // A client that sets no _NET_WM_PID is found through its connection.
-    auto anonymous = startApp(dir_, {"--class", "Anonymous"});
+    // A client that sets no _NET_WM_PID is found through its connection; its class, in
+    // Latin-1 as WM_CLASS is, reads as UTF-8.
+    auto anonymous = startApp(dir_, {"--class", "An\xF3nimo"});
     run({"xprop", "-id", std::to_string(anonymous.window()), "-remove", "_NET_WM_PID"});
     ASSERT_THAT(xprop(anonymous.window(), "_NET_WM_PID"), HasSubstr("not found"));
     front = windows().frontmostApplication();
     ASSERT_TRUE(front);
     EXPECT_EQ(front->pid, anonymous.pid());
-    EXPECT_EQ(front->bundleID, "Anonymous");
+    EXPECT_EQ(front->bundleID, "An\u00F3nimo");
 }
 
 // The outer frame lands where it was asked to, within a pixel, on either monitor; a

@@ -85,15 +85,6 @@ platform::DesktopChoice openDesktopOn(const std::string& display,
     return backend.openDesktop(options);
 }
 
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    auto deadline = Clock::now() + limit;
-    while (true) {
-        if (condition()) return true;
-        if (Clock::now() > deadline) return condition();
-        std::this_thread::sleep_for(5ms);
-    }
-}
-
 Output run(const std::vector<std::string>& argv) {
     // A file rather than a pipe: a program that leaves a child behind (xclip serving the
     // clipboard) is done when it exits, not when that child lets go of its output.
@@ -282,15 +273,53 @@ int processesWith(const std::string& word) {
     return std::atoi(run({"pgrep", "-c", "-f", word}).out.c_str());
 }
 
-bool near(const Rect& a, const Rect& b, double tolerance) {
-    return std::fabs(a.x - b.x) <= tolerance && std::fabs(a.y - b.y) <= tolerance &&
-           std::fabs(a.width - b.width) <= tolerance && std::fabs(a.height - b.height) <= tolerance;
+namespace {
+
+// The client's log line "key <keysym> <state>" as the oracle words keys.
+std::string keyName(const std::string& line) {
+    std::istringstream in(line.substr(4));
+    std::string keysym;
+    unsigned state = 0;
+    in >> keysym >> std::hex >> state;
+    std::string name;
+    for (auto [mask, modifier] : {std::pair{ControlMask, "ctrl+"},
+                                  {Mod1Mask, "alt+"},
+                                  {ShiftMask, "shift+"},
+                                  {Mod4Mask, "super+"}})
+        if (state & mask) name += modifier;
+    return name + keysym;
 }
 
-std::string describe(const Rect& r) {
-    std::ostringstream text;
-    text << r.x << "," << r.y << " " << r.width << "x" << r.height;
-    return text.str();
+class X11Client : public testing::TestClient {
+  public:
+    explicit X11Client(TestApp app) : app_(std::move(app)) {}
+    std::vector<std::string> keys() const override {
+        std::vector<std::string> names;
+        for (const auto& line : app_.keys()) names.push_back(keyName(line));
+        return names;
+    }
+    std::optional<Rect> frame() const override { return outerFrame(app_.window()); }
+
+  private:
+    TestApp app_;
+};
+
+}  // namespace
+
+std::unique_ptr<testing::TestClient> X11Oracle::startClient(const testing::ClientOptions& options) {
+    const Rect& at = options.frame;
+    std::ostringstream geometry;
+    geometry << at.width << "x" << at.height << "+" << at.x << "+" << at.y;
+    return std::make_unique<X11Client>(
+        startApp(dir_, {"--class", options.appId, "--geometry", geometry.str()}));
+}
+
+void X11Oracle::press(const std::string& chord) {
+    run({"xdotool", "key", chord});
+}
+
+std::vector<std::pair<std::string, std::string>> X11Oracle::environment() const {
+    return {{"DISPLAY", display()}};
 }
 
 }  // namespace tarn::x11test

@@ -16,15 +16,16 @@
 
 #include "platform/desktop.h"
 #include "support/files.h"
+#include "tests/common/desktop_oracle.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::x11test {
 
 using namespace std::chrono_literals;
 using platform::Rect;
-
-// Polls the condition (every 5 ms) until it holds or the time is up; its last answer.
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
+using testing::describe;
+using testing::eventually;
+using testing::near;
 
 struct Output {
     int status = -1;
@@ -114,7 +115,17 @@ int processesWith(const std::string& word);
 pid_t serverPid();
 pid_t windowManagerPid();
 
-bool near(const Rect& a, const Rect& b, double tolerance = 1);
-std::string describe(const Rect& r);
+// The desktop oracle on the fixture's server: its test clients are the project's test client.
+class X11Oracle : public testing::DesktopOracle {
+  public:
+    explicit X11Oracle(const tarn::testing::TempDir& dir) : dir_(dir) {}
+    std::unique_ptr<testing::TestClient> startClient(
+        const testing::ClientOptions& options) override;
+    void press(const std::string& chord) override;
+    std::vector<std::pair<std::string, std::string>> environment() const override;
+
+  private:
+    const tarn::testing::TempDir& dir_;
+};
 
 }  // namespace tarn::x11test

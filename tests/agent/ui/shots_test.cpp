@@ -42,6 +42,12 @@ class ShotsTest : public QObject {
         GlobalRulesView* rules = controller.view()->globalRules();
         rules->selectRule(id(5));
         save(window, "settings-send-keystrokes");
+        // A rule that lets its chord through, where the desktop keeps bound chords.
+        controller.setChordPass(platform::ChordPass::retyped);
+        save(window, "settings-chord-retyped");
+        controller.setChordPass(platform::ChordPass::impossible);
+        save(window, "settings-chord-impossible");
+        controller.setChordPass(platform::ChordPass::replayed);
         rules->selectRule(id(6));
         save(window, "settings-move-mouse");
         rules->selectRule(id(2));

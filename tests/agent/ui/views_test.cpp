@@ -15,9 +15,12 @@
 #include "agent/ui/apps_model.h"
 #include "agent/ui/global_rules_view.h"
 #include "agent/ui/key_recorder.h"
+#include "agent/ui/platform_texts.h"
 #include "agent/ui/rule_editor.h"
 #include "agent/ui/rules_model.h"
 #include "agent/ui/state_filters_editor.h"
+#include "agent/ui/style.h"
+#include "agent/ui/symbols.h"
 #include "tests/agent/ui/ui_fixture.h"
 
 using namespace tarn;
@@ -115,6 +118,32 @@ class ViewsTest : public QObject {
             QVERIFY(!warned || hotkey.data(Qt::ToolTipRole).toString().startsWith(tooltip));
             QCOMPARE(hotkey.data(Qt::ToolTipRole).isNull(), !warned);
             QVERIFY(model.index(1, 0).data(Qt::DecorationRole).isNull());
+        }
+    }
+
+    // Where the desktop keeps a bound chord, a rule that lets its key through says what
+    // becomes of it, on its row and in its editor; a rule that swallows says nothing.
+    void chordPass() {
+        using enum platform::ChordPass;
+        const QString retypedNote = qt(platformTexts().chordRetyped);
+        for (auto [pass, note, warned] :
+             {std::tuple{replayed, QString(), false},
+              {retyped, retypedNote, false},
+              {impossible, qt(platformTexts().chordCannotPass), true}}) {
+            RulesFixture f(
+                {rule(124, 6, moveWindow(Dir::right), false), rule(123, 6, moveWindow(Dir::left))});
+            f.view->setChordPass(pass);
+            f.view->selectRule(f.stored().id);
+            auto cell = [&](int row) {
+                return f.view->model()->index(row, GlobalRulesModel::swallow);
+            };
+            QCOMPARE(cell(0).data(Qt::ToolTipRole).toString(), note);
+            QVERIFY(cell(1).data(Qt::ToolTipRole).isNull());
+            auto picture = [](const QIcon& icon) { return icon.pixmap(16).toImage(); };
+            QCOMPARE(picture(cell(0).data(Qt::DecorationRole).value<QIcon>()) ==
+                         picture(symbolIcon(Symbol::warning)),
+                     warned);
+            QCOMPARE(visibleTexts(f.editor()).contains(note), !note.isEmpty());
         }
     }
 

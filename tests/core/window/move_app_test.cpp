@@ -1,35 +1,42 @@
 #include "core/window/move_app.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
 #include "tests/common/fake_desktop.h"
+#include "tests/common/rect_assert.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::window {
 namespace {
 
-using ::testing::HasSubstr;
-using ::testing::Not;
+const platform::Rect kHome{100, 100, 800, 600};
 
 class HandleMoveAppTest : public ::testing::Test {
   protected:
     HandleMoveAppTest() {
         auto& app = desktop.addApp(100, "com.example.editor", "My Editor");
-        app.addWindow(1, {100, 100, 800, 600});
+        app.addWindow(1, kHome);
         app.focused = 1;
         desktop.frontmost = 100;
     }
 
-    int press(const std::string& direction, const std::vector<MoveAppLocation>& locations,
-              bool fromUserRule = true) {
-        err_.str("");
+    // A direct call, as the command line makes it.
+    int press(const std::string& direction, const std::vector<MoveAppLocation>& locations = {}) {
         CommandContext context(out_, err_, desktop);
-        return handleMoveApp(direction, locations, StateFilters{}, fromUserRule, context);
+        return handleMoveApp(direction, locations, StateFilters{}, false, context);
     }
-    std::string err() const { return err_.str(); }
+    // A press of one of the agent's rules, the window found by the agent.
+    int agentPress(MoveDirection direction, std::vector<MoveAppLocation> locations = {},
+                   StateFilters filters = {}) {
+        CommandContext context(out_, err_, desktop);
+        return handleMoveApp({direction, std::move(locations), filters},
+                             FrontmostWindow{1, desktop.apps.front().info}, context);
+    }
+    platform::Rect frame() { return desktop.window(1)->frame; }
+    std::optional<WindowState> state() { return loadWindowState("My Editor", stateFilePath()); }
 
     testing::TempDir dir_;
     testing::ScopedEnv xdg_{"XDG_CONFIG_HOME", dir_.path().c_str()};
@@ -37,37 +44,68 @@ class HandleMoveAppTest : public ::testing::Test {
     std::ostringstream out_, err_;
 };
 
-TEST_F(HandleMoveAppTest, CallsFromTheAgentNeverReadItsConfiguration) {
-    EXPECT_EQ(press("right", {}), 0);
-    EXPECT_THAT(err(), Not(HasSubstr("Wendle config")));
-    EXPECT_THAT(err(), ::testing::StartsWith(
-                           "DEBUG: handleMoveApp called with direction: right, fromUserRule: "
-                           "true\n"));
+// The agent's file takes a direct right press to its saved location (every other placement
+// filtered out); the agent's own press already applied its rules and never reads the file.
+TEST_F(HandleMoveAppTest, OnlyDirectCallsTakeTheAgentsOverride) {
+    std::filesystem::create_directories(dir_.path() / "Tarn");
+    std::ofstream(dir_.path() / "Tarn/wendle-config.json") << R"({"globalRules": [
+        {"id": "R", "overrideTarn": "right", "stateFilters": {"fullWidthOnPrimary": false,
+         "fullWidthOnSecondary": false, "alignRightOnPrimary": false,
+         "alignRightOnSecondary": false, "alignLeftOnPrimary": false,
+         "alignLeftOnSecondary": false}}],
+        "appConfigs": [{"bundleID": "com.example.editor",
+                        "savedLocations": [{"frame": [[300, 200], [700, 500]], "screenIndex": 0}]}]})";
+    ASSERT_EQ(agentPress(MoveDirection::right), 0);
+    EXPECT_EQ(frame(), (platform::Rect{0, 100, 1920, 600}));  // full width
+    EXPECT_TRUE(state()->savedLocations.empty());
+
+    // Home is nearest the saved location, whose next step right is the original, centred.
+    std::filesystem::remove(stateFilePath());
+    desktop.window(1)->frame = kHome;
+    ASSERT_EQ(press("right"), 0);
+    EXPECT_EQ(frame(), (platform::Rect{560, 252.5, 800, 600}));
+    EXPECT_EQ(state()->savedLocations.size(), 1u);
 }
 
-// A state on the second saved location survives a list that still has two entries and is
-// reset when the list shrinks to one.
-TEST_F(HandleMoveAppTest, StateOnARemovedSavedLocationResetsToOriginal) {
+// The agent's saved locations keep the screen it recorded them on; maximize is the up
+// cycle's first step, full height.
+TEST_F(HandleMoveAppTest, AgentPressesKeepTheRecordedScreenAndMaximizeMovesUp) {
+    desktop.screens = {{0, 0, 1920, 1080}, {1920, 0, 1280, 1024}};
+    ASSERT_EQ(agentPress(MoveDirection::left, {{{1900, 40, 300, 200}, true, 1}}), 0);
+    EXPECT_EQ(state()->savedLocations.at(0).frame.screenIndex, 1);
+    ASSERT_EQ(press("left", {{{1900, 40, 300, 200}, true}}), 0);
+    EXPECT_EQ(state()->savedLocations.at(0).frame.screenIndex, 0);
+
+    desktop.window(1)->frame = kHome;
+    std::filesystem::remove(stateFilePath());
+    ASSERT_EQ(agentPress(MoveDirection::maximize), 0);
+    EXPECT_EQ(frame(), (platform::Rect{100, 25, 800, 1055}));
+    EXPECT_EQ(state()->verticalState, 1);
+}
+
+// A changed list of saved locations is adopted before the move, which starts from the step
+// nearest the window.
+TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
     const MoveAppLocation first{{10, 40, 300, 200}, true};
     const MoveAppLocation second{{50, 60, 300, 200}, true};
     const MoveAppLocation other{{70, 80, 300, 200}, true};
     struct Case {
         std::vector<MoveAppLocation> newList;
-        bool reset;
+        platform::Rect next;  // one step right from the second location
     };
-    for (const auto& c : {Case{{first, other}, false}, Case{{first}, true}}) {
-        desktop.window(1)->frame = {100, 100, 800, 600};
+    for (const auto& [newList, next] :
+         {Case{{first, other}, first.frame}, Case{{first}, {0, 60, 800, 200}}}) {  // aligned left
+        SCOPED_TRACE(newList.size());
+        desktop.window(1)->frame = kHome;
         // Left from home (nearest: alignLeft) reaches the first saved step, then the second.
         ASSERT_EQ(press("left", {first, second}), 0);
         ASSERT_EQ(press("left", {first, second}), 0);
-        ASSERT_THAT(err(), HasSubstr("DEBUG: Saving state - hState=5"));
-        ASSERT_EQ(desktop.window(1)->frame, second.frame);
+        ASSERT_EQ(state()->horizontalState, 5);
+        ASSERT_EQ(frame(), second.frame);
 
-        ASSERT_EQ(press("left", c.newList), 0);
-        EXPECT_THAT(err(), HasSubstr("DEBUG: Updating savedLocations in state\n"));
-        EXPECT_EQ(err().find("DEBUG: Current state points to removed saved location, "
-                             "resetting to original\n") != std::string::npos,
-                  c.reset);
+        ASSERT_EQ(press("right", newList), 0);
+        EXPECT_EQ(state()->savedLocations.size(), newList.size());
+        EXPECT_EQ(frame(), next);
         std::filesystem::remove(stateFilePath());
     }
 }
@@ -75,22 +113,13 @@ TEST_F(HandleMoveAppTest, StateOnARemovedSavedLocationResetsToOriginal) {
 // A new record takes the frame as the last one asked for, also when down saves it: the next
 // press sees nothing moved by hand.
 TEST_F(HandleMoveAppTest, FirstPressIsNoManualMove) {
-    ASSERT_EQ(press("down", {}), 0);
-    ASSERT_EQ(press("up", {}), 0);
-    EXPECT_THAT(err(), HasSubstr("DEBUG: Frame difference: 0.0\n"));
-}
-
-// The cycle is told whether the window is on the first screen, the primary one.
-TEST_F(HandleMoveAppTest, OnlyTheFirstScreenIsPrimary) {
-    desktop.screens = {{0, 0, 1920, 1080}, {1920, 0, 1280, 1024}};
-    for (const auto& [x, line] :
-         {std::pair{100.0, "isPrimary=true"}, {2000.0, "isPrimary=false"}}) {
-        for (const char* word : {"left", "right"}) {
-            desktop.window(1)->frame = {x, 100, 800, 600};
-            ASSERT_EQ(press(word, {}), 0);
-            EXPECT_THAT(err(), HasSubstr(line)) << word << " from x=" << x;
-        }
-    }
+    ASSERT_EQ(press("down"), 0);
+    EXPECT_TRUE(desktop.window(1)->minimized);
+    auto saved = state();
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->currentFrame, WindowState::WindowFrame::of(kHome, 0));
+    EXPECT_EQ(saved->initialFrame, saved->currentFrame);
+    EXPECT_EQ(saved->verticalState, 1);
 }
 
 }  // namespace

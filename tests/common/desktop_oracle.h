@@ -1,0 +1,61 @@
+#pragma once
+
+// What an end-to-end test asks of a desktop, answered by that desktop's own tools (xwininfo,
+// swaymsg, the shell's own window list...), never by the code under test. Each backend's
+// harness implements it, so one table of scenarios runs on every desktop.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/geometry.h"
+
+namespace tarn::testing {
+
+using namespace std::chrono_literals;
+
+// Polls the condition (every 5 ms) until it holds or the time is up; its last answer.
+bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
+
+// The project's test client of that desktop: one window of an application id of the test's
+// choosing, which logs every key it receives.
+class TestClient {
+  public:
+    virtual ~TestClient() = default;
+    // The keys it received, in order, each as its modifiers among ctrl, alt, shift, super (in
+    // that order) and its key name joined by '+': "ctrl+alt+Right", "x". Modifier keys
+    // themselves and lock states are left out.
+    virtual std::vector<std::string> keys() const = 0;
+    // Its window's outer frame as the desktop reports it; absent when it has none.
+    virtual std::optional<platform::Rect> frame() const = 0;
+};
+
+struct ClientOptions {
+    std::string appId = "TarnTestApp";         // the class (X11) or app id (Wayland) it shows
+    platform::Rect frame{100, 100, 798, 580};  // where it asks to be, content size
+};
+
+class DesktopOracle {
+  public:
+    virtual ~DesktopOracle() = default;
+    // Starts a test client and returns once its window is shown and has the focus.
+    virtual std::unique_ptr<TestClient> startClient(const ClientOptions& options) = 0;
+    // Presses and lets go of a chord as another program would: key names joined by '+'
+    // ("ctrl+alt+Right"), then returns once the desktop has taken it.
+    virtual void press(const std::string& chord) = 0;
+    // The variables a program under test needs to reach this desktop (DISPLAY, SWAYSOCK...).
+    virtual std::vector<std::pair<std::string, std::string>> environment() const = 0;
+};
+
+// Whether the client's frame settles within a pixel of `expected`; says what it saw if not.
+::testing::AssertionResult settlesAt(const TestClient& client, const platform::Rect& expected);
+bool near(const platform::Rect& a, const platform::Rect& b, double tolerance = 1);
+std::string describe(const platform::Rect& r);
+
+}  // namespace tarn::testing
