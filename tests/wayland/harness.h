@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/json_text.h"
 #include "tests/common/process.h"
 #include "tests/common/temp_dir.h"
 
@@ -49,6 +50,9 @@ TestClient startClient(const tarn::testing::TempDir& dir, const std::vector<std:
 
 // swaymsg with the arguments (-t get_tree, a command...).
 Output swaymsg(const std::vector<std::string>& arguments);
+// The node of sway's tree (swaymsg -t get_tree) that holds the first window of the app_id;
+// absent when there is none.
+std::optional<support::Json> swayWindow(const std::string& appId);
 std::optional<std::string> pastedText();  // wl-paste --no-newline; absent when it fails
 void copyText(const std::string& text);   // wl-copy, which stays to serve it
 
