@@ -153,25 +153,23 @@ VirtualKeyboard::~VirtualKeyboard() {
 
 // Makes the keyboard and uploads the keymap at the first key.
 bool VirtualKeyboard::ready() {
-    if (keyboard_ || failed_) return keyboard_ != nullptr;
-    failed_ = true;
+    if (keyboard_) return true;
+    if (failed_) return false;
     const bool seatHadKeyboard = connection_->seatHasKeyboard();
     const std::size_t size = keymap_.text.size() + 1;  // with its terminating NUL
     int fd = ::memfd_create("tarn-keymap", MFD_CLOEXEC);
-    if (fd < 0) return false;
-    bool written = ::ftruncate(fd, static_cast<off_t>(size)) == 0 &&
-                   ::pwrite(fd, keymap_.text.c_str(), size, 0) == static_cast<ssize_t>(size);
-    if (written) {
+    failed_ = fd < 0 || ::ftruncate(fd, static_cast<off_t>(size)) != 0 ||
+              ::pwrite(fd, keymap_.text.c_str(), size, 0) != static_cast<ssize_t>(size);
+    if (!failed_) {
         keyboard_ =
             zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(manager_, connection_->seat());
         zwp_virtual_keyboard_v1_keymap(keyboard_, WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1, fd,
                                        static_cast<std::uint32_t>(size));
     }
-    ::close(fd);
+    if (fd >= 0) ::close(fd);
     // The compositor has the keymap before any key: it hands a client a keyboard's keymap
     // ahead of that keyboard's first key, in order, so no later key can overtake it.
-    if (!keyboard_ || !connection_->roundtrip()) return false;
-    failed_ = false;
+    if (failed_ || !connection_->roundtrip()) return false;
     if (!seatHadKeyboard) {
         // Ours is the seat's first keyboard: the focused client makes its wl_keyboard only
         // after it hears of it, and nothing in the protocol says when it has. Give it a
@@ -181,8 +179,9 @@ bool VirtualKeyboard::ready() {
     return true;
 }
 
+// Sent before every key even when unchanged: a compositor that lets a modifier or lock key
+// (Caps Lock typed as a key) change the keyboard's state must not carry that into the next.
 void VirtualKeyboard::setModifiers(std::uint32_t mask) {
-    if (mask == sentModifiers_) return;
     zwp_virtual_keyboard_v1_modifiers(keyboard_, mask, 0, 0, 0);
     sentModifiers_ = mask;
 }
@@ -198,7 +197,7 @@ void VirtualKeyboard::beginTyping() {
 void VirtualKeyboard::endTyping() {
     typing_ = false;
     if (!keyboard_ || keysDown_ > 0) return;
-    setModifiers(0);
+    if (sentModifiers_ != 0) setModifiers(0);
     connection_->roundtrip();
 }
 

@@ -71,7 +71,7 @@ class VirtualKeyboard final : public KeyboardOutput {
     zwp_virtual_keyboard_manager_v1* manager_;
     const MacKeymap& keymap_;
     zwp_virtual_keyboard_v1* keyboard_ = nullptr;  // made at the first key
-    bool failed_ = false;                          // the keymap could not be uploaded
+    bool failed_ = false;                          // the keymap could not be handed over
     std::uint32_t sentModifiers_ = 0;
     bool typing_ = false;
     int keysDown_ = 0;

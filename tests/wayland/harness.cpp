@@ -76,8 +76,13 @@ std::optional<std::string> pastedText() {
     return result.out;
 }
 
-void copyText(const std::string& text) {
-    run({"wl-copy"}, text);  // on standard input: an argument holds at most 128 KiB
+void copyText(const std::string& text, const std::string& type) {
+    // On standard input: an argument holds at most 128 KiB.
+    if (type.empty()) {
+        run({"wl-copy"}, text);
+    } else {
+        run({"wl-copy", "--type", type}, text);
+    }
     if (!eventually([&] { return pastedText() == text; }))
         throw std::runtime_error("wl-copy did not put the text on the clipboard");
 }

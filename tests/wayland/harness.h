@@ -54,7 +54,8 @@ Output swaymsg(const std::vector<std::string>& arguments);
 // absent when there is none.
 std::optional<support::Json> swayWindow(const std::string& appId);
 std::optional<std::string> pastedText();  // wl-paste --no-newline; absent when it fails
-void copyText(const std::string& text);   // wl-copy, which stays to serve it
+// wl-copy, which stays to serve it; offered as the one type given, else as wl-copy's set.
+void copyText(const std::string& text, const std::string& type = "");
 
 // The fixture's processes, for tests that take parts of the desktop away: the compositor,
 // and the seat's standing keyboard (without it the seat has none).

@@ -4,6 +4,7 @@
 // wl-copy. Nothing is read back through the code under test.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -232,20 +233,35 @@ class ClipboardOnSway : public ::testing::TestWithParam<Text> {
     const std::string& text() const { return GetParam().text; }
 };
 
-TEST_P(ClipboardOnSway, ReadsWhatAnotherProgramCopied) {
-    copyText(text());
-    EXPECT_EQ(clipboardOn(connectToSway(), true)->readText(), text());
+TEST_P(ClipboardOnSway, ReadsWhatAnotherProgramCopiedInAnyTextType) {
+    auto clipboard = clipboardOn(connectToSway(), true);
+    for (const char* type : {"", "text/plain;charset=utf-8", "text/plain", "UTF8_STRING"}) {
+        copyText(text(), type);
+        EXPECT_EQ(clipboard->readText(), text()) << "offered as " << type;
+        copyText("");  // so each type is read anew
+    }
 }
 
 TEST_P(ClipboardOnSway, TextWrittenStaysServedAfterTheWritingProcessExits) {
+    // The writer's output goes to a pipe, as when a caller reads tarn's output: the process
+    // left serving the text must not hold it open.
+    int output[2];
+    ASSERT_EQ(::pipe(output), 0);
     pid_t writer = ::fork();
     if (writer == 0) {
+        ::dup2(output[1], 1);
         clipboardOn(connectToSway(), true)->writeText(text());
         ::_exit(0);
     }
+    ::close(output[1]);
     int status = 0;
     ASSERT_EQ(::waitpid(writer, &status, 0), writer);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    pollfd end{output[0], POLLIN, 0};
+    char byte = 0;
+    EXPECT_TRUE(::poll(&end, 1, 10000) == 1 && ::read(output[0], &byte, 1) == 0)
+        << "the output stays open after the writer exited";
+    ::close(output[0]);
     EXPECT_EQ(pastedText(), text());
     EXPECT_EQ(clipboardOn(connectToSway(), true)->readText(), text());
 }
