@@ -29,6 +29,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -322,15 +323,13 @@ const wl_registry_listener registryListener{registryGlobal, registryGlobalRemove
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Each option with the number of values it takes.
-    const std::map<std::string, int> arity{{"--log", 1},  {"--app-id", 1},  {"--title", 1},
-                                           {"--size", 1}, {"--windows", 1}, {"--min", 1}};
+    // Every option takes one value.
+    const std::set<std::string> options{"--log",  "--app-id",  "--title",
+                                        "--size", "--windows", "--min"};
     std::map<std::string, std::string> given;
-    for (int i = 1; i < argc; ++i) {
-        auto option = arity.find(argv[i]);
-        if (option == arity.end() || i + option->second >= argc) return 2;
+    for (int i = 1; i < argc; i += 2) {
+        if (!options.contains(argv[i]) || i + 1 >= argc) return 2;
         given[argv[i]] = argv[i + 1];
-        ++i;
     }
     auto value = [&](const char* name, const char* otherwise) {
         return given.count(name) ? given[name] : std::string(otherwise);
