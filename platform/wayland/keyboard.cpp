@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <xkbcommon/xkbcommon.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -144,6 +145,10 @@ std::unique_ptr<VirtualKeyboard> VirtualKeyboard::create(std::shared_ptr<Connect
 
 VirtualKeyboard::~VirtualKeyboard() {
     if (keyboard_) {
+        // Nothing stays held by a keyboard that goes away mid-chord.
+        for (std::uint32_t key : keysDown_)
+            zwp_virtual_keyboard_v1_key(keyboard_, milliseconds(), key,
+                                        WL_KEYBOARD_KEY_STATE_RELEASED);
         setModifiers(0);
         zwp_virtual_keyboard_v1_destroy(keyboard_);
     }
@@ -196,7 +201,7 @@ void VirtualKeyboard::beginTyping() {
 
 void VirtualKeyboard::endTyping() {
     typing_ = false;
-    if (!keyboard_ || keysDown_ > 0) return;
+    if (!keyboard_ || !keysDown_.empty()) return;
     if (sentModifiers_ != 0) setModifiers(0);
     connection_->roundtrip();
 }
@@ -209,9 +214,14 @@ void VirtualKeyboard::post(const KeyEvent& event) {
     zwp_virtual_keyboard_v1_key(
         keyboard_, milliseconds(), code->second,
         event.down ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
-    keysDown_ = event.down ? keysDown_ + 1 : std::max(0, keysDown_ - 1);
+    if (event.down) {
+        keysDown_.push_back(code->second);
+    } else if (auto it = std::find(keysDown_.begin(), keysDown_.end(), code->second);
+               it != keysDown_.end()) {
+        keysDown_.erase(it);
+    }
     // A key outside a run is a run of its own: it ends with its key up.
-    if (!typing_ && keysDown_ == 0) {
+    if (!typing_ && keysDown_.empty()) {
         endTyping();
         return;
     }

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "platform/input.h"
 #include "platform/wayland/connection.h"
@@ -74,7 +75,7 @@ class VirtualKeyboard final : public KeyboardOutput {
     bool failed_ = false;                          // the keymap could not be handed over
     std::uint32_t sentModifiers_ = 0;
     bool typing_ = false;
-    int keysDown_ = 0;
+    std::vector<std::uint32_t> keysDown_;  // evdev codes
     std::function<void(const KeyEvent&)> markedHook_;
 };
 

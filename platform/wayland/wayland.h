@@ -45,8 +45,9 @@ std::unique_ptr<Pointer> makePointer(std::shared_ptr<Connection> connection,
                                      std::string& error);
 
 // The clipboard through the wlr data-control protocol (ext-data-control is not yet in the
-// wayland-protocols of the distributions we build on). With `outlivesProcess`, text written stays served after the process exits, as the
-// X11 backend does for the one-shot command; the long-running agent serves it itself.
+// wayland-protocols of the distributions we build on). With `outlivesProcess`, text written stays
+// served after the process exits, as the X11 backend does for the one-shot command; the
+// long-running agent serves it itself.
 std::unique_ptr<Clipboard> makeClipboard(std::shared_ptr<Connection> connection,
                                          bool outlivesProcess, std::string& error);
 
