@@ -147,6 +147,17 @@ TEST(KeysOnSwayPause, AKeyIsOnTheScreenBeforeTheNextIsSent) {
     EXPECT_THAT(keysLogged(client, 2), ::testing::ElementsAre("key a 0x0", "key b 0x0"));
 }
 
+TEST(KeysOnSwaySeat, KeysTypedWhileAnotherKeyboardHoldsControlCarryNoControl) {
+    tarn::testing::TempDir dir;
+    auto client = startClient(dir, {"--app-id", "Typist"});
+    // Another keyboard holds Control, as a person still holding a hotkey's modifier does.
+    Child holding({"wtype", "-M", "ctrl", "-s", "30000"});
+    ASSERT_TRUE(eventually([&] { return client.logged("state 0x4\n"); })) << client.logText();
+    auto keyboard = keyboardOn(connectToSway());
+    type(*keyboard, {{0}, {11, kShift}});
+    EXPECT_THAT(keysLogged(client, 2), ::testing::ElementsAre("key a 0x0", "key B 0x1"));
+}
+
 TEST(KeysOnSwaySeat, TheFirstKeysOnASeatWithoutAKeyboardArrive) {
     tarn::testing::TempDir dir;
     auto client = startClient(dir, {"--app-id", "Typist"});
