@@ -2,18 +2,8 @@
 
 #include <cmath>
 #include <sstream>
-#include <thread>
 
 namespace tarn::testing {
-
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    auto deadline = std::chrono::steady_clock::now() + limit;
-    while (true) {
-        if (condition()) return true;
-        if (std::chrono::steady_clock::now() > deadline) return condition();
-        std::this_thread::sleep_for(5ms);
-    }
-}
 
 ::testing::AssertionResult settlesAt(const TestClient& client, const platform::Rect& expected) {
     std::optional<platform::Rect> seen;

@@ -15,13 +15,11 @@
 #include <vector>
 
 #include "platform/geometry.h"
+#include "tests/common/process.h"
 
 namespace tarn::testing {
 
 using namespace std::chrono_literals;
-
-// Polls the condition (every 5 ms) until it holds or the time is up; its last answer.
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
 
 // The project's test client of that desktop: one window of an application id of the test's
 // choosing, which logs every key it receives.
