@@ -80,6 +80,7 @@ std::set<std::string> combosBoundBy(std::string_view config) {
     std::vector<std::pair<std::string, std::string>> variables;  // longest name first
     int depth = 0;                                               // braces open
     bool inMode = false;                                         // inside a `mode "name" {` block
+    bool bindBlock = false;                                      // inside a `bindsym {` block
     for (auto raw : support::splitText(config, "\n")) {
         std::string line = trim(raw);
         if (line.empty() || line.front() == '#') continue;
@@ -93,27 +94,33 @@ std::set<std::string> combosBoundBy(std::string_view config) {
             continue;
         }
         if (parts[0] == "mode" && line.back() == '{' && depth == 0) inMode = true;
-        const bool bindsHere = !inMode && (depth == 0 || parts[0] == "bindsym");
-        if (bindsHere && parts[0] == "bindsym") {
-            // bindsym [--flags...] combo command
-            std::size_t at = 1;
-            while (at < parts.size() && parts[at].starts_with("--")) ++at;
-            if (at < parts.size()) {
-                std::string combo = parts[at];
-                for (const auto& [name, value] : variables) {
-                    for (auto found = combo.find(name); found != std::string::npos;
-                         found = combo.find(name, found + value.size())) {
-                        combo.replace(found, name.size(), value);
-                    }
+        // `bindsym <combo> <command>`, or one `<combo> <command>` a line in a `bindsym {` block.
+        std::size_t at = 0;
+        if (parts[0] == "bindsym" && depth == 0 && line.back() == '{') {
+            bindBlock = true;
+            at = parts.size();
+        } else if (parts[0] == "bindsym" && depth == 0) {
+            at = 1;
+        } else if (!(bindBlock && depth == 1 && parts[0] != "}")) {
+            at = parts.size();
+        }
+        while (at < parts.size() && parts[at].starts_with("--")) ++at;
+        if (!inMode && at < parts.size()) {
+            std::string combo = parts[at];
+            for (const auto& [name, value] : variables) {
+                for (auto found = combo.find(name); found != std::string::npos;
+                     found = combo.find(name, found + value.size())) {
+                    combo.replace(found, name.size(), value);
                 }
-                combos.insert(normalCombo(combo));
             }
+            combos.insert(normalCombo(combo));
         }
         depth += static_cast<int>(std::count(line.begin(), line.end(), '{'));
         depth -= static_cast<int>(std::count(line.begin(), line.end(), '}'));
         if (depth <= 0) {
             depth = 0;
             inMode = false;
+            bindBlock = false;
         }
     }
     return combos;
