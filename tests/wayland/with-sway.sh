@@ -15,7 +15,10 @@ set -u
 
 # Listing a test program's tests needs no desktop.
 for word in "$@"; do
-    [ "$word" = "--gtest_list_tests" ] && exec "$@"
+    if [ "$word" = "--gtest_list_tests" ]; then
+        while [ "${1:-}" = "--config" ] && [ $# -ge 2 ]; do shift 2; done
+        exec "$@"
+    fi
 done
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-sway.XXXXXX") || exit 1
