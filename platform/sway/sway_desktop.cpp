@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "platform/sway/windows.h"
-#include "platform/wayland/wayland.h"
+#include "platform/wayland/connection.h"
 
 namespace tarn::platform::sway {
 namespace {
@@ -104,9 +104,12 @@ class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessib
         } catch (const DesktopError&) {
             return "sway's IPC socket does not answer";
         }
-        if (!wayland()) return "cannot connect to the Wayland display: " + waylandError_;
-        if (&keys() == &unavailable_) {
-            return "the compositor offers no virtual keyboard (" + keyboardError_ + ")";
+        auto connection = wayland();
+        if (!connection) return "cannot connect to the Wayland display: " + waylandError_;
+        // Asked of the registry: making the keyboard builds its keymap, which a window move
+        // has no use for.
+        if (!connection->global("zwp_virtual_keyboard_manager_v1")) {
+            return "the compositor offers no virtual keyboard (zwp_virtual_keyboard_v1)";
         }
         return "";
     }

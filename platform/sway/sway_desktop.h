@@ -14,7 +14,8 @@ namespace tarn::platform::sway {
 // keys, the pointer or the clipboard are first used, so a window move never waits for it.
 // The pointer's layout is the bounding box of the outputs.
 //
-// Trusted = the IPC socket answers and the compositor offers a virtual keyboard. Marked keys
+// Trusted = the IPC socket answers and the compositor offers a virtual keyboard (its
+// registry lists the manager; the keyboard itself is made at the first key). Marked keys
 // it types get past the agent's own bindings through `gate` (bindings.h).
 //
 // No desktop (and the reason) when the socket cannot be reached.

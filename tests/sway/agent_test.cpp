@@ -114,13 +114,12 @@ TEST_F(AgentOnSway, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
 // still; the same chord from wtype runs it.
 TEST_F(AgentOnSway, TheAgentsOwnTypingOfABoundChordTriggersNothingAndArrives) {
     Client editor = startEditor();
-    startAgent(configWith(
-        kRight + "," +
-        rule('A', 14, R"({"sendKeystrokeSequence":{"sequence":"{ctrl+alt+right}x\u00e9"}})")));
+    startAgent(
+        configWith(kRight + "," +
+                   rule('A', 14, R"({"sendKeystrokeSequence":{"sequence":"{ctrl+alt+right}x"}})")));
     press("e");
-    ASSERT_TRUE(eventually([&] { return editor.keys().size() >= 3; })) << logText();
-    EXPECT_EQ(editor.keys(),
-              (std::vector<std::string>{withControlAlt("Right"), "x 0x0", "eacute 0x0"}));
+    ASSERT_TRUE(eventually([&] { return editor.keys().size() >= 2; })) << logText();
+    EXPECT_EQ(editor.keys(), (std::vector<std::string>{withControlAlt("Right"), "x 0x0"}));
     EXPECT_EQ(frameOf(editor.pid()), kHome);
     EXPECT_TRUE(pressMoves(editor, "Right"));
 }
