@@ -21,8 +21,8 @@ std::string rule(char id, int keyCode, const std::string& action, bool swallow =
 std::string move(const std::string& direction) {
     return R"({"moveWindow":{"direction":")" + direction + R"("}})";
 }
-std::string configWith(const std::string& rules) {
-    return R"({"globalRules":[)" + rules + R"(],"appConfigs":[]})";
+std::string configWith(const std::string& rules, const std::string& apps = "") {
+    return R"({"globalRules":[)" + rules + R"(],"appConfigs":[)" + apps + "]}";
 }
 // ⌃⌥→ moves right and swallows; ⌃⌥← moves left and lets the key through; ⌃⌥↑ moves up.
 const std::string kRight = rule('C', 124, move("right"));
@@ -108,6 +108,24 @@ TEST_F(AgentOnSway, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
     EXPECT_EQ(editor.keys(),
               (std::vector<std::string>{withControlAlt("Left"), withControlAlt("Left"), "z 0x0"}));
     EXPECT_EQ(countOf(logText(), "Action: moveWindow(left)"), 2) << logText();
+}
+
+// The focused window's application (its app_id, followed through sway's events) decides:
+// a rule its entry disables lets the chord through to it, while another application's
+// window still gets the rule.
+TEST_F(AgentOnSway, ARuleTheFocusedApplicationDisablesLetsItsChordThrough) {
+    Client viewer = startClient(home_, "Viewer", "640x480");
+    placeFloating(viewer.pid(), {200, 300, 600, 400});
+    Client editor = startEditor();
+    startAgent(configWith(kRight,
+                          R"({"bundleID":"Editor","displayName":"Editor",)"
+                          R"("savedLocations":[],"ruleOverrides":)"
+                          R"(["3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B6C",{"enabled":false}]})"));
+    EXPECT_TRUE(pressReaches(editor, "Right")) << logText();
+    EXPECT_EQ(frameOf(editor.pid()), kHome);
+    ASSERT_TRUE(swaymsg("[app_id=Viewer] focus"));
+    EXPECT_TRUE(pressMoves(viewer, "Right")) << logText();
+    EXPECT_TRUE(viewer.keys().empty());
 }
 
 // A rule that types a chord another rule binds: the keys arrive and the other rule stays
