@@ -15,6 +15,11 @@
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
 #endif
+#if defined(TARN_HAVE_SWAY)
+#include "platform/sway/app_events.h"
+#include "platform/sway/key_source.h"
+#include "platform/sway/sway_desktop.h"
+#endif
 
 namespace tarn::platform {
 namespace {
@@ -108,6 +113,10 @@ struct Backend::Shared {
 #if defined(__linux__)
     std::shared_ptr<x11::MarkerLedger> ledger = std::make_shared<x11::MarkerLedger>();
 #endif
+#if defined(TARN_HAVE_SWAY)
+    // On sway, what the key source has bound, which the keyboard types its own chords past.
+    std::shared_ptr<sway::BindingGate> bindings = std::make_shared<sway::BindingGate>();
+#endif
 };
 
 Backend::Backend(Environment environment)
@@ -142,7 +151,17 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
             return {nullptr, "No desktop to work on: the X11 backend is not built here"};
 #endif
         }
-        case BackendKind::sway:
+        case BackendKind::sway: {
+#if defined(TARN_HAVE_SWAY)
+            auto choice = sway::openSwayDesktop(
+                environment_("SWAYSOCK").value_or(""), environment_("WAYLAND_DISPLAY").value_or(""),
+                xdg::makeBrowserServices(), xdg::makeScriptRunner(), options, shared_->bindings);
+            if (!choice.desktop) choice.error = "No desktop to work on: " + choice.error;
+            return choice;
+#else
+            return {nullptr, notBuilt(*choice_.kind)};
+#endif
+        }
         case BackendKind::gnome:
         case BackendKind::kde:
             return {nullptr, notBuilt(*choice_.kind)};
@@ -177,7 +196,17 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
 #endif
             break;
         }
-        case BackendKind::sway:
+        case BackendKind::sway: {
+#if defined(TARN_HAVE_SWAY)
+            auto socket = environment_("SWAYSOCK").value_or("");
+            services.keys = sway::makeKeySource(
+                socket, environment_("WAYLAND_DISPLAY").value_or(""), shared_->bindings);
+            services.apps = sway::makeAppEvents(socket);
+#else
+            services.error = notBuilt(*choice_.kind);
+#endif
+            break;
+        }
         case BackendKind::gnome:
         case BackendKind::kde:
             services.error = notBuilt(*choice_.kind);

@@ -18,7 +18,10 @@ set -u
 
 # Listing a test program's tests needs no desktop.
 for word in "$@"; do
-    [ "$word" = "--gtest_list_tests" ] && exec "$@"
+    if [ "$word" = "--gtest_list_tests" ]; then
+        while [ "${1:-}" = "--config" ] && [ $# -ge 2 ]; do shift 2; done
+        exec "$@"
+    fi
 done
 
 # The bus comes first: the whole script runs again inside it.

@@ -1,0 +1,84 @@
+// `tarn keys` and `tarn move-mouse` as a user runs them on the private sway. What arrived is
+// read from the test client's log (keys with the X11 state bits: Shift 0x1, Control 0x4,
+// Alt 0x8, Super 0x40; pointer positions inside its window), the clipboard with wl-paste.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <sstream>
+
+#include "tests/common/command_runner.h"
+#include "tests/sway/harness.h"
+
+namespace tarn::swaytest {
+namespace {
+
+using tarn::testing::CommandResult;
+using tarn::testing::runTarn;
+using ::testing::ElementsAre;
+
+class InputCommandsOnSway : public ::testing::Test {
+  protected:
+    CommandResult tarn(const std::vector<std::string>& args) {
+        return runTarn(args, home_.path(), std::nullopt, swayEnvironment());
+    }
+    static std::vector<std::string> received(const Client& client, std::size_t count) {
+        eventually([&] { return client.keys().size() >= count; });
+        return client.keys();
+    }
+
+    TempDir home_;
+};
+
+TEST_F(InputCommandsOnSway, KeysTypesTextSymbolsEnterChordsAndPausesExactly) {
+    auto client = startClient(home_, "Typing", "640x480");
+    auto result = tarn({"keys", "Hi, Bo! A+b?{enter}{ctrl+alt+t}{pause 150}{cmd+shift+z}"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.err, "");
+    EXPECT_THAT(received(client, 15),
+                ElementsAre("H 0x1", "i 0x0", "comma 0x0", "space 0x0", "B 0x1", "o 0x0",
+                            "exclam 0x1", "space 0x0", "A 0x1", "plus 0x1", "b 0x0", "question 0x1",
+                            "Return 0x0", "t 0xc", "Z 0x41"));
+}
+
+// {grab} reads what another client put, {paste} types it (a line feed as Enter), {put}
+// leaves the buffer served after tarn has exited.
+TEST_F(InputCommandsOnSway, GrabPasteAndPutGoThroughTheClipboard) {
+    auto client = startClient(home_, "Pasting", "640x480");
+    ASSERT_EQ(run({"wl-copy", "Got 42\n!"}).status, 0);
+    ASSERT_TRUE(eventually([] { return run({"wl-paste", "-n"}).out == "Got 42\n!"; }));
+    const std::string tag = "tag-" + std::to_string(::getpid());
+
+    auto result = tarn({"keys", "{grab}{paste}{insert after  \u2713 " + tag + "}{put}"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(received(client, 8), ElementsAre("G 0x1", "o 0x0", "t 0x0", "space 0x0", "4 0x0",
+                                                 "2 0x0", "Return 0x0", "exclam 0x1"));
+    EXPECT_EQ(run({"wl-paste", "-n"}).out, "Got 42\n! \u2713 " + tag);
+}
+
+// The centre of the second output, which a window covers: the pointer arrives where that
+// point lies inside the window (which draws its own decorations: its surface is its frame).
+TEST_F(InputCommandsOnSway, MoveMouseToTheCentreOfAScreen) {
+    auto client = startClient(home_, "Pointing", "640x480");
+    placeFloating(client.pid(), {2300, 300, 600, 400});
+    auto result = tarn({"move-mouse", "screen", "1", "center"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "");
+    // 1920 + 1280 / 2 = 2560, 1024 / 2 = 512, less the surface's corner 2300,300. The
+    // pointer enters the window there, or moves there when it was in it already (and leaves
+    // when tarn's virtual pointer goes).
+    auto lastPosition = [&] {
+        std::string last;
+        std::istringstream log(client.logText());
+        for (std::string line; std::getline(log, line);) {
+            if (line.starts_with("pointer ") || line.starts_with("motion ")) {
+                last = line.substr(line.find(' ') + 1);
+            }
+        }
+        return last;
+    };
+    EXPECT_TRUE(eventually([&] { return lastPosition() == "1 260 212"; })) << client.logText();
+}
+
+}  // namespace
+}  // namespace tarn::swaytest
