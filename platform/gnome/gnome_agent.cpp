@@ -216,7 +216,13 @@ class GnomeKeySource final : public KeySource {
         KeyDown down{chord.keyCode, flagsOf(chord.modifiers), std::nullopt};
         if (ledger_) down.marker = ledger_->take(kLedgerDesktop, ledgerKey(keyCode, down.flags));
         KeyDecision decision = onKeyDown ? onKeyDown(down) : KeyDecision{};
-        if (decision.verdict == KeyVerdict::pass) retype(chord, action, shell, remote, grabs);
+        if (decision.verdict == KeyVerdict::pass) {
+            // Mutter drops the press of a key another keyboard holds down: our own typist
+            // (this program's desktop) lets go of its key a millisecond after pressing it, so
+            // the chord is typed again once that has surely happened.
+            if (down.marker) std::this_thread::sleep_for(std::chrono::milliseconds(25));
+            retype(chord, action, shell, remote, grabs);
+        }
         if (decision.then) decision.then();
     }
 

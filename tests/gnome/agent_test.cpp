@@ -49,7 +49,7 @@ class AgentOnGnome : public ::testing::Test {
     std::string logText() const {
         return support::readFile(home_.path() / "wendle.log").value_or("");
     }
-    bool logsSoon(const std::string& line, std::chrono::milliseconds limit = 10s) const {
+    bool logsSoon(const std::string& line, std::chrono::milliseconds limit = 30s) const {
         return eventually([&] { return logText().find(line + "\n") != std::string::npos; }, limit);
     }
 

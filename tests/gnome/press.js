@@ -59,5 +59,5 @@ for (const chord of ARGV) {
     keys.slice().reverse().forEach(k => key(k, false));
 }
 // Let the keys reach the shell before the session ends with this connection.
-GLib.usleep(100000);
+GLib.usleep(200000);
 call(session, SESSION, 'Stop', null, null);

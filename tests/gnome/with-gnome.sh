@@ -124,6 +124,10 @@ dbus-run-session -- sh -c '
     done
     "$@"
     status=$?
+    if [ $status -ne 0 ]; then
+        kill -0 $shell 2>/dev/null || echo "with-gnome.sh: gnome-shell ended during the run" >&2
+        sed "s/^/  gnome-shell: /" "$TARN_GNOME_WORK/shell.log" | tail -n 40 >&2
+    fi
     kill $keyboard $shell 2>/dev/null
     wait $shell 2>/dev/null
     exit $status
