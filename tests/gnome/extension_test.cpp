@@ -138,3 +138,45 @@ TEST(ExtensionOnGnome, TarnWithAnOldExtensionNamesBothVersions) {
 
 }  // namespace
 }  // namespace tarn::gnometest
+
+namespace tarn::gnometest {
+namespace {
+
+// The command a user installs the extension with: the build for this shell goes to the
+// user's extensions and into the enabled list (the other entries kept), and comes out again.
+TEST(ExtensionOnGnome, TheInstallCommandPutsItInPlaceAndTakesItAway) {
+    tarn::testing::TempDir home;
+    const std::string data = (home.path() / "data").string();
+    // Its own settings file, and no bus: the shell under test keeps its own extensions.
+    const std::string env = "HOME=" + home.path().string() + " XDG_DATA_HOME=" + data +
+                            " XDG_CONFIG_HOME=" + (home.path() / "config").string() +
+                            " GSETTINGS_BACKEND=keyfile DBUS_SESSION_BUS_ADDRESS=unix:path=/none ";
+    auto sh = [&](const std::string& command) {
+        return run({"sh", "-c", env + command + " 2>&1"});
+    };
+    ASSERT_EQ(sh("gsettings set org.gnome.shell enabled-extensions \"['other@x']\"").status, 0);
+
+    auto installed = sh(TARN_GNOME_EXTENSION_COMMAND " install");
+    EXPECT_EQ(installed.status, 0) << installed.out;
+    const std::string target = data + "/gnome-shell/extensions/tarn-shell@tarn";
+    EXPECT_EQ(installed.out,
+              "Installed and enabled Tarn's GNOME Shell extension in " + target +
+                  "; GNOME Shell loads it at your next login: log out and back in.\n");
+    EXPECT_EQ(support::readFile(target + "/extension.js"),
+              support::readFile(TARN_GNOME_LEGACY_EXTENSION "/extension.js"));
+    EXPECT_EQ(sh("gsettings get org.gnome.shell enabled-extensions").out,
+              "['other@x', 'tarn-shell@tarn']\n");
+    // Again: still listed once.
+    EXPECT_EQ(sh(TARN_GNOME_EXTENSION_COMMAND " install").status, 0);
+    EXPECT_EQ(sh("gsettings get org.gnome.shell enabled-extensions").out,
+              "['other@x', 'tarn-shell@tarn']\n");
+
+    auto removed = sh(TARN_GNOME_EXTENSION_COMMAND " uninstall");
+    EXPECT_EQ(removed.status, 0) << removed.out;
+    EXPECT_FALSE(std::filesystem::exists(target));
+    EXPECT_EQ(sh("gsettings get org.gnome.shell enabled-extensions").out, "['other@x']\n");
+    EXPECT_EQ(sh(TARN_GNOME_EXTENSION_COMMAND " reinstall").status, 1);
+}
+
+}  // namespace
+}  // namespace tarn::gnometest
