@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <map>
 
 #include "platform/gnome/keys.h"
 #include "platform/gnome/remote_desktop.h"
@@ -19,12 +20,15 @@ AppInfo appOf(Pid pid, const std::string& appId, const std::string& appName) {
     return app;
 }
 
+// What it reads is remembered for the operation (a command, or one action of the agent): a
+// move reads the focused window and its frame several times, and each read is a round trip
+// through the shell's main loop.
 class WindowSystemGnome final : public WindowSystem {
   public:
     explicit WindowSystemGnome(ShellExtension& shell) : shell_(shell) {}
 
     std::optional<AppInfo> frontmostApplication() override {
-        auto focused = shell_.focusedWindow();
+        const auto& focused = focused_();
         if (!focused || focused->pid <= 0) return std::nullopt;
         return appOf(focused->pid, focused->appId, focused->appName);
     }
@@ -38,7 +42,7 @@ class WindowSystemGnome final : public WindowSystem {
     }
 
     FocusedWindow focusedWindow(Pid pid) override {
-        auto focused = shell_.focusedWindow();
+        const auto& focused = focused_();
         if (focused && focused->pid == pid) return {.window = focused->id, .error = ax::success};
         return {.window = std::nullopt, .error = ax::noValue};
     }
@@ -56,22 +60,26 @@ class WindowSystemGnome final : public WindowSystem {
 
     // Restoring gives the window the focus too, as a click on its icon in the dash would.
     void setMinimized(WindowId window, bool minimized) override {
+        forget();
         if (shell_.setMinimized(window, minimized) && !minimized) shell_.activate(window);
     }
 
     std::optional<Point> position(WindowId window) override {
-        auto frame = shell_.frame(window);
+        auto frame = frameOf(window);
         if (!frame) return std::nullopt;
         return frame->origin();
     }
 
     std::optional<Size> size(WindowId window) override {
-        auto frame = shell_.frame(window);
+        auto frame = frameOf(window);
         if (!frame) return std::nullopt;
         return frame->size();
     }
 
-    void setFrame(WindowId window, Rect frame) override { shell_.place(window, frame); }
+    void setFrame(WindowId window, Rect frame) override {
+        frames_.erase(window);
+        shell_.place(window, frame);
+    }
 
     int windowListError(Pid pid) override {
         auto windows = shell_.windows(pid);
@@ -83,8 +91,37 @@ class WindowSystemGnome final : public WindowSystem {
         return shell_.check().empty() ? ax::success : ax::apiDisabled;
     }
 
+    void forget() override {
+        focused_.reset();
+        frames_.clear();
+    }
+
   private:
+    // The focused window as first read in this operation (absent: none has the focus).
+    class Focused {
+      public:
+        explicit Focused(ShellExtension& shell) : shell_(shell) {}
+        const std::optional<ShellWindow>& operator()() {
+            if (!read_) read_ = shell_.focusedWindow();
+            return *read_;
+        }
+        void reset() { read_.reset(); }
+
+      private:
+        ShellExtension& shell_;
+        std::optional<std::optional<ShellWindow>> read_;
+    };
+
+    std::optional<Rect> frameOf(WindowId window) {
+        if (auto known = frames_.find(window); known != frames_.end()) return known->second;
+        auto frame = shell_.frame(window);
+        if (frame) frames_[window] = *frame;
+        return frame;
+    }
+
     ShellExtension& shell_;
+    Focused focused_{shell_};
+    std::map<WindowId, Rect> frames_;
 };
 
 // The monitors, the primary first and the others in the shell's order.

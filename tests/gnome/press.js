@@ -7,7 +7,7 @@
 // real desktop has plugged in, without which the headless shell's seat has none and a client
 // only gets one while some program's session lasts.
 //
-// usage: gjs press.js CHORD...  |  gjs press.js --hold
+// usage: gjs press.js [--stamp] CHORD...  |  gjs press.js --hold
 const {Gio, GLib} = imports.gi;
 
 function call(path, iface, method, args, type) {
@@ -53,7 +53,11 @@ if (ARGV[0] === '--hold') {
     new GLib.MainLoop(null, false).run();
 }
 GLib.usleep(300000);
-for (const chord of ARGV) {
+// --stamp: print when (CLOCK_MONOTONIC, microseconds) the first chord's keys go out.
+const stamp = ARGV[0] === '--stamp';
+for (const chord of ARGV.slice(stamp ? 1 : 0)) {
+    if (stamp)
+        print(GLib.get_monotonic_time());
     const keys = chord.split('+');
     keys.forEach(k => key(k, true));
     keys.slice().reverse().forEach(k => key(k, false));

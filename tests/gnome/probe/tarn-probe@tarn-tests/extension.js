@@ -28,6 +28,8 @@ const XML = `
     <method name="Focus"><arg name="app" type="s" direction="in"/></method>
     <method name="Screenshot"><arg name="file" type="s" direction="in"/></method>
     <method name="Pointer"><arg type="(ii)" direction="out"/></method>
+    <method name="ArmFrameWatch"><arg name="app" type="s" direction="in"/></method>
+    <method name="FrameChangedAt"><arg type="x" direction="out"/></method>
   </interface>
 </node>`;
 
@@ -95,6 +97,32 @@ class Probe {
                 invocation.return_dbus_error('org.tarn.TestProbe.Failed', String(e));
             }
         });
+    }
+
+    // For the benchmarks: when (CLOCK_MONOTONIC, microseconds) the app's window next moves.
+    ArmFrameWatch(app) {
+        this.DisarmFrameWatch();
+        const window = windowsOf(app)[0];
+        if (!window)
+            throw new Error(`no window of ${app}`);
+        this._changedAt = 0;
+        this._watched = window;
+        const changed = () => {
+            if (!this._changedAt)
+                this._changedAt = GLib.get_monotonic_time();
+        };
+        this._watches = ['position-changed', 'size-changed'].map(signal =>
+            window.connect(signal, changed));
+    }
+
+    DisarmFrameWatch() {
+        if (this._watched)
+            this._watches.forEach(id => this._watched.disconnect(id));
+        this._watched = null;
+    }
+
+    FrameChangedAt() {
+        return this._changedAt || 0;
     }
 
     Pointer() {
