@@ -128,5 +128,28 @@ TEST_F(AgentOnGnome, TheExtensionComingBackGetsTheChordsAgain) {
         << logText();
 }
 
+// Without the extension wendle says what to run, in its permission check's words.
+TEST_F(AgentOnGnome, WithoutTheExtensionTheProbeSaysWhatToRun) {
+    auto extension = [](const char* method) {
+        return run({"gdbus", "call", "--session", "--dest", "org.gnome.Shell", "--object-path",
+                    "/org/gnome/Shell", "--method",
+                    std::string("org.gnome.Shell.Extensions.") + method, "tarn-shell@tarn"})
+                   .status == 0;
+    };
+    ASSERT_TRUE(extension("DisableExtension"));
+    startAgent(configWith(kRules));
+    EXPECT_TRUE(
+        logsSoon("Permissions: Reason: Tarn's GNOME Shell extension is not running (is it "
+                 "installed and enabled?): run `tarn-gnome-extension install`, then log "
+                 "out and back in"))
+        << logText();
+    EXPECT_TRUE(
+        logsSoon("AppDelegate: ⚠️ Accessibility not trusted, cannot start keystroke "
+                 "interception"))
+        << logText();
+    agent_.reset();
+    ASSERT_TRUE(extension("EnableExtension"));
+}
+
 }  // namespace
 }  // namespace tarn::gnometest
