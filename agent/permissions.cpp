@@ -41,22 +41,20 @@ constexpr std::string_view kInstructions =
     "app),\n"
     "or moving the app on disk because macOS can treat it as a different application identity.";
 #else
-// An X server has no permission to grant: what stops the agent is a missing display, a
-// server without the XTEST extension, or a window manager that does not publish its windows.
+// Linux has no permission to grant: what stops the agent is a session it cannot reach (no
+// display), an X server without the XTEST extension, or on GNOME's Wayland session the
+// missing Shell extension through which alone windows and hotkeys are reached there.
 constexpr std::string_view kInstructions =
     "Wendle needs Accessibility permission to capture keystrokes and control windows.\n"
     "\n"
-    "⚠️ IMPORTANT: On Linux, Wendle works through the X server of your session:\n"
+    "⚠️ IMPORTANT: On Linux, Wendle works through the desktop of your session:\n"
     "\n"
-    "1. Start Wendle inside your graphical session, so that DISPLAY is set\n"
-    "2. Check that the X server offers the XTEST extension (xdpyinfo | grep XTEST)\n"
-    "3. Run a window manager that supports EWMH (Openbox, Xfwm, KWin, Mutter, i3, ...)\n"
+    "1. Start Wendle inside your graphical session (DISPLAY or WAYLAND_DISPLAY is set)\n"
+    "2. On GNOME's Wayland session, run `tarn-gnome-extension install` once, then log out "
+    "and back in\n"
+    "3. On X11, check that the X server offers the XTEST extension (xdpyinfo | grep XTEST)\n"
     "4. Quit Wendle completely\n"
-    "5. Relaunch Wendle\n"
-    "\n"
-    "Under Wayland, Wendle needs an X11 session: global hotkeys and other applications' "
-    "windows\n"
-    "are out of reach of an ordinary client there.";
+    "5. Relaunch Wendle";
 #endif
 
 }  // namespace

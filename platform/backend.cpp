@@ -11,6 +11,8 @@
 #include "platform/xdg/autostart.h"
 #include "platform/xdg/xdg_desktop.h"
 #if defined(__linux__)
+#include "platform/gnome/gnome_agent.h"
+#include "platform/gnome/gnome_desktop.h"
 #include "platform/x11/app_events.h"
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
@@ -162,7 +164,16 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
             return {nullptr, notBuilt(*choice_.kind)};
 #endif
         }
-        case BackendKind::gnome:
+        case BackendKind::gnome: {
+#if defined(__linux__)
+            auto choice = gnome::openGnomeDesktop(xdg::makeBrowserServices(),
+                                                  xdg::makeScriptRunner(), shared_->ledger);
+            if (!choice.desktop) choice.error = "No desktop to work on: " + choice.error;
+            return choice;
+#else
+            return {nullptr, notBuilt(*choice_.kind)};
+#endif
+        }
         case BackendKind::kde:
             return {nullptr, notBuilt(*choice_.kind)};
     }
@@ -208,6 +219,13 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
             break;
         }
         case BackendKind::gnome:
+#if defined(__linux__)
+            services.keys = gnome::makeKeySource(shared_->ledger);
+            services.apps = gnome::makeAppEvents();
+#else
+            services.error = notBuilt(*choice_.kind);
+#endif
+            break;
         case BackendKind::kde:
             services.error = notBuilt(*choice_.kind);
             break;

@@ -1,0 +1,30 @@
+# Builds one form of Tarn's GNOME Shell extension from its one source:
+#   cmake -DSOURCE=<extension dir> -DFORM=legacy|module -DUUID=<uuid> -DVERSIONS=43,44
+#         -DOUT=<dir> -P build.cmake
+# writes <dir>/<uuid>/extension.js and metadata.json. The legacy form (imports.gi,
+# init/enable/disable) is what GNOME 43 and 44 load; 45 and later load only ES modules.
+foreach(var SOURCE FORM UUID VERSIONS HOMEPAGE OUT)
+    if(NOT DEFINED ${var})
+        message(FATAL_ERROR "build.cmake: ${var} is not set")
+    endif()
+endforeach()
+if(FORM STREQUAL "legacy")
+    set(suffix legacy)
+elseif(FORM STREQUAL "module")
+    set(suffix esm)
+else()
+    message(FATAL_ERROR "build.cmake: FORM is legacy or module, not ${FORM}")
+endif()
+file(READ ${SOURCE}/head-${suffix}.js head)
+file(READ ${SOURCE}/shell.js body)
+file(READ ${SOURCE}/tail-${suffix}.js tail)
+set(TARN_GNOME_UUID ${UUID})
+set(TARN_HOMEPAGE ${HOMEPAGE})
+set(quoted "")
+string(REPLACE "," ";" VERSIONS "${VERSIONS}")
+foreach(version ${VERSIONS})
+    list(APPEND quoted "\"${version}\"")
+endforeach()
+list(JOIN quoted ", " TARN_GNOME_VERSIONS)
+file(WRITE ${OUT}/${UUID}/extension.js "${head}${body}${tail}")
+configure_file(${SOURCE}/metadata.json.in ${OUT}/${UUID}/metadata.json @ONLY)

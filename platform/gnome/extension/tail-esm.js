@@ -1,0 +1,10 @@
+
+export default class TarnExtension extends Extension {
+    enable() {
+        tarnEnable();
+    }
+
+    disable() {
+        tarnDisable();
+    }
+}
