@@ -59,9 +59,11 @@ class AgentOnSway : public ::testing::Test {
         const char* script =
             "HOME=$0 XDG_CONFIG_HOME=$0/.config WENDLE_LOG_STDERR=1 "
             "exec \"$1\" --headless 2>>\"$0/wendle.log\"";
+        const std::string started = "AppDelegate: ✅ Keystroke interceptor started successfully";
+        const int before = countOf(logText(), started);
         agent_.emplace(
             std::vector<std::string>{"sh", "-c", script, home_.path().string(), WENDLE_BINARY});
-        ASSERT_TRUE(logsSoon("AppDelegate: ✅ Keystroke interceptor started successfully", 10s))
+        ASSERT_TRUE(eventually([&] { return countOf(logText(), started) > before; }, 10s))
             << logText();
     }
 
@@ -167,6 +169,17 @@ TEST_F(AgentOnSway, FollowsItsFileAndSwaysReloadAndLeavesNoBindingBehind) {
     ASSERT_EQ(::waitpid(agent_->pid(), &status, 0), agent_->pid());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_TRUE(pressReaches(editor, "Up"));
+}
+
+// An agent killed outright cannot unbind: the next one removes its bindings first.
+TEST_F(AgentOnSway, AnAgentThatDiedLeavesNoBindingToTheNextOne) {
+    Client editor = startEditor();
+    startAgent(configWith(kRight));
+    ::kill(agent_->pid(), SIGKILL);
+    ::waitpid(agent_->pid(), nullptr, 0);
+    startAgent(configWith(kUp));
+    EXPECT_TRUE(pressReaches(editor, "Right")) << logText();
+    EXPECT_TRUE(pressMoves(editor, "Up"));
 }
 
 }  // namespace
