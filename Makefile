@@ -34,10 +34,10 @@ package: build
 run: build
 	@scripts/run
 
-# Every test tier: unit, command and X11 tests and the installed Tarn (the Debian package,
-# its manual pages, desktop entries and shell completions) on the default build, then the
-# ASan+UBSan build of the unit and command tests, then the ThreadSanitizer build of the
-# tests labelled tsan, then each fuzz target for FUZZ_SECONDS.
+# Every test tier: unit, command, X11 and Wayland (headless sway) tests and the installed
+# Tarn (the Debian package, its manual pages, desktop entries and shell completions) on the
+# default build, then the ASan+UBSan build of the unit and command tests, then the
+# ThreadSanitizer build of the tests labelled tsan, then each fuzz target for FUZZ_SECONDS.
 test: build build-asan
 	@echo "== default build =="
 	@ctest --preset default -j $(JOBS)

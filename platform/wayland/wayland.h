@@ -28,14 +28,12 @@ struct Connected {
 Connected connect(const std::string& display);
 
 // Keys through zwp_virtual_keyboard_v1. Each posted key carries exactly its event's
-// modifiers; a key or character the uploaded keymap lacks is added to it, so any character
-// types. Null, with the reason, when the compositor offers no virtual keyboard.
+// modifiers. One keymap, built once, holds every key the macOS key table names, so nothing
+// is remapped while keys are typed. Null, with the reason, when the compositor offers no
+// virtual keyboard. (Backends that need more, such as knowing their own marked keys, use
+// VirtualKeyboard from platform/wayland/keyboard.h.)
 std::unique_ptr<KeyboardOutput> makeKeyboard(std::shared_ptr<Connection> connection,
                                              std::string& error);
-
-// Types one character of text (any Unicode scalar value, UTF-8) with no modifier, through
-// the same virtual keyboard: for characters that no macOS key code names.
-// (Backends that need it reach it through platform/wayland/keyboard.h.)
 
 // The pointer through zwlr_virtual_pointer_v1, moved in absolute coordinates over the whole
 // layout: `layout` gives the bounding box of every output in the global display space at the
@@ -46,9 +44,10 @@ std::unique_ptr<Pointer> makePointer(std::shared_ptr<Connection> connection,
                                      std::function<std::optional<Point>()> location,
                                      std::string& error);
 
-// The clipboard through the data-control protocol (ext or wlr, whichever the compositor
-// offers). With `outlivesProcess`, text written stays served after the process exits, as the
-// X11 backend does for the one-shot command; the long-running agent serves it itself.
+// The clipboard through the wlr data-control protocol (ext-data-control is not yet in the
+// wayland-protocols of the distributions we build on). With `outlivesProcess`, text written stays
+// served after the process exits, as the X11 backend does for the one-shot command; the
+// long-running agent serves it itself.
 std::unique_ptr<Clipboard> makeClipboard(std::shared_ptr<Connection> connection,
                                          bool outlivesProcess, std::string& error);
 

@@ -55,14 +55,34 @@ Output swaymsg(const std::vector<std::string>& arguments) {
     return run(argv);
 }
 
+std::optional<support::Json> swayWindow(const std::string& appId) {
+    auto tree = support::parseJson(swaymsg({"-r", "-t", "get_tree"}).out);
+    if (!tree) return std::nullopt;
+    std::vector<const support::Json*> pending{&*tree};
+    while (!pending.empty()) {
+        const support::Json* node = pending.back();
+        pending.pop_back();
+        if (node->value("app_id", support::Json()) == appId) return *node;
+        for (const char* children : {"nodes", "floating_nodes"})
+            if (node->contains(children))
+                for (const auto& child : (*node)[children]) pending.push_back(&child);
+    }
+    return std::nullopt;
+}
+
 std::optional<std::string> pastedText() {
     auto result = run({"wl-paste", "--no-newline"});
     if (result.status != 0) return std::nullopt;
     return result.out;
 }
 
-void copyText(const std::string& text) {
-    run({"wl-copy", "--", text});
+void copyText(const std::string& text, const std::string& type) {
+    // On standard input: an argument holds at most 128 KiB.
+    if (type.empty()) {
+        run({"wl-copy"}, text);
+    } else {
+        run({"wl-copy", "--type", type}, text);
+    }
     if (!eventually([&] { return pastedText() == text; }))
         throw std::runtime_error("wl-copy did not put the text on the clipboard");
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "support/files.h"
+#include "support/json_text.h"
 #include "tests/common/process.h"
 #include "tests/common/temp_dir.h"
 
@@ -49,8 +50,12 @@ TestClient startClient(const tarn::testing::TempDir& dir, const std::vector<std:
 
 // swaymsg with the arguments (-t get_tree, a command...).
 Output swaymsg(const std::vector<std::string>& arguments);
+// The node of sway's tree (swaymsg -t get_tree) that holds the first window of the app_id;
+// absent when there is none.
+std::optional<support::Json> swayWindow(const std::string& appId);
 std::optional<std::string> pastedText();  // wl-paste --no-newline; absent when it fails
-void copyText(const std::string& text);   // wl-copy, which stays to serve it
+// wl-copy, which stays to serve it; offered as the one type given, else as wl-copy's set.
+void copyText(const std::string& text, const std::string& type = "");
 
 // The fixture's processes, for tests that take parts of the desktop away: the compositor,
 // and the seat's standing keyboard (without it the seat has none).

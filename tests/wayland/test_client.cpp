@@ -14,7 +14,8 @@
 //   "key <keysym> <state>" per key press, "mod <keysym> <state>" for modifier keys (keysym
 //   names as xkbcommon spells them; the state in hex with the X11 bits: Shift 0x1, Lock 0x2,
 //   Control 0x4, Mod1 0x8, Mod2 0x10, Mod4 0x40 ..., as the X11 test client logs them);
-//   "text <n> <utf8>" the text of each press, when it has any;
+//   "text <utf8>" the text of each press, when it has any; "state <state>" each time the
+//   modifier state changes without a key (a keyboard that sends its modifiers as state);
 //   "pointer <n> <x> <y>" when the pointer enters a window, "motion <n> <x> <y>" when it
 //   moves over it (surface-local), "leave <n>";
 //   "closed <n>" when the compositor asks a window to close (the client leaves once every
@@ -29,6 +30,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -224,7 +226,10 @@ void keyboardKey(void* data, wl_keyboard*, std::uint32_t, std::uint32_t, std::ui
 void keyboardModifiers(void* data, wl_keyboard*, std::uint32_t, std::uint32_t depressed,
                        std::uint32_t latched, std::uint32_t locked, std::uint32_t group) {
     auto& client = *static_cast<Client*>(data);
-    if (client.state) xkb_state_update_mask(client.state, depressed, latched, locked, 0, 0, group);
+    if (!client.state) return;
+    unsigned before = xState(client.state);
+    xkb_state_update_mask(client.state, depressed, latched, locked, 0, 0, group);
+    if (xState(client.state) != before) std::fprintf(logFile, "state 0x%x\n", xState(client.state));
 }
 void keyboardRepeat(void*, wl_keyboard*, std::int32_t, std::int32_t) {}
 const wl_keyboard_listener keyboardListener{keyboardKeymap, keyboardEnter,     keyboardLeave,
@@ -322,15 +327,13 @@ const wl_registry_listener registryListener{registryGlobal, registryGlobalRemove
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Each option with the number of values it takes.
-    const std::map<std::string, int> arity{{"--log", 1},  {"--app-id", 1},  {"--title", 1},
-                                           {"--size", 1}, {"--windows", 1}, {"--min", 1}};
+    // Every option takes one value.
+    const std::set<std::string> options{"--log",  "--app-id",  "--title",
+                                        "--size", "--windows", "--min"};
     std::map<std::string, std::string> given;
-    for (int i = 1; i < argc; ++i) {
-        auto option = arity.find(argv[i]);
-        if (option == arity.end() || i + option->second >= argc) return 2;
+    for (int i = 1; i < argc; i += 2) {
+        if (!options.contains(argv[i]) || i + 1 >= argc) return 2;
         given[argv[i]] = argv[i + 1];
-        ++i;
     }
     auto value = [&](const char* name, const char* otherwise) {
         return given.count(name) ? given[name] : std::string(otherwise);

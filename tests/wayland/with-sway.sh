@@ -3,14 +3,17 @@
 # (HEADLESS-1 1920x1080 at 0,0 and HEADLESS-2 1280x1024 at 1920,0), no XWayland, a 25-pixel
 # bar at the top of each output standing in for a menu bar (so each output's usable area
 # starts 25 pixels down, as on the X11 test desktop), focus that does not follow the
-# pointer, a US keyboard layout, a keyboard on the seat (see below). The command gets WAYLAND_DISPLAY, SWAYSOCK and
-# XDG_RUNTIME_DIR (DISPLAY is unset, so nothing falls back to an X server), and, so tests
-# can take the desktop away, TARN_TEST_SWAY_PID. Its exit status passes through; whatever
-# was started here is stopped on the way out, however it ends.
+# pointer, a US keyboard layout, a keyboard on the seat (see below). The command gets
+# WAYLAND_DISPLAY, SWAYSOCK and XDG_RUNTIME_DIR (DISPLAY is unset, so nothing falls back to
+# an X server), and, so tests can take parts of the desktop away, TARN_TEST_SWAY_PID and
+# TARN_TEST_KEYBOARD_PID. Its exit status passes through; whatever was started here is
+# stopped on the way out, however it ends.
 #
-# usage: with-sway.sh [--config FILE]... COMMAND [ARGS...]
-#   --config FILE  appends the file to the sway configuration (bindings a test expects the
-#                  desktop to hold, ...)
+# usage: with-sway.sh [--config FILE]... [--session-bus] COMMAND [ARGS...]
+#   --config FILE   appends the file to the sway configuration (bindings a test expects the
+#                   desktop to hold, ...)
+#   --session-bus   runs everything on a private D-Bus session bus (dbus-run-session), so
+#                   the bar hosts a tray (StatusNotifierItem) and the command can reach it
 set -u
 
 # Listing a test program's tests needs no desktop.
@@ -20,6 +23,22 @@ for word in "$@"; do
         exec "$@"
     fi
 done
+
+# The bus comes first: the whole script runs again inside it.
+wants_bus() {
+    while [ $# -gt 0 ]; do
+        case "$1" in
+        --session-bus) return 0 ;;
+        --config) shift 2 ;;
+        *) return 1 ;;
+        esac
+    done
+    return 1
+}
+if wants_bus "$@" && [ -z "${TARN_WITH_SWAY_ON_BUS:-}" ]; then
+    TARN_WITH_SWAY_ON_BUS=1 exec dbus-run-session -- sh "$0" "$@"
+fi
+unset TARN_WITH_SWAY_ON_BUS
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-sway.XXXXXX") || exit 1
 sway_pid=""
@@ -66,12 +85,17 @@ bar {
     status_command none
 }
 EOF
-while [ $# -gt 0 ] && [ "$1" = "--config" ]; do
-    [ $# -ge 2 ] && [ -r "$2" ] || fail "--config needs a readable file"
-    cat "$2" >>"$work/config"
-    shift 2
+while [ $# -gt 0 ]; do
+    case "$1" in
+    --config)
+        [ $# -ge 2 ] && [ -r "$2" ] || fail "--config needs a readable file"
+        cat "$2" >>"$work/config"
+        shift 2 ;;
+    --session-bus) shift ;;
+    *) break ;;
+    esac
 done
-[ $# -gt 0 ] || fail "usage: with-sway.sh [--config FILE]... COMMAND [ARGS...]"
+[ $# -gt 0 ] || fail "usage: with-sway.sh [--config FILE]... [--session-bus] COMMAND [ARGS...]"
 
 # sway refuses to run as root. In a user namespace of its own it is an unprivileged user
 # that cannot become root again, and starts; the runtime folder must then let "others" in.
