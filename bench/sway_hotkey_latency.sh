@@ -51,8 +51,14 @@ pids+=($!)
 wait_until 'grep -q "^focus " "$work/app.log" 2>/dev/null'
 frame() { swaymsg -r -t get_tree | jq -r 'first(.. | objects | select(.app_id == "Bench")) | "\(.rect.x),\(.rect.y) \(.rect.width)x\(.rect.height)"'; }
 home() {
-    swaymsg '[app_id=Bench] floating enable, resize set 800 605, move absolute position 100 100' >/dev/null
-    wait_until '[ "$(frame)" = "100,100 800x605" ]'
+    # A client still drawing its last size can answer the move with it, which sway adopts:
+    # placed again until it stays.
+    local tries=0
+    until swaymsg '[app_id=Bench] floating enable, resize set 800 605, move absolute position 100 100' >/dev/null &&
+        sleep 0.05 && [ "$(frame)" = "100,100 800x605" ] && grep -q "size 1 800x605" <(tail -n 1 "$work/app.log"); do
+        tries=$((tries + 1))
+        [ "$tries" -ge 100 ] && { echo "$(basename "$0"): the window would not go home" >&2; exit 1; }
+    done
     rm -f "$XDG_CONFIG_HOME/Tarn/state.json"
 }
 measure() {  # presses the chord COUNT times, each from home; one latency (µs) a line
