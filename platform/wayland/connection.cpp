@@ -1,5 +1,7 @@
 #include "platform/wayland/connection.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -77,13 +79,21 @@ void* Connection::bind(const wl_interface* interface, std::uint32_t version) {
         std::min({version, offered->version, static_cast<std::uint32_t>(interface->version)}));
 }
 
+// Everything sent first: a round trip that starts with requests still queued behind a full
+// socket waits only for the compositor to speak, and it has nothing to say until it gets them.
 bool Connection::roundtrip() {
-    return wl_display_roundtrip(display_) >= 0;
+    return flush() && wl_display_roundtrip(display_) >= 0;
 }
 
+// Waits while the socket is full rather than leave requests queued: the client library's
+// queue is small, and a request that finds it full is a fatal error of the connection.
 bool Connection::flush() {
-    // A full socket buffer is not an error: the rest goes with the next flush.
-    return wl_display_flush(display_) >= 0 || errno == EAGAIN;
+    while (wl_display_flush(display_) < 0) {
+        if (errno != EAGAIN) return false;
+        pollfd writable{wl_display_get_fd(display_), POLLOUT, 0};
+        if (::poll(&writable, 1, -1) < 0 && errno != EINTR) return false;
+    }
+    return true;
 }
 
 bool Connection::lost() const {

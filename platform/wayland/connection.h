@@ -61,7 +61,8 @@ class Connection {
     // Sends what is queued and waits until the compositor has handled it, dispatching the
     // events that came meanwhile. False once the connection is broken.
     bool roundtrip();
-    // Sends what is queued without waiting. False once the connection is broken.
+    // Sends what is queued, waiting only while the socket is full (the compositor reads
+    // on). False once the connection is broken.
     bool flush();
     // Whether the connection is broken (a protocol error, or the compositor went away).
     bool lost() const;
