@@ -13,14 +13,12 @@
 #if defined(__linux__)
 #include "platform/gnome/gnome_agent.h"
 #include "platform/gnome/gnome_desktop.h"
-#include "platform/x11/app_events.h"
-#include "platform/x11/key_source.h"
-#include "platform/x11/x11_desktop.h"
-#endif
-#if defined(TARN_HAVE_SWAY)
 #include "platform/sway/app_events.h"
 #include "platform/sway/key_source.h"
 #include "platform/sway/sway_desktop.h"
+#include "platform/x11/app_events.h"
+#include "platform/x11/key_source.h"
+#include "platform/x11/x11_desktop.h"
 #endif
 
 namespace tarn::platform {
@@ -114,8 +112,6 @@ BackendChoice chooseBackend(const Environment& env) {
 struct Backend::Shared {
 #if defined(__linux__)
     std::shared_ptr<x11::MarkerLedger> ledger = std::make_shared<x11::MarkerLedger>();
-#endif
-#if defined(TARN_HAVE_SWAY)
     // On sway, what the key source has bound, which the keyboard types its own chords past.
     std::shared_ptr<sway::BindingGate> bindings = std::make_shared<sway::BindingGate>();
 #endif
@@ -154,7 +150,7 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
 #endif
         }
         case BackendKind::sway: {
-#if defined(TARN_HAVE_SWAY)
+#if defined(__linux__)
             auto choice = sway::openSwayDesktop(
                 environment_("SWAYSOCK").value_or(""), environment_("WAYLAND_DISPLAY").value_or(""),
                 xdg::makeBrowserServices(), xdg::makeScriptRunner(), options, shared_->bindings);
@@ -208,7 +204,7 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
             break;
         }
         case BackendKind::sway: {
-#if defined(TARN_HAVE_SWAY)
+#if defined(__linux__)
             auto socket = environment_("SWAYSOCK").value_or("");
             services.keys = sway::makeKeySource(
                 socket, environment_("WAYLAND_DISPLAY").value_or(""), shared_->bindings);

@@ -69,7 +69,6 @@ class SwayKeySource final : public KeySource {
   private:
     struct Thread {
         Ipc ipc;
-        std::shared_ptr<wayland::Connection> wayland;
         std::unique_ptr<KeyboardOutput> keyboard;  // null: passing chords cannot be retyped
     };
 
@@ -87,10 +86,9 @@ class SwayKeySource final : public KeySource {
             started.set_value("sway refused to report its bindings");
             return;
         }
-        Thread self{std::move(*ipc), nullptr, nullptr};
-        auto connected = wayland::connect(display_);
-        if (connected.connection) {
-            self.wayland = connected.connection;
+        // A keyboard of the thread's own (its own Wayland connection), for chords that pass.
+        Thread self{std::move(*ipc), nullptr};
+        if (auto connected = wayland::connect(display_); connected.connection) {
             self.keyboard = wayland::makeKeyboard(connected.connection, error);
         }
         clearStale(self.ipc);

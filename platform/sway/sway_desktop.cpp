@@ -99,11 +99,9 @@ class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessib
     // --- Accessibility ------------------------------------------------------------------
     bool isTrusted(bool) override { return untrustedReason().empty(); }
     std::string untrustedReason() override {
-        try {
-            session_->request(message::getVersion);
-        } catch (const DesktopError&) {
-            return "sway's IPC socket does not answer";
-        }
+        // Connected at the desktop's opening; a connection sway has dropped since stays
+        // failed.
+        if (session_->ipc().failed()) return "sway's IPC socket does not answer";
         auto connection = wayland();
         if (!connection) return "cannot connect to the Wayland display: " + waylandError_;
         // Asked of the registry: making the keyboard builds its keymap, which a window move

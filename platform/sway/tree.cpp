@@ -99,4 +99,21 @@ std::vector<SwayOutput> activeOutputs(const Json& outputs) {
     return found;
 }
 
+std::vector<SwayOutput> outputsOfTree(const Json& tree) {
+    Json outputs = Json::array();
+    auto nodes = tree.is_object() ? tree.find("nodes") : tree.end();
+    if (tree.is_object() && nodes != tree.end() && nodes->is_array()) {
+        for (const auto& node : *nodes) {
+            // sway keeps its scratchpad on a pseudo-output of its own.
+            if (!node.is_object() || text(node, "type") != "output" || text(node, "name") == "__i3")
+                continue;
+            outputs.push_back({{"id", node.value("id", DisplayId{0})},
+                               {"name", text(node, "name")},
+                               {"active", true},
+                               {"rect", node.value("rect", Json::object())}});
+        }
+    }
+    return activeOutputs(outputs);
+}
+
 }  // namespace tarn::platform::sway

@@ -43,5 +43,8 @@ struct SwayOutput {
 // to right, top to bottom, so a screen's index does not change with the focus or with the
 // order in which outputs were plugged in.
 std::vector<SwayOutput> activeOutputs(const support::Json& outputs);
+// The same, read from the tree (whose outputs are the active ones): a window move needs the
+// windows and the outputs, and one request is a round trip less than two.
+std::vector<SwayOutput> outputsOfTree(const support::Json& tree);
 
 }  // namespace tarn::platform::sway

@@ -44,6 +44,11 @@ Json Session::request(std::uint32_t type) {
     return std::move(*reply);
 }
 
+const Json& Session::tree() {
+    if (!tree_) tree_ = request(message::getTree);
+    return *tree_;
+}
+
 bool Session::command(const std::string& commands, std::string* error) {
     std::string why;
     bool done = ipc_.command(commands, &why);
@@ -91,7 +96,7 @@ std::optional<AppInfo> frontmostOf(const std::vector<SwayWindow>& windows) {
 // --- Windows ------------------------------------------------------------------------------
 
 const std::vector<SwayWindow>& SwayWindows::tree() {
-    if (!tree_) tree_ = windowsOfTree(session_->request(message::getTree));
+    if (!tree_) tree_ = windowsOfTree(session_->tree());
     return *tree_;
 }
 
@@ -155,7 +160,7 @@ void SwayWindows::setMinimized(WindowId window, bool minimized) {
             break;
         }
     }
-    tree_.reset();
+    forget();
     session_->command(commands);
 }
 
@@ -172,7 +177,7 @@ std::optional<Size> SwayWindows::size(WindowId window) {
 }
 
 void SwayWindows::setFrame(WindowId window, Rect frame) {
-    tree_.reset();
+    forget();
     session_->command(select(window) + placement(frame));
 }
 
@@ -188,7 +193,7 @@ int SwayWindows::focusedElementError() {
 // --- Displays -----------------------------------------------------------------------------
 
 const std::vector<SwayOutput>& SwayDisplays::outputs() {
-    if (!outputs_) outputs_ = activeOutputs(session_->request(message::getOutputs));
+    if (!outputs_) outputs_ = outputsOfTree(session_->tree());
     return *outputs_;
 }
 

@@ -17,12 +17,16 @@ class Session {
   public:
     explicit Session(Ipc ipc) : ipc_(std::move(ipc)) {}
     Json request(std::uint32_t type);
+    // The layout tree, read once per operation (until forget()).
+    const Json& tree();
+    void forget() { tree_.reset(); }
     // Runs the commands; false (with sway's reason) when one of them failed.
     bool command(const std::string& commands, std::string* error = nullptr);
     Ipc& ipc() { return ipc_; }
 
   private:
     Ipc ipc_;
+    std::optional<Json> tree_;
 };
 
 // Other applications' windows through sway's tree.
@@ -54,7 +58,10 @@ class SwayWindows final : public WindowSystem {
     void setFrame(WindowId window, Rect frame) override;
     int windowListError(Pid pid) override;
     int focusedElementError() override;
-    void forget() override { tree_.reset(); }
+    void forget() override {
+        tree_.reset();
+        session_->forget();
+    }
 
   private:
     // One operation reads the tree once; what this object changes drops it.
@@ -73,9 +80,9 @@ std::optional<Rect> frameOfMark(const std::string& mark);
 std::vector<AppInfo> applicationsOf(const std::vector<SwayWindow>& windows);
 std::optional<AppInfo> frontmostOf(const std::vector<SwayWindow>& windows);
 
-// The active outputs (tree.h gives their order and the primary). Their bounds are the whole
-// output: the placement rules leave their own band for a bar at the top of every screen, as
-// they do on every desktop.
+// The active outputs, read from the tree (tree.h gives their order and the primary). Their bounds
+// are the whole output: the placement rules leave their own band for a bar at the top of every
+// screen, as they do on every desktop.
 class SwayDisplays final : public Displays {
   public:
     explicit SwayDisplays(std::shared_ptr<Session> session) : session_(std::move(session)) {}
@@ -83,7 +90,10 @@ class SwayDisplays final : public Displays {
     std::vector<DisplayId> activeDisplays() override;
     Rect bounds(DisplayId display) override;
     DisplayId mainDisplay() override;
-    void forget() override { outputs_.reset(); }
+    void forget() override {
+        outputs_.reset();
+        session_->forget();
+    }
     // The bounding box of every output: the virtual pointer's layout.
     Rect layout();
 

@@ -97,6 +97,9 @@ TEST(BackendChoice, FollowsTheEnvironment) {
         }
     }
     EXPECT_EQ(Backend(from({{"TARN_SIM_DESKTOP", "desk.json"}})).choice().simFile, "desk.json");
+    // Forced onto sway without its socket: said, as any desktop that cannot be reached.
+    EXPECT_EQ(Backend(from({{"TARN_DESKTOP", "sway"}})).openDesktop().error,
+              "No desktop to work on: SWAYSOCK is not set");
 }
 
 }  // namespace

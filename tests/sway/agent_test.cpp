@@ -38,7 +38,7 @@ int countOf(const std::string& text, const std::string& line) {
 
 // Control and Alt in the client's log.
 std::string withControlAlt(const std::string& key) {
-    return key + " 0xc";
+    return "key " + key + " 0xc";
 }
 
 class AgentOnSway : public ::testing::Test {
@@ -59,15 +59,17 @@ class AgentOnSway : public ::testing::Test {
         const char* script =
             "HOME=$0 XDG_CONFIG_HOME=$0/.config WENDLE_LOG_STDERR=1 "
             "exec \"$1\" --headless 2>>\"$0/wendle.log\"";
+        const std::string started = "AppDelegate: ✅ Keystroke interceptor started successfully";
+        const int before = countOf(logText(), started);
         agent_.emplace(
             std::vector<std::string>{"sh", "-c", script, home_.path().string(), WENDLE_BINARY});
-        ASSERT_TRUE(logsSoon("AppDelegate: ✅ Keystroke interceptor started successfully", 10s))
+        ASSERT_TRUE(eventually([&] { return countOf(logText(), started) > before; }, 10s))
             << logText();
     }
 
-    Client startEditor() {
-        Client editor = startClient(home_, "Editor", "640x480");
-        placeFloating(editor.pid(), kHome);
+    TestClient startEditor() {
+        TestClient editor = startClient(home_, "Editor", "640x480");
+        placeFloating(editor, kHome);
         return editor;
     }
 
@@ -75,12 +77,12 @@ class AgentOnSway : public ::testing::Test {
     static void press(const std::string& key) {
         run({"wtype", "-M", "ctrl", "-M", "alt", "-k", key, "-m", "alt", "-m", "ctrl"});
     }
-    static bool pressMoves(const Client& client, const std::string& key) {
+    static bool pressMoves(const TestClient& client, const std::string& key) {
         auto before = frameOf(client.pid());
         press(key);
         return eventually([&] { return frameOf(client.pid()) != before; });
     }
-    static bool pressReaches(const Client& client, const std::string& key) {
+    static bool pressReaches(const TestClient& client, const std::string& key) {
         std::size_t before = client.keys().size();
         press(key);
         return eventually([&] { return client.keys().size() > before; }) &&
@@ -94,7 +96,7 @@ class AgentOnSway : public ::testing::Test {
 // sway consumes every bound chord: a swallowed one never reaches the window, a passed one
 // is typed into it by the agent, once.
 TEST_F(AgentOnSway, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
-    Client editor = startEditor();
+    TestClient editor = startEditor();
     startAgent(configWith(kRight + "," + kLeft));
     EXPECT_TRUE(pressMoves(editor, "Right")) << logText();
     EXPECT_TRUE(pressMoves(editor, "Left")) << logText();
@@ -105,8 +107,8 @@ TEST_F(AgentOnSway, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
     EXPECT_TRUE(pressMoves(editor, "Left"));
     run({"wtype", "z"});
     ASSERT_TRUE(eventually([&] { return editor.keys().size() >= 3; }));
-    EXPECT_EQ(editor.keys(),
-              (std::vector<std::string>{withControlAlt("Left"), withControlAlt("Left"), "z 0x0"}));
+    EXPECT_EQ(editor.keys(), (std::vector<std::string>{withControlAlt("Left"),
+                                                       withControlAlt("Left"), "key z 0x0"}));
     EXPECT_EQ(countOf(logText(), "Action: moveWindow(left)"), 2) << logText();
 }
 
@@ -114,9 +116,9 @@ TEST_F(AgentOnSway, BoundChordsMoveTheWindowAndSwallowOrPassTheKey) {
 // a rule its entry disables lets the chord through to it, while another application's
 // window still gets the rule.
 TEST_F(AgentOnSway, ARuleTheFocusedApplicationDisablesLetsItsChordThrough) {
-    Client viewer = startClient(home_, "Viewer", "640x480");
-    placeFloating(viewer.pid(), {200, 300, 600, 400});
-    Client editor = startEditor();
+    TestClient viewer = startClient(home_, "Viewer", "640x480");
+    placeFloating(viewer, {200, 300, 600, 400});
+    TestClient editor = startEditor();
     startAgent(configWith(kRight,
                           R"({"bundleID":"Editor","displayName":"Editor",)"
                           R"("savedLocations":[],"ruleOverrides":)"
@@ -131,13 +133,13 @@ TEST_F(AgentOnSway, ARuleTheFocusedApplicationDisablesLetsItsChordThrough) {
 // A rule that types a chord another rule binds: the keys arrive and the other rule stays
 // still; the same chord from wtype runs it.
 TEST_F(AgentOnSway, TheAgentsOwnTypingOfABoundChordTriggersNothingAndArrives) {
-    Client editor = startEditor();
+    TestClient editor = startEditor();
     startAgent(
         configWith(kRight + "," +
                    rule('A', 14, R"({"sendKeystrokeSequence":{"sequence":"{ctrl+alt+right}x"}})")));
     press("e");
     ASSERT_TRUE(eventually([&] { return editor.keys().size() >= 2; })) << logText();
-    EXPECT_EQ(editor.keys(), (std::vector<std::string>{withControlAlt("Right"), "x 0x0"}));
+    EXPECT_EQ(editor.keys(), (std::vector<std::string>{withControlAlt("Right"), "key x 0x0"}));
     EXPECT_EQ(frameOf(editor.pid()), kHome);
     EXPECT_TRUE(pressMoves(editor, "Right"));
 }
@@ -146,7 +148,7 @@ TEST_F(AgentOnSway, TheAgentsOwnTypingOfABoundChordTriggersNothingAndArrives) {
 // file rebinds; a `swaymsg reload`, which drops run-time bindings, keeps the agent's; the
 // agent stopped leaves none behind.
 TEST_F(AgentOnSway, FollowsItsFileAndSwaysReloadAndLeavesNoBindingBehind) {
-    Client editor = startEditor();
+    TestClient editor = startEditor();
     startAgent(configWith(kRight + "," + rule('F', 125, move("left"))));
     EXPECT_TRUE(
         logsSoon("KeystrokeInterceptor: Hotkey ⌃⌥↓ is already taken by another program; "
@@ -159,14 +161,32 @@ TEST_F(AgentOnSway, FollowsItsFileAndSwaysReloadAndLeavesNoBindingBehind) {
     EXPECT_TRUE(pressReaches(editor, "Right"));
     EXPECT_TRUE(pressMoves(editor, "Up"));
 
+    // sway drops run-time bindings as it reloads (and may place the window anew): pressed
+    // until the agent, bound again, runs the rule.
+    const auto ups = [&] { return countOf(logText(), "Action: moveWindow(up)"); };
+    const int before = ups();
     ASSERT_TRUE(swaymsg("reload"));
-    EXPECT_TRUE(eventually([&] { return pressMoves(editor, "Up"); })) << logText();
+    EXPECT_TRUE(eventually([&] {
+        press("Up");
+        return eventually([&] { return ups() > before; }, 200ms);
+    })) << logText();
 
     ::kill(agent_->pid(), SIGTERM);
     int status = 0;
     ASSERT_EQ(::waitpid(agent_->pid(), &status, 0), agent_->pid());
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     EXPECT_TRUE(pressReaches(editor, "Up"));
+}
+
+// An agent killed outright cannot unbind: the next one removes its bindings first.
+TEST_F(AgentOnSway, AnAgentThatDiedLeavesNoBindingToTheNextOne) {
+    TestClient editor = startEditor();
+    startAgent(configWith(kRight));
+    ::kill(agent_->pid(), SIGKILL);
+    ::waitpid(agent_->pid(), nullptr, 0);
+    startAgent(configWith(kUp));
+    EXPECT_TRUE(pressReaches(editor, "Right")) << logText();
+    EXPECT_TRUE(pressMoves(editor, "Up"));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <sstream>
-#include <thread>
 
 #include "support/json_text.h"
 
@@ -50,25 +49,8 @@ std::vector<std::string> swayEnvironment() {
     return variables;
 }
 
-std::vector<std::string> Client::lines(const std::string& kind) const {
-    std::vector<std::string> found;
-    std::istringstream text(logText());
-    for (std::string line; std::getline(text, line);) {
-        if (line.rfind(kind + " ", 0) == 0) found.push_back(line.substr(kind.size() + 1));
-    }
-    return found;
-}
-
-Client startClient(const TempDir& dir, const std::string& appId, const std::string& size) {
-    auto log = dir.path() / (appId + ".log");
-    Client client{Child({TARN_WAYLAND_TEST_CLIENT, "--log", log.string(), "--app-id", appId,
-                         "--title", appId, "--size", size}),
-                  log};
-    EXPECT_TRUE(eventually([&] {
-        return client.logText().find("made") != std::string::npos && focusedPid() == client.pid() &&
-               client.logText().find("focus 1") != std::string::npos;
-    })) << client.logText();
-    return client;
+TestClient startClient(const TempDir& dir, const std::string& appId, const std::string& size) {
+    return waylandtest::startClient(dir, {"--app-id", appId, "--title", appId, "--size", size});
 }
 
 std::optional<Rect> frameOf(int pid) {
@@ -101,27 +83,45 @@ bool swaymsg(const std::string& commands) {
     return run({"swaymsg", commands}).status == 0;
 }
 
+::testing::AssertionResult drawnAt(const TestClient& client, const Rect& frame) {
+    const std::string size = "size 1 " + std::to_string(std::lround(frame.width)) + "x" +
+                             std::to_string(std::lround(frame.height));
+    if (eventually([&] {
+            auto sizes = client.logLines("size");
+            return !sizes.empty() && sizes.back() == size;
+        }))
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "the client never drew " << size;
+}
+
 std::string describe(const Rect& r) {
     std::ostringstream text;
     text << r.x << "," << r.y << " " << r.width << "x" << r.height;
     return text.str();
 }
 
-void placeFloating(int pid, const Rect& frame) {
+void placeFloating(const TestClient& client, const Rect& frame) {
     auto whole = [](double v) { return std::to_string(std::lround(v)); };
-    const std::string place = "[pid=" + std::to_string(pid) + "] floating enable, resize set " +
-                              whole(frame.width) + " " + whole(frame.height) +
-                              ", move absolute position " + whole(frame.x) + " " + whole(frame.y);
-    // A client that is still drawing its first (tiled) size can answer the move with that
-    // size, which sway then adopts: place it again until it stays.
+    const std::string place = "[pid=" + std::to_string(client.pid()) +
+                              "] floating enable, resize set " + whole(frame.width) + " " +
+                              whole(frame.height) + ", move absolute position " + whole(frame.x) +
+                              " " + whole(frame.y);
+    // A client still drawing its first (tiled) size can answer the move with that size,
+    // which sway then adopts: placed again until it has drawn the size asked and stays.
     ASSERT_TRUE(eventually([&] {
         if (!swaymsg(place)) return false;
-        std::this_thread::sleep_for(50ms);
-        auto seen = frameOf(pid);
+        const std::string size = "size 1 " + whole(frame.width) + "x" + whole(frame.height);
+        eventually(
+            [&] {
+                auto sizes = client.logLines("size");
+                return !sizes.empty() && sizes.back() == size;
+            },
+            500ms);
+        auto seen = frameOf(client.pid());
         return seen && std::abs(seen->width - frame.width) <= 1 &&
                std::abs(seen->height - frame.height) <= 1;
     }));
-    ASSERT_TRUE(settlesAt(pid, frame));
+    ASSERT_TRUE(settlesAt(client.pid(), frame));
 }
 
 ::testing::AssertionResult settlesAt(int pid, const Rect& expected) {

@@ -51,7 +51,7 @@ CommandResult moveApp(const TempDir& home, const char* direction) {
 TEST(MoveAppOnSway, EveryPressLandsTheOuterFrameOnEitherOutput) {
     TempDir home;
     auto editor = startClient(home, "Editor", "640x480");
-    placeFloating(editor.pid(), kHome);
+    placeFloating(editor, kHome);
 
     int number = 0;
     for (const Press& press : kPresses) {
@@ -62,6 +62,7 @@ TEST(MoveAppOnSway, EveryPressLandsTheOuterFrameOnEitherOutput) {
         EXPECT_TRUE(eventually([&] { return (focusedPid() == editor.pid()) != press.minimised; }));
         if (press.minimised) continue;
         ASSERT_TRUE(settlesAt(editor.pid(), press.frame));
+        ASSERT_TRUE(drawnAt(editor, press.frame));
     }
 }
 
@@ -70,15 +71,16 @@ TEST(MoveAppOnSway, EveryPressLandsTheOuterFrameOnEitherOutput) {
 TEST(MoveAppOnSway, ASecondApplicationKeepsItsOwnCycle) {
     TempDir home;
     auto editor = startClient(home, "Editor", "640x480");
-    placeFloating(editor.pid(), kHome);
+    placeFloating(editor, kHome);
     auto viewer = startClient(home, "Viewer", "640x480");
-    placeFloating(viewer.pid(), {200, 300, 600, 400});
+    placeFloating(viewer, {200, 300, 600, 400});
 
     ASSERT_EQ(moveApp(home, "right").status, 0);
     EXPECT_TRUE(settlesAt(viewer.pid(), {0, 300, 1920, 400}));  // its own fullWidth
     ASSERT_TRUE(swaymsg("[pid=" + std::to_string(editor.pid()) + "] focus"));
     ASSERT_EQ(moveApp(home, "right").status, 0);
     EXPECT_TRUE(settlesAt(editor.pid(), kPresses[0].frame));
+    EXPECT_TRUE(drawnAt(editor, kPresses[0].frame));
     ASSERT_EQ(moveApp(home, "right").status, 0);
     EXPECT_TRUE(settlesAt(editor.pid(), kPresses[1].frame));
     EXPECT_TRUE(settlesAt(viewer.pid(), {0, 300, 1920, 400}));

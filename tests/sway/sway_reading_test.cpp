@@ -35,6 +35,16 @@ TEST(SwayOutputs, OriginFirstThenLeftToRightAndOnlyActiveOnes) {
     }
     EXPECT_EQ(names, (std::vector<std::string>{"C", "A", "B"}));
     EXPECT_TRUE(activeOutputs(Json("not a list")).empty());
+    // Read from the tree: its outputs, less the scratchpad's pseudo-output.
+    Json tree = {{"type", "root"},
+                 {"nodes", Json::array({output(1, "__i3", 0, 0, 3200, 1080),
+                                        output(7, "DP-2", 1920, 0, 1280, 1024),
+                                        output(4, "eDP-1", 0, 0, 1920, 1080)})}};
+    for (auto& node : tree["nodes"]) node["type"] = "output";
+    auto fromTree = outputsOfTree(tree);
+    ASSERT_EQ(fromTree.size(), 2u);
+    EXPECT_EQ(fromTree[0].id, 4u);
+    EXPECT_EQ(fromTree[1].bounds, (Rect{1920, 0, 1280, 1024}));
 }
 
 TEST(SwayTree, WindowsWithOuterFramesIdentityAndScratchpad) {
