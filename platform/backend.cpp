@@ -11,6 +11,7 @@
 #include "platform/xdg/autostart.h"
 #include "platform/xdg/xdg_desktop.h"
 #if defined(__linux__)
+#include "platform/kde/kde_desktop.h"
 #include "platform/x11/app_events.h"
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
@@ -149,9 +150,15 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
             return {nullptr, "No desktop to work on: the X11 backend is not built here"};
 #endif
         }
+        case BackendKind::kde:
+#if defined(__linux__)
+            return kde::openKdeDesktop(xdg::makeBrowserServices(), xdg::makeScriptRunner(),
+                                       options);
+#else
+            return {nullptr, notBuilt(*choice_.kind)};
+#endif
         case BackendKind::sway:
         case BackendKind::gnome:
-        case BackendKind::kde:
             return {nullptr, notBuilt(*choice_.kind)};
     }
     return {nullptr, choice_.error};
