@@ -40,8 +40,7 @@ struct Struct {
 
 struct Value {
     using Data = std::variant<bool, std::uint8_t, std::int32_t, std::uint32_t, std::int64_t,
-                              std::uint64_t, double, std::string, ObjectPath, Array, Struct,
-                              Dict>;
+                              std::uint64_t, double, std::string, ObjectPath, Array, Struct, Dict>;
     Data data;
 
     Value() : data(false) {}
@@ -118,12 +117,12 @@ class Bus {
     // Calls back `handler` with the arguments of each matching signal, from process() (so on
     // the thread that drives this connection). Empty fields match anything. The
     // subscription lasts as long as the returned handle.
-    using SignalHandler = std::function<void(const std::string& member,
-                                             const std::vector<Value>& arguments)>;
+    using SignalHandler =
+        std::function<void(const std::string& member, const std::vector<Value>& arguments)>;
     class Subscription;
     std::unique_ptr<Subscription> onSignal(const std::string& sender, const std::string& path,
-                                           const std::string& interface,
-                                           const std::string& member, SignalHandler handler);
+                                           const std::string& interface, const std::string& member,
+                                           SignalHandler handler);
 
     // Serves method calls to `path` (any interface, any member): `handler` answers each,
     // from process(). Lasts as long as the returned handle.
