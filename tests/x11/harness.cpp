@@ -4,9 +4,7 @@
 #include <X11/extensions/XInput.h>
 #include <X11/extensions/XInput2.h>
 #include <X11/extensions/XTest.h>
-#include <fcntl.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -20,38 +18,6 @@
 
 namespace tarn::x11test {
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-// Starts argv with its standard output on `out` (-1: /dev/null); standard input and error
-// are /dev/null.
-pid_t spawn(std::vector<std::string> argv, int out) {
-    std::vector<char*> args;
-    for (auto& word : argv) args.push_back(word.data());
-    args.push_back(nullptr);
-    pid_t pid = ::fork();
-    if (pid != 0) return pid;
-    int devNull = ::open("/dev/null", O_RDWR);
-    ::dup2(devNull, 0);
-    ::dup2(out >= 0 ? out : devNull, 1);
-    ::dup2(devNull, 2);
-    ::setpgid(0, 0);  // so a stuck one can be ended with everything it started
-    ::execvp(args[0], args.data());
-    ::_exit(127);
-}
-
-int waitFor(pid_t pid, Clock::time_point deadline) {
-    int status = 0;
-    while (::waitpid(pid, &status, WNOHANG) == 0) {
-        if (Clock::now() > deadline) {
-            ::kill(-pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-            return -1;
-        }
-        std::this_thread::sleep_for(2ms);
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 std::optional<std::string> firstMatch(const std::string& text, const std::regex& pattern) {
     std::smatch match;
@@ -83,34 +49,6 @@ platform::DesktopChoice openDesktopOn(const std::string& display,
         return std::nullopt;
     });
     return backend.openDesktop(options);
-}
-
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    auto deadline = Clock::now() + limit;
-    while (true) {
-        if (condition()) return true;
-        if (Clock::now() > deadline) return condition();
-        std::this_thread::sleep_for(5ms);
-    }
-}
-
-Output run(const std::vector<std::string>& argv) {
-    // A file rather than a pipe: a program that leaves a child behind (xclip serving the
-    // clipboard) is done when it exits, not when that child lets go of its output.
-    FILE* out = std::tmpfile();
-    Output result{waitFor(spawn(argv, fileno(out)), Clock::now() + 10s), ""};
-    result.out = support::readFile("/proc/self/fd/" + std::to_string(fileno(out))).value_or("");
-    std::fclose(out);
-    return result;
-}
-
-Child::Child(const std::vector<std::string>& argv) : pid_(spawn(argv, -1)) {}
-
-void Child::kill() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGTERM);
-    waitFor(pid_, Clock::now() + 5s);
-    pid_ = -1;
 }
 
 PrivateServer::PrivateServer(const std::string& options) {

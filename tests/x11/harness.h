@@ -16,6 +16,7 @@
 
 #include "platform/desktop.h"
 #include "support/files.h"
+#include "tests/common/process.h"
 #include "tests/common/temp_dir.h"
 
 namespace tarn::x11test {
@@ -23,30 +24,10 @@ namespace tarn::x11test {
 using namespace std::chrono_literals;
 using platform::Rect;
 
-// Polls the condition (every 5 ms) until it holds or the time is up; its last answer.
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
-
-struct Output {
-    int status = -1;
-    std::string out;
-};
-// Runs a program to its end (killed after 10 s), with what it wrote to standard output.
-Output run(const std::vector<std::string>& argv);
-
-// A child process, ended (SIGTERM, then waited for) with the object.
-class Child {
-  public:
-    explicit Child(const std::vector<std::string>& argv);
-    ~Child() { kill(); }
-    Child(Child&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    pid_t pid() const { return pid_; }
-    void kill();
-
-  private:
-    pid_t pid_ = -1;
-};
+using tarn::testing::Child;
+using tarn::testing::eventually;
+using tarn::testing::Output;
+using tarn::testing::run;
 
 // A bare Xvfb of the test's own (no window manager, no monitors set), for servers that
 // lack what the fixture's has. Ended with the object.
