@@ -1,51 +1,17 @@
 #include "tests/kde/harness.h"
 
-#include <fcntl.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <sstream>
-#include <thread>
 
 #include "support/files.h"
 
 namespace tarn::kdetest {
 namespace {
-
-using Clock = std::chrono::steady_clock;
-
-pid_t spawn(std::vector<std::string> argv, int out) {
-    std::vector<char*> args;
-    for (auto& word : argv) args.push_back(word.data());
-    args.push_back(nullptr);
-    pid_t pid = ::fork();
-    if (pid != 0) return pid;
-    int devNull = ::open("/dev/null", O_RDWR);
-    ::dup2(devNull, 0);
-    ::dup2(out >= 0 ? out : devNull, 1);
-    ::dup2(devNull, 2);
-    ::setpgid(0, 0);
-    ::execvp(args[0], args.data());
-    ::_exit(127);
-}
-
-int waitFor(pid_t pid, Clock::time_point deadline) {
-    int status = 0;
-    while (::waitpid(pid, &status, WNOHANG) == 0) {
-        if (Clock::now() > deadline) {
-            ::kill(-pid, SIGKILL);
-            ::waitpid(pid, &status, 0);
-            return -1;
-        }
-        std::this_thread::sleep_for(2ms);
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
 
 std::string fixture(const char* variable) {
     const char* value = std::getenv(variable);
@@ -66,48 +32,17 @@ bool near(const Rect& a, const Rect& b) {
 
 }  // namespace
 
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit) {
-    auto deadline = Clock::now() + limit;
-    while (true) {
-        if (condition()) return true;
-        if (Clock::now() > deadline) return condition();
-        std::this_thread::sleep_for(5ms);
-    }
-}
-
-Child::Child(const std::vector<std::string>& argv, const std::optional<std::filesystem::path>& out) {
-    int fd = -1;
-    if (out) fd = ::open(out->c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    pid_ = spawn(argv, fd);
-    if (fd >= 0) ::close(fd);
-}
-
-void Child::kill() {
-    if (pid_ <= 0) return;
-    ::kill(pid_, SIGTERM);
-    waitFor(pid_, Clock::now() + 5s);
-    pid_ = -1;
-}
-
-Output run(const std::vector<std::string>& argv) {
-    FILE* out = std::tmpfile();
-    Output result{waitFor(spawn(argv, fileno(out)), Clock::now() + 10s), ""};
-    result.out = support::readFile("/proc/self/fd/" + std::to_string(fileno(out))).value_or("");
-    std::fclose(out);
-    return result;
-}
-
 // --- The oracle ----------------------------------------------------------------------------
 
 support::Json kwinEval(const std::string& expression) {
     static std::atomic<int> counter{0};
-    const std::string tag = "tarn-oracle-" + std::to_string(::getpid()) + "-" +
-                            std::to_string(counter++);
+    const std::string tag =
+        "tarn-oracle-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
     const std::filesystem::path file =
         std::filesystem::path(fixture("XDG_RUNTIME_DIR")) / (tag + ".js");
-    support::writeFileAtomically(file,
-                                 "print(\"" + tag + " \" + JSON.stringify((function () { return " +
-                                     expression + "; })()));\n");
+    support::writeFileAtomically(file, "print(\"" + tag +
+                                           " \" + JSON.stringify((function () { return " +
+                                           expression + "; })()));\n");
     const std::string kwin = "org.kde.KWin";
     auto loaded = run({"gdbus", "call", "--session", "-d", kwin, "-o", "/Scripting", "-m",
                        "org.kde.kwin.Scripting.loadScript", file.string(), tag});
@@ -166,9 +101,10 @@ std::optional<KWinWindow> kwinWindowOf(pid_t pid) {
 void kwinPlace(const std::string& uuid, const Rect& frame) {
     std::ostringstream js;
     js << "(function () { var l = workspace.clientList(); for (var i = 0; i < l.length; i++) "
-       << "if (String(l[i].internalId) === \"" << uuid << "\") { l[i].frameGeometry = {x: "
-       << frame.x << ", y: " << frame.y << ", width: " << frame.width
-       << ", height: " << frame.height << "}; workspace.activeClient = l[i]; return true; } "
+       << "if (String(l[i].internalId) === \"" << uuid
+       << "\") { l[i].frameGeometry = {x: " << frame.x << ", y: " << frame.y
+       << ", width: " << frame.width << ", height: " << frame.height
+       << "}; workspace.activeClient = l[i]; return true; } "
        << "return false; })()";
     kwinEval(js.str());
 }
@@ -193,35 +129,14 @@ std::optional<platform::Point> kwinCursor() {
 
 // --- The application ------------------------------------------------------------------------
 
-std::string TestApp::logText() const { return support::readFile(log).value_or(""); }
-
-std::vector<std::string> TestApp::keys() const {
-    // "key key: 35, unicode: 72, state: pressed, modifiers: 0x1"
-    std::vector<std::string> keys;
-    std::istringstream lines(logText());
-    for (std::string line; std::getline(lines, line);) {
-        if (!line.starts_with("key ")) continue;
-        auto field = [&](const std::string& name) {
-            auto at = line.find(name + ": ");
-            if (at == std::string::npos) return std::string();
-            at += name.size() + 2;
-            return line.substr(at, line.find(',', at) - at);
-        };
-        keys.push_back(field("state") + " " + field("unicode") + " " + field("modifiers"));
-    }
-    return keys;
-}
-
-TestApp startApp(const tarn::testing::TempDir& dir) {
-    auto log = dir.path() / "app.log";
-    TestApp app{log, Child({"stdbuf", "-oL", "weston-eventdemo", "-w", "700", "-h", "500",
-                            "--log-key"},
-                           log)};
+waylandtest::TestClient startApp(const tarn::testing::TempDir& dir,
+                                 const std::vector<std::string>& options) {
+    auto client = waylandtest::startClient(dir, options);
     eventually([&] {
-        auto window = kwinWindowOf(app.pid());
+        auto window = kwinWindowOf(client.pid());
         return window && window->active;
     });
-    return app;
+    return client;
 }
 
 std::vector<std::string> desktopEnvironment() {

@@ -1,9 +1,9 @@
 #pragma once
 
-// What the KDE tests share: the private KWin that with-kwin.sh started, an application to
-// drive, and an oracle of the tests' own. The oracle is a KWin script written here (never
-// the backend's), loaded with gdbus, whose answer KWin prints to its log: what KWin itself
-// says about windows and the pointer, whatever Tarn's backend believes.
+// What the KDE tests share: the private KWin that with-kwin.sh started, the Wayland tiers'
+// test client as the application, and an oracle of the tests' own. The oracle is a KWin script
+// written here (never the backend's), loaded with gdbus, whose answer KWin prints to its log: what
+// KWin itself says about windows and the pointer, whatever Tarn's backend believes.
 
 #include <gtest/gtest.h>
 #include <sys/types.h>
@@ -17,38 +17,16 @@
 
 #include "platform/geometry.h"
 #include "support/json_text.h"
+#include "tests/common/process.h"
 #include "tests/common/temp_dir.h"
+#include "tests/wayland/harness.h"
 
 namespace tarn::kdetest {
 
 using namespace std::chrono_literals;
 using platform::Rect;
-
-bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s);
-
-// A child process, ended (SIGTERM, then waited for) with the object. Its standard output
-// goes to `out` when given.
-class Child {
-  public:
-    explicit Child(const std::vector<std::string>& argv,
-                   const std::optional<std::filesystem::path>& out = std::nullopt);
-    ~Child() { kill(); }
-    Child(Child&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
-    pid_t pid() const { return pid_; }
-    void kill();
-
-  private:
-    pid_t pid_ = -1;
-};
-
-// Runs a program to its end (killed after 10 s); its exit status and standard output.
-struct Output {
-    int status = -1;
-    std::string out;
-};
-Output run(const std::vector<std::string>& argv);
+using tarn::testing::eventually;
+using tarn::testing::run;
 
 // --- The oracle ----------------------------------------------------------------------------
 
@@ -76,17 +54,10 @@ std::optional<platform::Point> kwinCursor();
 
 // --- The application ------------------------------------------------------------------------
 
-// weston-eventdemo (takes any size exactly, logs each key with its modifiers), its window
-// mapped and active.
-struct TestApp {
-    std::filesystem::path log;
-    Child process;
-    pid_t pid() const { return process.pid(); }
-    std::string logText() const;
-    // The key lines of its log, "pressed"/"released" with the key's text and modifiers.
-    std::vector<std::string> keys() const;
-};
-TestApp startApp(const tarn::testing::TempDir& dir);
+// The Wayland tiers' test client (tests/wayland/test_client.cpp), its window mapped and
+// active in KWin.
+waylandtest::TestClient startApp(const tarn::testing::TempDir& dir,
+                                 const std::vector<std::string>& options = {});
 
 // The environment that tarn and wendle need from the fixture (the bus, the display, the
 // desktop), as NAME=value entries for runTarn.

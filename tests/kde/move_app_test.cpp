@@ -17,7 +17,7 @@ using tarn::testing::TempDir;
 
 TEST(MoveAppOnKWin, EveryPressLandsTheOuterFrameExactly) {
     TempDir home;
-    auto app = startApp(home);
+    auto app = startApp(home, {"--app-id", "Editor", "--size", "800x605"});
     auto window = kwinWindowOf(app.pid());
     ASSERT_TRUE(window);
     // A Wayland client cannot place itself: the test's own script puts it at the home frame
@@ -28,8 +28,8 @@ TEST(MoveAppOnKWin, EveryPressLandsTheOuterFrameExactly) {
     int number = 0;
     for (const Press& press : kPresses) {
         SCOPED_TRACE("press " + std::to_string(++number) + " " + press.direction);
-        auto result = runTarn({"move-app", press.direction}, home.path(), std::nullopt,
-                              desktopEnvironment());
+        auto result =
+            runTarn({"move-app", press.direction}, home.path(), std::nullopt, desktopEnvironment());
         ASSERT_EQ(result.status, 0) << result.err;
         EXPECT_TRUE(eventually([&] {
             auto now = kwinWindowOf(app.pid());
