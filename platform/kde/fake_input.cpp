@@ -1,18 +1,16 @@
 #include "platform/kde/fake_input.h"
 
 #include <linux/input-event-codes.h>
-#include <wayland-client.h>
 #include <xkbcommon/xkbcommon.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
 #include <map>
 #include <vector>
 
 #include "fake-input-client-protocol.h"
 #include "platform/desktop.h"
 #include "platform/mac_keys.h"
+#include "platform/wayland/connection.h"
 
 namespace tarn::platform::kde {
 namespace {
@@ -38,100 +36,65 @@ std::map<xkb_keysym_t, std::uint32_t> usKeys() {
     return keys;
 }
 
-template <typename T, void (*destroy)(T*)>
-struct Deleter {
-    void operator()(T* p) const {
-        if (p) destroy(p);
-    }
-};
-
 void destroyFakeInput(org_kde_kwin_fake_input* p) {
     org_kde_kwin_fake_input_destroy(p);
 }
 
-class Connection {
-  public:
-    static std::shared_ptr<Connection> open(std::string& error) {
-        std::shared_ptr<Connection> c(new Connection());
-        c->display_.reset(wl_display_connect(nullptr));
-        if (!c->display_) {
-            error = "cannot connect to the Wayland compositor (WAYLAND_DISPLAY=" +
-                    std::string(std::getenv("WAYLAND_DISPLAY") ? std::getenv("WAYLAND_DISPLAY")
-                                                               : "unset") +
-                    ")";
-            return nullptr;
-        }
-        c->registry_.reset(wl_display_get_registry(c->display_.get()));
-        static const wl_registry_listener listener{
-            [](void* data, wl_registry* registry, std::uint32_t name, const char* interface,
-               std::uint32_t version) {
-                auto* self = static_cast<Connection*>(data);
-                if (std::strcmp(interface, org_kde_kwin_fake_input_interface.name) == 0 &&
-                    version >= 4) {
-                    self->input_.reset(static_cast<org_kde_kwin_fake_input*>(
-                        wl_registry_bind(registry, name, &org_kde_kwin_fake_input_interface, 4)));
-                }
-            },
-            [](void*, wl_registry*, std::uint32_t) {}};
-        wl_registry_add_listener(c->registry_.get(), &listener, c.get());
-        if (wl_display_roundtrip(c->display_.get()) < 0) {
-            error = "the Wayland compositor closed the connection";
-            return nullptr;
-        }
-        if (!c->input_) {
-            error =
-                "KWin does not let Tarn make key and pointer events (no org_kde_kwin_fake_input "
-                "for this program): install Tarn's package, whose desktop entries ask KWin for "
-                "it, or run `tarn` and `wendle` from where that entry's Exec line says";
-            return nullptr;
-        }
-        org_kde_kwin_fake_input_authenticate(c->input_.get(), "Tarn",
+}  // namespace
+
+// Connects at the first use. KWin reads a new client's whole executable before it answers
+// the client's first round trip (some 10 ms a megabyte here), so a command that makes no
+// event and reads no clipboard (moving a window) never connects.
+struct WaylandLink::State {
+    std::shared_ptr<wayland::Connection> connection;
+    wayland::Owned<org_kde_kwin_fake_input, destroyFakeInput> input;
+    std::string error;
+};
+
+WaylandLink::WaylandLink() : state_(std::make_unique<State>()) {}
+WaylandLink::~WaylandLink() = default;
+
+std::shared_ptr<wayland::Connection> WaylandLink::connection() {
+    if (!state_->connection) {
+        if (!state_->error.empty()) throw DesktopError(state_->error);
+        state_->connection = wayland::Connection::open("", state_->error);
+        if (!state_->connection) throw DesktopError(state_->error);
+    }
+    return state_->connection;
+}
+
+org_kde_kwin_fake_input* WaylandLink::fakeInput() {
+    if (!state_->input) {
+        auto link = connection();
+        if (!link->global(org_kde_kwin_fake_input_interface.name))
+            throw DesktopError(
+                "KWin does not let Tarn make key and pointer events (it offers no "
+                "org_kde_kwin_fake_input to this program): install Tarn's package, whose "
+                "desktop entries ask KWin for it, and run tarn and wendle from where their "
+                "entries' Exec lines say (/usr/bin); see `man tarn`, KDE Plasma");
+        state_->input.reset(static_cast<org_kde_kwin_fake_input*>(
+            link->bind(&org_kde_kwin_fake_input_interface, 4)));
+        org_kde_kwin_fake_input_authenticate(state_->input.get(), "Tarn",
                                              "moves windows and types keys for you");
-        return c;
     }
+    return state_->input.get();
+}
 
-    org_kde_kwin_fake_input* input() { return input_.get(); }
+void WaylandLink::sync() {
+    if (!connection()->roundtrip())
+        throw DesktopError("the Wayland compositor closed Tarn's connection");
+}
 
-    // Sends what was made and waits until KWin has handled it, so what comes next (another
-    // command, the application's reaction) sees it.
-    void sync() {
-        if (wl_display_roundtrip(display_.get()) < 0)
-            throw DesktopError("the Wayland compositor closed Tarn's connection");
-    }
-    void flush() { wl_display_flush(display_.get()); }
+void WaylandLink::flush() {
+    if (!connection()->flush())
+        throw DesktopError("the Wayland compositor closed Tarn's connection");
+}
 
-  private:
-    Connection() = default;
-    // Declared so that the protocol objects go before the display.
-    std::unique_ptr<wl_display, Deleter<wl_display, wl_display_disconnect>> display_;
-    std::unique_ptr<wl_registry, Deleter<wl_registry, wl_registry_destroy>> registry_;
-    std::unique_ptr<org_kde_kwin_fake_input, Deleter<org_kde_kwin_fake_input, destroyFakeInput>>
-        input_;
-};
-
-// Connects at the first event. KWin reads a new client's whole executable before it answers
-// the client's first round trip (some 10 ms a megabyte here), so a command that never makes
-// an event (moving a window) never connects.
-class LazyConnection {
-  public:
-    Connection* operator->() {
-        if (!connection_) {
-            if (!error_.empty()) throw DesktopError(error_);
-            connection_ = Connection::open(error_);
-            if (!connection_) throw DesktopError(error_);
-        }
-        return connection_.get();
-    }
-
-  private:
-    std::shared_ptr<Connection> connection_;
-    std::string error_;
-};
+namespace {
 
 class FakeKeyboard final : public KeyboardOutput {
   public:
-    explicit FakeKeyboard(std::shared_ptr<LazyConnection> connection)
-        : connection_(std::move(connection)) {}
+    explicit FakeKeyboard(std::shared_ptr<WaylandLink> link) : link_(std::move(link)) {}
 
     bool canPost(std::uint16_t keyCode) override { return evdevKeyForMacKey(keyCode).has_value(); }
 
@@ -140,21 +103,21 @@ class FakeKeyboard final : public KeyboardOutput {
         if (!key) return;
         auto send = [&](std::uint32_t code, bool down) {
             org_kde_kwin_fake_input_keyboard_key(
-                (*connection_)->input(), code,
+                link_->fakeInput(), code,
                 down ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
         };
         if (event.down) {
             for (std::uint32_t modifier : modifiersOf(event.flags)) send(modifier, true);
             send(*key, true);
-            (*connection_)->flush();
+            link_->flush();
         } else {
             send(*key, false);
             auto modifiers = modifiersOf(event.flags);
             for (auto it = modifiers.rbegin(); it != modifiers.rend(); ++it) send(*it, false);
             if (typing_) {
-                (*connection_)->flush();
+                link_->flush();
             } else {
-                (*connection_)->sync();
+                link_->sync();
             }
         }
     }
@@ -162,7 +125,7 @@ class FakeKeyboard final : public KeyboardOutput {
     void beginTyping() override { typing_ = true; }
     void endTyping() override {
         typing_ = false;
-        (*connection_)->sync();
+        link_->sync();
     }
 
   private:
@@ -175,24 +138,21 @@ class FakeKeyboard final : public KeyboardOutput {
         return keys;
     }
 
-    std::shared_ptr<LazyConnection> connection_;
+    std::shared_ptr<WaylandLink> link_;
     bool typing_ = false;
 };
 
 class FakePointer final : public Pointer {
   public:
-    FakePointer(std::shared_ptr<LazyConnection> connection, std::function<Point()> origin,
+    FakePointer(std::shared_ptr<WaylandLink> link, std::function<Point()> origin,
                 std::function<std::optional<Point>()> location)
-        : connection_(std::move(connection)),
-          origin_(std::move(origin)),
-          location_(std::move(location)) {}
+        : link_(std::move(link)), origin_(std::move(origin)), location_(std::move(location)) {}
 
     void warp(Point to) override {
         const Point o = origin_();
-        org_kde_kwin_fake_input_pointer_motion_absolute((*connection_)->input(),
-                                                        wl_fixed_from_double(to.x + o.x),
-                                                        wl_fixed_from_double(to.y + o.y));
-        (*connection_)->sync();
+        org_kde_kwin_fake_input_pointer_motion_absolute(
+            link_->fakeInput(), wl_fixed_from_double(to.x + o.x), wl_fixed_from_double(to.y + o.y));
+        link_->sync();
     }
     std::optional<Point> location() override {
         auto at = location_();
@@ -203,7 +163,7 @@ class FakePointer final : public Pointer {
     bool canCreateMouseEvent(Point) override { return true; }
 
   private:
-    std::shared_ptr<LazyConnection> connection_;
+    std::shared_ptr<WaylandLink> link_;
     std::function<Point()> origin_;
     std::function<std::optional<Point>()> location_;
 };
@@ -219,14 +179,41 @@ std::optional<std::uint32_t> evdevKeyForMacKey(std::uint16_t macKeyCode) {
     return it->second;
 }
 
-FakeInputParts openFakeInput(std::function<Point()> origin,
+FakeInputParts openFakeInput(std::shared_ptr<WaylandLink> link, std::function<Point()> origin,
                              std::function<std::optional<Point>()> location) {
     FakeInputParts parts;
-    auto connection = std::make_shared<LazyConnection>();
-    parts.keyboard = std::make_unique<FakeKeyboard>(connection);
-    parts.pointer =
-        std::make_unique<FakePointer>(connection, std::move(origin), std::move(location));
+    parts.keyboard = std::make_unique<FakeKeyboard>(link);
+    parts.pointer = std::make_unique<FakePointer>(link, std::move(origin), std::move(location));
     return parts;
+}
+
+namespace {
+
+class LazyClipboard final : public Clipboard {
+  public:
+    LazyClipboard(std::shared_ptr<WaylandLink> link, bool outlivesProcess)
+        : link_(std::move(link)), outlivesProcess_(outlivesProcess) {}
+    std::optional<std::string> readText() override { return clipboard().readText(); }
+    void writeText(const std::string& text) override { clipboard().writeText(text); }
+
+  private:
+    Clipboard& clipboard() {
+        if (!clipboard_) {
+            std::string error;
+            clipboard_ = wayland::makeClipboard(link_->connection(), outlivesProcess_, error);
+            if (!clipboard_) throw DesktopError(error);
+        }
+        return *clipboard_;
+    }
+    std::shared_ptr<WaylandLink> link_;
+    bool outlivesProcess_;
+    std::unique_ptr<Clipboard> clipboard_;
+};
+
+}  // namespace
+
+std::unique_ptr<Clipboard> makeClipboard(std::shared_ptr<WaylandLink> link, bool outlivesProcess) {
+    return std::make_unique<LazyClipboard>(std::move(link), outlivesProcess);
 }
 
 }  // namespace tarn::platform::kde

@@ -21,6 +21,9 @@
 
 #include "platform/geometry.h"
 #include "platform/input.h"
+#include "platform/wayland/wayland.h"
+
+struct org_kde_kwin_fake_input;
 
 namespace tarn::platform::kde {
 
@@ -28,19 +31,42 @@ namespace tarn::platform::kde {
 // a key there.
 std::optional<std::uint32_t> evdevKeyForMacKey(std::uint16_t macKeyCode);
 
-class FakeInput;
+// The process's one connection to the compositor, made at its first use; every use that
+// cannot be made throws DesktopError saying what to do.
+class WaylandLink {
+  public:
+    WaylandLink();
+    ~WaylandLink();
+    WaylandLink(const WaylandLink&) = delete;
+    WaylandLink& operator=(const WaylandLink&) = delete;
+
+    std::shared_ptr<wayland::Connection> connection();
+    // KWin's fake input, bound and introduced at its first use.
+    ::org_kde_kwin_fake_input* fakeInput();
+    // Sends what was made and waits until KWin has handled it, so that what comes next (the
+    // application's reaction, another command) sees it.
+    void sync();
+    void flush();
+
+  private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
 
 struct FakeInputParts {
     std::unique_ptr<KeyboardOutput> keyboard;
     std::unique_ptr<Pointer> pointer;
 };
 
-// The keyboard and pointer of one connection to the compositor (WAYLAND_DISPLAY), made at
-// their first event; an event that cannot be made (no compositor, no fake input for this
-// program) throws DesktopError saying what to do. `origin` gives where the primary display's
-// top-left corner is in KWin's coordinates and `location` where the pointer is (null:
+// The keyboard and pointer of the link; an event that cannot be made (no compositor, no fake
+// input for this program) throws DesktopError saying what to do. `origin` gives where the primary
+// display's top-left corner is in KWin's coordinates and `location` where the pointer is (null:
 // unknown), both asked at the time of use.
-FakeInputParts openFakeInput(std::function<Point()> origin,
+FakeInputParts openFakeInput(std::shared_ptr<WaylandLink> link, std::function<Point()> origin,
                              std::function<std::optional<Point>()> location);
+
+// The clipboard through the data-control protocol (platform/wayland), on the link's
+// connection when first used.
+std::unique_ptr<Clipboard> makeClipboard(std::shared_ptr<WaylandLink> link, bool outlivesProcess);
 
 }  // namespace tarn::platform::kde

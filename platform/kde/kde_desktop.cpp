@@ -9,17 +9,6 @@
 namespace tarn::platform::kde {
 namespace {
 
-// Stands in for the clipboard until this backend has one.
-class NoClipboard final : public Clipboard {
-  public:
-    std::optional<std::string> readText() override { throw DesktopError(kNoClipboard); }
-    void writeText(const std::string&) override { throw DesktopError(kNoClipboard); }
-
-  private:
-    static constexpr const char* kNoClipboard =
-        "the clipboard is not supported on KDE Plasma by this build yet";
-};
-
 // KWin asks nothing of a program that drives windows through scripts, and the desktop
 // exists only once its script runs. Keys and the pointer need KWin's fake input, granted by
 // the program's desktop entry: an event that cannot be made says so when it is made.
@@ -37,18 +26,20 @@ class KdeSleeper final : public Sleeper {
 class KdeDesktop final : public Desktop {
   public:
     KdeDesktop(std::unique_ptr<KWinSession> session, std::unique_ptr<BrowserServices> browsers,
-               std::unique_ptr<ScriptRunner> scripts)
+               std::unique_ptr<ScriptRunner> scripts, DesktopOptions options)
         : session_(std::move(session)),
           displays_(*session_),
           windows_(*session_, displays_),
+          clipboard_(makeClipboard(link_, options.clipboardOutlivesProcess)),
           browsers_(std::move(browsers)),
           scripts_(std::move(scripts)) {
-        auto input = openFakeInput([this] { return displays_.origin(); },
-                                   [this]() -> std::optional<Point> {
-                                       auto at = session_->request({{"op", "cursor"}});
-                                       if (!at.is_object()) return std::nullopt;
-                                       return Point{at.value("x", 0.0), at.value("y", 0.0)};
-                                   });
+        auto input = openFakeInput(
+            link_, [this] { return displays_.origin(); },
+            [this]() -> std::optional<Point> {
+                auto at = session_->request({{"op", "cursor"}});
+                if (!at.is_object()) return std::nullopt;
+                return Point{at.value("x", 0.0), at.value("y", 0.0)};
+            });
         keyboard_ = std::move(input.keyboard);
         pointer_ = std::move(input.pointer);
     }
@@ -56,7 +47,7 @@ class KdeDesktop final : public Desktop {
     WindowSystem& windowSystem() override { return windows_; }
     Displays& displays() override { return displays_; }
     KeyboardOutput& keyboard() override { return *keyboard_; }
-    Clipboard& clipboard() override { return clipboard_; }
+    Clipboard& clipboard() override { return *clipboard_; }
     Pointer& pointer() override { return *pointer_; }
     Accessibility& accessibility() override { return accessibility_; }
     Sleeper& sleeper() override { return sleeper_; }
@@ -67,9 +58,10 @@ class KdeDesktop final : public Desktop {
     std::unique_ptr<KWinSession> session_;
     KWinDisplays displays_;
     KWinWindows windows_;
+    std::shared_ptr<WaylandLink> link_ = std::make_shared<WaylandLink>();
     std::unique_ptr<KeyboardOutput> keyboard_;
     std::unique_ptr<Pointer> pointer_;
-    NoClipboard clipboard_;
+    std::unique_ptr<Clipboard> clipboard_;
     KdeAccessibility accessibility_;
     KdeSleeper sleeper_;
     std::unique_ptr<BrowserServices> browsers_;
@@ -80,13 +72,12 @@ class KdeDesktop final : public Desktop {
 
 DesktopChoice openKdeDesktop(std::unique_ptr<BrowserServices> browsers,
                              std::unique_ptr<ScriptRunner> scripts, DesktopOptions options) {
-    (void)options;
     std::string error;
     auto session = KWinSession::open(error);
     if (!session) return {nullptr, "No desktop to work on: " + error};
-    return {
-        std::make_unique<KdeDesktop>(std::move(session), std::move(browsers), std::move(scripts)),
-        {}};
+    return {std::make_unique<KdeDesktop>(std::move(session), std::move(browsers),
+                                         std::move(scripts), options),
+            {}};
 }
 
 }  // namespace tarn::platform::kde

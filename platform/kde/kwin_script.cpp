@@ -47,7 +47,7 @@ function call(member, text, then) {
 }
 function rect(r) { return {x: r.x, y: r.y, w: r.width, h: r.height}; }
 function windows() { return @WINDOWS@; }
-function activeWindow() { return @ACTIVE@; }
+function focused() { return @ACTIVE@; }
 function activate(w) { @ACTIVATE@ }
 function outputs() {
     @OUTPUTS@
@@ -66,7 +66,7 @@ function find(id) {
     return null;
 }
 var ops = {
-    active: function () { var w = activeWindow(); return w ? describe(w) : null; },
+    active: function () { var w = focused(); return w ? describe(w) : null; },
     windows: function () {
         var all = windows(), list = [];
         for (var i = 0; i < all.length; i++)

@@ -51,6 +51,20 @@ TEST(KeysOnKWin, EveryKeyAndChordArrivesWithExactlyItsModifiers) {
                 ElementsAreArray(chords));
 }
 
+// {grab} reads what another client put, {paste} types it, {put} leaves the buffer on the
+// clipboard after tarn has gone: read with wl-paste and written with wl-copy.
+TEST(ClipboardOnKWin, GrabPasteAndPutGoThroughTheClipboard) {
+    TempDir home;
+    auto client = startApp(home);
+    waylandtest::copyText("Got 42");
+    auto result = runTarn({"keys", "{grab}{paste}{insert after  \u2713}{put}"}, home.path(),
+                          std::nullopt, desktopEnvironment());
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_TRUE(eventually([&] { return typedText(client) == "Got 42"; }))
+        << client.logText() << result.err;
+    EXPECT_TRUE(eventually([] { return waylandtest::pastedText() == "Got 42 \u2713"; }));
+}
+
 TEST(MoveMouseOnKWin, ThePointerLandsWhereAsked) {
     TempDir home;
     auto client = startApp(home, {"--size", "800x605"});
