@@ -131,6 +131,14 @@ std::string desktopKey() {
         auto absolute = std::filesystem::absolute(sim, error);
         return "sim:" + (error ? std::string(sim) : absolute.lexically_normal().string());
     }
+    // A Wayland session is named by its compositor's socket; XWayland's DISPLAY may come and
+    // go with it, and two sessions of one user each have their own socket.
+    if (const char* wayland = std::getenv("WAYLAND_DISPLAY"); wayland && *wayland) {
+        const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+        std::string socket = wayland;
+        if (socket.front() != '/') socket = std::string(runtime ? runtime : "") + "/" + socket;
+        return "wayland:" + std::filesystem::path(socket).lexically_normal().string();
+    }
     if (const char* display = std::getenv("DISPLAY"); display && *display) {
         return "x11:" + normalisedDisplay(display);
     }

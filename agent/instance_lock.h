@@ -27,8 +27,10 @@ class Fd {
 };
 
 // The desktop an agent works on, as the single-instance rule keys it: "sim:<absolute path>"
-// for a simulated desktop (TARN_SIM_DESKTOP), else "x11:<host>:<display>" from DISPLAY, the
-// screen number left out (":0", ":0.0" and "unix:0" are one display); "none" without either.
+// for a simulated desktop (TARN_SIM_DESKTOP), else "wayland:<socket path>" from
+// WAYLAND_DISPLAY (under XDG_RUNTIME_DIR unless absolute), else "x11:<host>:<display>" from
+// DISPLAY, the screen number left out (":0", ":0.0" and "unix:0" are one display); "none"
+// without any.
 std::string desktopKey();
 
 // One agent per user and desktop. The lock is a Unix socket in Linux's abstract namespace,

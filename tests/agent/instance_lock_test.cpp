@@ -30,17 +30,22 @@ std::string readAll(int fd) {
     return text;
 }
 
-TEST(DesktopKey, NamesTheSimulatedDesktopElseTheDisplayWithoutItsScreen) {
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {nullptr, ":7", "x11::7"},
-        {nullptr, "unix/unix:7.1", "x11::7"},
-        {nullptr, "localhost:10.0", "x11:localhost:10"},  // over SSH: another display
-        {nullptr, nullptr, "none"},
-        {"/tmp/a/../desk.json", ":7", "sim:/tmp/desk.json"},
+TEST(DesktopKey, NamesTheSimulatedDesktopElseTheCompositorElseTheDisplayWithoutItsScreen) {
+    const std::tuple<const char*, const char*, const char*, const char*> cases[] = {
+        {nullptr, ":7", nullptr, "x11::7"},
+        {nullptr, "unix/unix:7.1", nullptr, "x11::7"},
+        {nullptr, "localhost:10.0", nullptr, "x11:localhost:10"},  // over SSH: another display
+        {nullptr, nullptr, nullptr, "none"},
+        {"/tmp/a/../desk.json", ":7", "wayland-1", "sim:/tmp/desk.json"},
+        // With XWayland beside it, the compositor names the session.
+        {nullptr, ":7", "wayland-1", "wayland:/run/user/7/wayland-1"},
+        {nullptr, nullptr, "/tmp/w/../wayland-2", "wayland:/tmp/wayland-2"},
     };
-    for (const auto& [sim, display, key] : cases) {
+    testing::ScopedEnv runtimeEnv("XDG_RUNTIME_DIR", "/run/user/7");
+    for (const auto& [sim, display, wayland, key] : cases) {
         testing::ScopedEnv simEnv("TARN_SIM_DESKTOP", sim);
         testing::ScopedEnv displayEnv("DISPLAY", display);
+        testing::ScopedEnv waylandEnv("WAYLAND_DISPLAY", wayland);
         EXPECT_EQ(desktopKey(), key);
     }
     EXPECT_LE(instanceSocketName(1000, "sim:/" + std::string(300, 'd')).size(), 100u);
