@@ -11,7 +11,9 @@
 #include "platform/xdg/autostart.h"
 #include "platform/xdg/xdg_desktop.h"
 #if defined(__linux__)
+#include "platform/kde/app_events.h"
 #include "platform/kde/kde_desktop.h"
+#include "platform/kde/key_source.h"
 #include "platform/x11/app_events.h"
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
@@ -191,9 +193,16 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
 #endif
             break;
         }
+        case BackendKind::kde:
+#if defined(__linux__)
+            services.keys = kde::makeKeySource();
+            services.apps = kde::makeAppEvents();
+#else
+            services.error = notBuilt(*choice_.kind);
+#endif
+            break;
         case BackendKind::sway:
         case BackendKind::gnome:
-        case BackendKind::kde:
             services.error = notBuilt(*choice_.kind);
             break;
     }

@@ -94,7 +94,11 @@ namespace {
 
 class FakeKeyboard final : public KeyboardOutput {
   public:
-    explicit FakeKeyboard(std::shared_ptr<WaylandLink> link) : link_(std::move(link)) {}
+    FakeKeyboard(std::shared_ptr<WaylandLink> link, std::function<void(bool)> blockShortcuts)
+        : link_(std::move(link)), blockShortcuts_(std::move(blockShortcuts)) {}
+    ~FakeKeyboard() override {
+        if (blocked_) blockShortcuts_(false);
+    }
 
     bool canPost(std::uint16_t keyCode) override { return evdevKeyForMacKey(keyCode).has_value(); }
 
@@ -106,6 +110,10 @@ class FakeKeyboard final : public KeyboardOutput {
                 link_->fakeInput(), code,
                 down ? WL_KEYBOARD_KEY_STATE_PRESSED : WL_KEYBOARD_KEY_STATE_RELEASED);
         };
+        if (event.marker && blockShortcuts_ && !blocked_) {
+            blockShortcuts_(true);
+            blocked_ = true;
+        }
         if (event.down) {
             for (std::uint32_t modifier : modifiersOf(event.flags)) send(modifier, true);
             send(*key, true);
@@ -118,6 +126,7 @@ class FakeKeyboard final : public KeyboardOutput {
                 link_->flush();
             } else {
                 link_->sync();
+                unblock();
             }
         }
     }
@@ -126,6 +135,7 @@ class FakeKeyboard final : public KeyboardOutput {
     void endTyping() override {
         typing_ = false;
         link_->sync();
+        unblock();
     }
 
   private:
@@ -138,8 +148,16 @@ class FakeKeyboard final : public KeyboardOutput {
         return keys;
     }
 
+    void unblock() {
+        if (!blocked_) return;
+        blocked_ = false;
+        blockShortcuts_(false);
+    }
+
     std::shared_ptr<WaylandLink> link_;
+    std::function<void(bool)> blockShortcuts_;
     bool typing_ = false;
+    bool blocked_ = false;
 };
 
 class FakePointer final : public Pointer {
@@ -180,9 +198,10 @@ std::optional<std::uint32_t> evdevKeyForMacKey(std::uint16_t macKeyCode) {
 }
 
 FakeInputParts openFakeInput(std::shared_ptr<WaylandLink> link, std::function<Point()> origin,
-                             std::function<std::optional<Point>()> location) {
+                             std::function<std::optional<Point>()> location,
+                             std::function<void(bool)> blockShortcuts) {
     FakeInputParts parts;
-    parts.keyboard = std::make_unique<FakeKeyboard>(link);
+    parts.keyboard = std::make_unique<FakeKeyboard>(link, std::move(blockShortcuts));
     parts.pointer = std::make_unique<FakePointer>(link, std::move(origin), std::move(location));
     return parts;
 }

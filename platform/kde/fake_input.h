@@ -62,8 +62,12 @@ struct FakeInputParts {
 // input for this program) throws DesktopError saying what to do. `origin` gives where the primary
 // display's top-left corner is in KWin's coordinates and `location` where the pointer is (null:
 // unknown), both asked at the time of use.
+// `blockShortcuts`, when given, is called with true before a run of keys that carries the
+// agent's marker and with false once KWin has handled them: the agent's own keys must reach
+// the focused window, never fire a global shortcut (its own or KWin's).
 FakeInputParts openFakeInput(std::shared_ptr<WaylandLink> link, std::function<Point()> origin,
-                             std::function<std::optional<Point>()> location);
+                             std::function<std::optional<Point>()> location,
+                             std::function<void(bool)> blockShortcuts = {});
 
 // The clipboard through the data-control protocol (platform/wayland), on the link's
 // connection when first used.

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "platform/kde/fake_input.h"
+#include "platform/kde/key_source.h"
 #include "platform/kde/kwin.h"
 #include "platform/kde/windows.h"
 

@@ -69,14 +69,16 @@ std::unique_ptr<LoadedScript> LoadedScript::load(dbus::Bus& bus, const std::stri
         return nullptr;
     }
     std::unique_ptr<LoadedScript> script(new LoadedScript(bus, pluginName, file.string()));
-    // KWin 5 exports a loaded script at /<id>, KWin 6 at /Scripting/Script<id>.
-    for (const std::string& path :
-         {"/" + std::to_string(*id), "/Scripting/Script" + std::to_string(*id)}) {
-        auto run = bus.call({"org.kde.KWin", path, "org.kde.kwin.Script"}, "run", "", {});
-        if (run) return script;
+    // Scripting.start runs every loaded script that is not running yet. The script's own
+    // object (/<id> on KWin 5, /Scripting/Script<id> on KWin 6) is no way to run it: KWin
+    // 5.27 numbers a script by how many are loaded, so after an unload a new script shares
+    // its number, and its object path, with an older one.
+    auto run = bus.call(kScripting, "start", "", {});
+    if (!run) {
         error = "KWin loaded Tarn's script but did not run it: " + run.error->describe();
+        return nullptr;
     }
-    return nullptr;
+    return script;
 }
 
 void LoadedScript::forgetFile() {
@@ -151,15 +153,23 @@ std::unique_ptr<KWinSession> KWinSession::open(std::string& error) {
 }
 
 KWinSession::~KWinSession() {
-    // Unloaded first, so the script's call the serving thread holds finds no script to
-    // carry on when it is answered.
-    if (script_) script_->unload();
+    // The script's loop ends first (its held call answered "quit"), and only then is it
+    // unloaded: KWin 5.27 runs no new script after one went with a call still open.
     {
-        std::lock_guard lock(mutex_);
+        std::unique_lock lock(mutex_);
+        if (started_ && !failure_) {
+            request_ = R"({"op":"quit"})";
+            changed_.notify_all();
+            changed_.wait_for(lock, kRequestLimit, [this] { return !request_.has_value(); });
+        }
         stopping_ = true;
     }
     changed_.notify_all();
     if (thread_.joinable()) thread_.join();
+    // Closing the connection sends what it still holds (the answer "quit").
+    serving_.reset();
+    served_.reset();
+    if (script_) script_->unload();
 }
 
 void KWinSession::serveLoop() {
@@ -195,6 +205,7 @@ dbus::Answer KWinSession::serveCall(const dbus::Call& call) {
     if (request_ && !stopping_) {
         next = std::move(*request_);
         request_.reset();
+        changed_.notify_all();
     }
     return {"s", {next}, std::nullopt};
 }

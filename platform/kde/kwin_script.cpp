@@ -104,6 +104,7 @@ function serve(text) {
     var answer = "";
     try {
         var request = JSON.parse(text);
+        if (request.op === "quit") return;
         if (request.op !== "idle") {
             if (!ops.hasOwnProperty(request.op)) throw new Error("no request named " + request.op);
             answer = JSON.stringify({ok: ops[request.op](request)});
@@ -114,6 +115,33 @@ function serve(text) {
     call("next", answer, serve);
 }
 call("next", "", serve);
+})();
+)";
+
+constexpr const char* kAgentScript = R"((function () {
+"use strict";
+var target = @TARGET@;
+var shortcuts = @SHORTCUTS@;
+function call(member, text) {
+    callDBus(target.bus, target.path, target.iface, member, text);
+}
+shortcuts.forEach(function (s) {
+    registerShortcut(s.name, "Tarn: " + s.keys, s.keys, function () { call("pressed", s.name); });
+});
+call("ready", "");
+})();
+)";
+
+constexpr const char* kEventsScript = R"((function () {
+"use strict";
+var target = @TARGET@;
+function call(member) {
+    callDBus(target.bus, target.path, target.iface, member, "");
+}
+workspace.@ACTIVATED@.connect(function () { call("activated"); });
+workspace.@ADDED@.connect(function () { call("changed"); });
+workspace.@REMOVED@.connect(function () { call("changed"); });
+call("ready");
 })();
 )";
 
@@ -142,18 +170,48 @@ ScriptApi scriptApiFor(KWinVersion version) {
     return version.major >= 6 ? ScriptApi::plasma6 : ScriptApi::plasma5;
 }
 
-std::string windowScript(ScriptApi api, const CallBack& callBack) {
-    const Names& names = api == ScriptApi::plasma6 ? kPlasma6 : kPlasma5;
+namespace {
+
+std::string targetJson(const CallBack& callBack) {
     support::Json target = support::Json::object();
     target["bus"] = callBack.busName;
     target["path"] = callBack.path;
     target["iface"] = callBack.interface;
+    return support::writeJson(target);
+}
+
+}  // namespace
+
+std::string windowScript(ScriptApi api, const CallBack& callBack) {
+    const Names& names = api == ScriptApi::plasma6 ? kPlasma6 : kPlasma5;
     std::string text = kWindowScript;
-    replace(text, "@TARGET@", support::writeJson(target, {.pretty = false}));
+    replace(text, "@TARGET@", targetJson(callBack));
     replace(text, "@WINDOWS@", names.windows);
     replace(text, "@ACTIVE@", names.active);
     replace(text, "@ACTIVATE@", names.activate);
     replace(text, "@OUTPUTS@", names.outputs);
+    return text;
+}
+
+std::string agentScript(ScriptApi, const CallBack& callBack,
+                        const std::vector<Shortcut>& shortcuts) {
+    // registerShortcut and callDBus are the same in both APIs.
+    support::Json list = support::Json::array();
+    for (const Shortcut& shortcut : shortcuts)
+        list.push_back({{"name", shortcut.name}, {"keys", shortcut.keys}});
+    std::string text = kAgentScript;
+    replace(text, "@TARGET@", targetJson(callBack));
+    replace(text, "@SHORTCUTS@", support::writeJson(list));
+    return text;
+}
+
+std::string eventsScript(ScriptApi api, const CallBack& callBack) {
+    const bool six = api == ScriptApi::plasma6;
+    std::string text = kEventsScript;
+    replace(text, "@TARGET@", targetJson(callBack));
+    replace(text, "@ACTIVATED@", six ? "windowActivated" : "clientActivated");
+    replace(text, "@ADDED@", six ? "windowAdded" : "clientAdded");
+    replace(text, "@REMOVED@", six ? "windowRemoved" : "clientRemoved");
     return text;
 }
 

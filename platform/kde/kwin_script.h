@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarn::platform::kde {
 
@@ -35,7 +36,9 @@ struct CallBack {
 // The resident script that serves one process's window requests for as long as it lives.
 // It calls `next(answer)` on the caller and gets back the next request as the reply: a JSON
 // text {"op": ..., ...} for which it calls next again with {"ok": result} or
-// {"error": "why"}; {"op":"idle"} is answered with an empty answer. Its first call carries
+// {"error": "why"}; {"op":"idle"} is answered with an empty answer, and {"op":"quit"} ends
+// the loop (the script is unloaded only then: KWin stops running new scripts after one was
+// unloaded with a call of its own still open). Its first call carries
 // the empty answer; a script that cannot start calls `failed(why)` instead.
 //
 // Requests: active (the active window), windows (the normal windows, KWin's order), frame
@@ -46,5 +49,24 @@ struct CallBack {
 // across processes. A frame is {frame: {x, y, w, h}, minimized}; a window that is gone is
 // null (for frame) or false (for what changes it).
 std::string windowScript(ScriptApi api, const CallBack& callBack);
+
+// One global shortcut of the agent: its name (unique, and Tarn's: "tarn-...") and its key
+// sequence text ("Meta+Ctrl+Right").
+struct Shortcut {
+    std::string name;
+    std::string keys;
+};
+
+// The agent's resident script: registers each shortcut with KWin (registerShortcut, filed
+// by kglobalaccel under KWin's component) and calls `pressed(name)` on the caller when one
+// fires; `ready("")` once all are registered. Shortcuts cannot be taken back by a script:
+// the caller follows a new set by loading a new script and unregistering the names it no
+// longer uses.
+std::string agentScript(ScriptApi api, const CallBack& callBack,
+                        const std::vector<Shortcut>& shortcuts);
+
+// The script that follows the desktop for the agent: calls `activated("")` when the active
+// window changes and `changed("")` when a window comes or goes; `ready("")` at start.
+std::string eventsScript(ScriptApi api, const CallBack& callBack);
 
 }  // namespace tarn::platform::kde
