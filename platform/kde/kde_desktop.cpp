@@ -40,7 +40,8 @@ class KdeDesktop final : public Desktop {
                 auto at = session_->request({{"op", "cursor"}});
                 if (!at.is_object()) return std::nullopt;
                 return Point{at.value("x", 0.0), at.value("y", 0.0)};
-            });
+            },
+            [](bool blocked) { blockGlobalShortcuts(blocked); });
         keyboard_ = std::move(input.keyboard);
         pointer_ = std::move(input.pointer);
     }

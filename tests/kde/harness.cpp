@@ -44,14 +44,12 @@ support::Json kwinEval(const std::string& expression) {
                                            " \" + JSON.stringify((function () { return " +
                                            expression + "; })()));\n");
     const std::string kwin = "org.kde.KWin";
-    auto loaded = run({"gdbus", "call", "--session", "-d", kwin, "-o", "/Scripting", "-m",
-                       "org.kde.kwin.Scripting.loadScript", file.string(), tag});
-    // "(3,)": the script's id.
-    std::string id;
-    for (char c : loaded.out)
-        if (std::isdigit(static_cast<unsigned char>(c))) id += c;
-    run({"gdbus", "call", "--session", "-d", kwin, "-o", "/" + id, "-m",
-         "org.kde.kwin.Script.run"});
+    run({"gdbus", "call", "--session", "-d", kwin, "-o", "/Scripting", "-m",
+         "org.kde.kwin.Scripting.loadScript", file.string(), tag});
+    // Scripting.start runs what is loaded and not running: KWin 5.27 may give a new script
+    // the number (and so the object path) of an older one.
+    run({"gdbus", "call", "--session", "-d", kwin, "-o", "/Scripting", "-m",
+         "org.kde.kwin.Scripting.start"});
     const std::string marker = "js: " + tag + " ";
     std::string line;
     eventually([&] {
