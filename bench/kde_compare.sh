@@ -6,9 +6,9 @@
 #   - hotkey to window moved: wendle running with ⌃⌥↑ bound to move-app up, the chord
 #     pressed through KWin's fake input (a small typing of `tarn keys`, whose own start is
 #     measured and taken away), until the test client logs its new size.
-# tarn here is the build tree's, with debug information: KWin reads a client's whole
-# executable when it connects over Wayland (tarn keys does), which the stripped binary of
-# the package makes ten times cheaper.
+# tarn is a stripped copy of the build tree's, as the package installs it: KWin reads a
+# client's whole executable when it connects over Wayland (tarn keys does), so the 36 MB of
+# debug information of a RelWithDebInfo build would cost some 400 ms a connection.
 #
 # usage: bench/kde_compare.sh [RUNS]   (tarn, wendle and the Wayland test client built)
 set -u
@@ -21,6 +21,7 @@ runs=$1
 work=$(mktemp -d)
 trap 'kill $client $agent 2>/dev/null; wait 2>/dev/null; rm -rf "$work"' EXIT
 export HOME=$work XDG_CONFIG_HOME=$work/.config
+strip -o "$work/tarn" "$build/tarn"
 
 now() { date +%s%N; }
 median() { sort -n | awk '{a[NR]=$1} END {m=a[int((NR+1)/2)]; printf "%.2f ms\n", m/1e6}'; }
@@ -38,7 +39,7 @@ until grep -q '^focus 1' "$work/client.log" 2>/dev/null; do sleep 0.01; done
 
 echo "/bin/true:                 $(timed /bin/true)"
 echo "gdbus call to KWin:        $(timed gdbus call --session -d org.kde.KWin -o /KWin -m org.kde.KWin.currentDesktop)"
-echo "tarn move-app right:       $(timed "$build/tarn" move-app right)"
+echo "tarn move-app right:       $(timed "$work/tarn" move-app right)"
 
 mkdir -p "$XDG_CONFIG_HOME/Tarn"
 printf '%s' '{"globalRules":[{"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B61","chord":{"keyCode":126,"modifiers":6},"action":{"moveWindow":{"direction":"up"}},"swallow":true}],"appConfigs":[]}' \
@@ -46,12 +47,12 @@ printf '%s' '{"globalRules":[{"id":"3C0E2F9A-7B1D-4E55-9A6C-1F2D3E4A5B61","chord
 WENDLE_LOG_STDERR=1 "$build/wendle" --headless 2>"$work/wendle.log" &
 agent=$!
 until grep -q "Keystroke interceptor started" "$work/wendle.log" 2>/dev/null; do sleep 0.01; done
-typing=$(timed "$build/tarn" keys "a")
+typing=$(timed "$work/tarn" keys "a")
 i=0
 while [ $i -lt "$runs" ]; do
     sizes=$(grep -c '^size' "$work/client.log")
     t0=$(now)
-    "$build/tarn" keys "{ctrl+option+up}" >/dev/null 2>&1
+    "$work/tarn" keys "{ctrl+option+up}" >/dev/null 2>&1
     # Every press changes the size: full height, full screen, back home.
     until [ "$(grep -c '^size' "$work/client.log")" -gt "$sizes" ]; do :; done
     t1=$(now)

@@ -47,8 +47,9 @@ TEST(WindowScript, NamesTheCallsOfItsApiOnly) {
         for (const auto& name : c.named) EXPECT_NE(text.find(name), std::string::npos) << name;
         for (const auto& name : c.notNamed) EXPECT_EQ(text.find(name), std::string::npos) << name;
         EXPECT_EQ(text.find('@'), std::string::npos) << "a placeholder is left";
-        EXPECT_NE(text.find(R"({"bus":":1.42","path":"\/org\/tarn\/KWin","iface":"org.tarn.KWin"})"),
-                  std::string::npos);
+        EXPECT_NE(
+            text.find(R"({"bus":":1.42","path":"\/org\/tarn\/KWin","iface":"org.tarn.KWin"})"),
+            std::string::npos);
     }
 }
 
