@@ -16,6 +16,9 @@
 #include "platform/sway/app_events.h"
 #include "platform/sway/key_source.h"
 #include "platform/sway/sway_desktop.h"
+#include "platform/kde/app_events.h"
+#include "platform/kde/kde_desktop.h"
+#include "platform/kde/key_source.h"
 #include "platform/x11/app_events.h"
 #include "platform/x11/key_source.h"
 #include "platform/x11/x11_desktop.h"
@@ -171,7 +174,12 @@ DesktopChoice Backend::openDesktop(DesktopOptions options) const {
 #endif
         }
         case BackendKind::kde:
+#if defined(__linux__)
+            return kde::openKdeDesktop(xdg::makeBrowserServices(), xdg::makeScriptRunner(),
+                                       options);
+#else
             return {nullptr, notBuilt(*choice_.kind)};
+#endif
     }
     return {nullptr, choice_.error};
 }
@@ -223,7 +231,12 @@ AgentServices Backend::openAgentServices(std::vector<std::string> loginCommand) 
 #endif
             break;
         case BackendKind::kde:
+#if defined(__linux__)
+            services.keys = kde::makeKeySource();
+            services.apps = kde::makeAppEvents();
+#else
             services.error = notBuilt(*choice_.kind);
+#endif
             break;
     }
     return services;

@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -54,6 +55,13 @@ class SelectionDevice {
             for (const char* wanted : kTextTypes)
                 for (const auto& type : types)
                     if (type == wanted) return wanted;
+            // KWin 5.27 names the types of the selection a new device starts with in bytes
+            // that are no type name (freed before they are sent); the source itself is asked
+            // for the type by name, so the usual text type is asked for.
+            for (const auto& type : types)
+                if (std::any_of(type.begin(), type.end(),
+                                [](unsigned char c) { return c < 0x20 || c > 0x7e; }))
+                    return kTextTypes[0];
         }
         return nullptr;
     }

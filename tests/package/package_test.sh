@@ -107,7 +107,14 @@ autostart=$root/usr/share/tarn/wendle-autostart.desktop
 desktop-file-validate "$entry" || fail "desktop-file-validate $entry"
 desktop-file-validate "$autostart" || fail "desktop-file-validate $autostart"
 pass "desktop-file-validate"
-grep -qx 'Exec=wendle' "$entry" || fail "menu entry's Exec"
+grep -qx 'Exec=/usr/bin/wendle' "$entry" || fail "menu entry's Exec"
+# KWin grants fake input by these entries, matching the absolute path in Exec.
+tarn_entry=$root/usr/share/applications/org.tarn.tarn.desktop
+desktop-file-validate "$tarn_entry" || fail "desktop-file-validate $tarn_entry"
+grep -qx 'Exec=/usr/bin/tarn' "$tarn_entry" || fail "tarn's entry's Exec"
+for e in "$entry" "$tarn_entry"; do
+    grep -qx 'X-KDE-Wayland-Interfaces=org_kde_kwin_fake_input' "$e" || fail "$e asks KWin for no fake input"
+done
 # The template is what the login item of the installed wendle writes.
 grep -qx 'Exec=/usr/bin/wendle' "$autostart" || fail "autostart entry's Exec: $(grep Exec "$autostart")"
 cmp <(sed 's|^Exec=.*|Exec=@EXEC@|' "$autostart") "$here/../../platform/xdg/wendle-autostart.desktop.in" ||
