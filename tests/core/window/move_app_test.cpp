@@ -110,16 +110,27 @@ TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
     }
 }
 
-// A new record takes the frame as the last one asked for, also when down saves it: the next
-// press sees nothing moved by hand.
-TEST_F(HandleMoveAppTest, FirstPressIsNoManualMove) {
-    ASSERT_EQ(press("down"), 0);
-    EXPECT_TRUE(desktop.window(1)->minimized);
-    auto saved = state();
-    ASSERT_TRUE(saved);
-    EXPECT_EQ(saved->currentFrame, WindowState::WindowFrame::of(kHome, 0));
-    EXPECT_EQ(saved->initialFrame, saved->currentFrame);
-    EXPECT_EQ(saved->verticalState, 1);
+// A new record takes the frame as the last one asked for, also when down saves it. A left
+// press then makes the window's frame its home only when it was moved by hand by more than
+// 10 points in all.
+TEST_F(HandleMoveAppTest, AWindowMovedByHandGetsANewHome) {
+    for (double moved : {10.0, 11.0}) {
+        std::filesystem::remove(stateFilePath());
+        desktop.window(1)->frame = kHome;
+        ASSERT_EQ(press("down"), 0);
+        EXPECT_TRUE(desktop.window(1)->minimized);
+        auto saved = state();
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(saved->currentFrame, WindowState::WindowFrame::of(kHome, 0));
+        EXPECT_EQ(saved->initialFrame, saved->currentFrame);
+        EXPECT_EQ(saved->verticalState, 1);
+
+        desktop.window(1)->minimized = false;
+        const platform::Rect byHand{kHome.x, kHome.y + moved, kHome.width, kHome.height};
+        desktop.window(1)->frame = byHand;
+        ASSERT_EQ(press("left"), 0);
+        EXPECT_EQ(state()->initialFrame.rect(), moved > 10 ? byHand : kHome) << moved;
+    }
 }
 
 }  // namespace
