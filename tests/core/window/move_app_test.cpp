@@ -84,7 +84,8 @@ TEST_F(HandleMoveAppTest, AgentPressesKeepTheRecordedScreenAndMaximizeMovesUp) {
 }
 
 // A changed list of saved locations is adopted before the move, which starts from the step
-// nearest the window.
+// nearest the window; a state on a location no longer listed is reset, which only the
+// transcript shows, the move overwriting it.
 TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
     const MoveAppLocation first{{10, 40, 300, 200}, true};
     const MoveAppLocation second{{50, 60, 300, 200}, true};
@@ -103,7 +104,10 @@ TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
         ASSERT_EQ(state()->horizontalState, 5);
         ASSERT_EQ(frame(), second.frame);
 
+        err_.str("");
         ASSERT_EQ(press("right", newList), 0);
+        EXPECT_EQ(err_.str().find("points to removed saved location") == std::string::npos,
+                  newList.size() == 2);
         EXPECT_EQ(state()->savedLocations.size(), newList.size());
         EXPECT_EQ(frame(), next);
         std::filesystem::remove(stateFilePath());
@@ -131,6 +135,11 @@ TEST_F(HandleMoveAppTest, AWindowMovedByHandGetsANewHome) {
         ASSERT_EQ(press("left"), 0);
         EXPECT_EQ(state()->initialFrame.rect(), moved > 10 ? byHand : kHome) << moved;
     }
+    // Up or down adopt a frame made smaller by hand, so that up can return to it.
+    const platform::Rect smaller{100, 100, 400, 300};
+    desktop.window(1)->frame = smaller;
+    ASSERT_EQ(press("up"), 0);
+    EXPECT_EQ(state()->initialFrame.rect(), smaller);
 }
 
 }  // namespace
