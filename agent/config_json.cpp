@@ -1,6 +1,7 @@
 #include "agent/config_json.h"
 
 #include <initializer_list>
+#include <span>
 #include <utility>
 
 #include "agent/overloaded.h"
@@ -18,12 +19,8 @@ constexpr std::string_view kOneCaseMessage = "Invalid number of keys found, expe
 
 Json encodeFilters(const StateFilters& filters) {
     Json json = Json::object();
-    json["fullWidthOnPrimary"] = filters.fullWidthOnPrimary;
-    json["fullWidthOnSecondary"] = filters.fullWidthOnSecondary;
-    json["alignRightOnPrimary"] = filters.alignRightOnPrimary;
-    json["alignRightOnSecondary"] = filters.alignRightOnSecondary;
-    json["alignLeftOnPrimary"] = filters.alignLeftOnPrimary;
-    json["alignLeftOnSecondary"] = filters.alignLeftOnSecondary;
+    auto flags = window::stateFlags(filters);
+    for (std::size_t i = 0; i < flags.size(); ++i) json[window::kStateFilterNames[i]] = *flags[i];
     return json;
 }
 
@@ -198,6 +195,10 @@ class Decoder {
     // Members outside `known` are not read, so a save would drop them.
     void keepOnly(const Json& object, const std::string& path,
                   std::initializer_list<std::string_view> known) {
+        keepOnly(object, path, std::span(known.begin(), known.size()));
+    }
+    void keepOnly(const Json& object, const std::string& path,
+                  std::span<const std::string_view> known) {
         for (auto it = object.begin(); it != object.end(); ++it) {
             bool isKnown = false;
             for (std::string_view name : known) isKnown = isKnown || it.key() == name;
@@ -257,17 +258,11 @@ class Decoder {
         auto read = [&](std::string_view name) {
             return boolean(required(json, name, path), memberPath(path, name));
         };
-        StateFilters filters{
-            .fullWidthOnPrimary = read("fullWidthOnPrimary"),
-            .fullWidthOnSecondary = read("fullWidthOnSecondary"),
-            .alignRightOnPrimary = read("alignRightOnPrimary"),
-            .alignRightOnSecondary = read("alignRightOnSecondary"),
-            .alignLeftOnPrimary = read("alignLeftOnPrimary"),
-            .alignLeftOnSecondary = read("alignLeftOnSecondary"),
-        };
-        keepOnly(json, path,
-                 {"fullWidthOnPrimary", "fullWidthOnSecondary", "alignRightOnPrimary",
-                  "alignRightOnSecondary", "alignLeftOnPrimary", "alignLeftOnSecondary"});
+        StateFilters filters;
+        auto flags = window::stateFlags(filters);
+        for (std::size_t i = 0; i < flags.size(); ++i)
+            *flags[i] = read(window::kStateFilterNames[i]);
+        keepOnly(json, path, window::kStateFilterNames);
         return filters;
     }
 

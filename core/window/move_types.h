@@ -3,6 +3,10 @@
 // The values a move press is made of, shared by the placement engine, the command line and
 // the agent, whose configuration file stores them.
 
+#include <array>
+#include <cstddef>
+#include <string_view>
+
 namespace tarn::window {
 
 // maximize is the up cycle's full-screen step, which the engine reaches by moving up.
@@ -20,5 +24,17 @@ struct StateFilters {
     bool alignLeftOnSecondary = true;
     friend bool operator==(const StateFilters&, const StateFilters&) = default;
 };
+
+// The flags' names in the agent's configuration file, and the flags in that order, for the
+// readers and the writer of that file.
+inline constexpr std::array<std::string_view, 6> kStateFilterNames{
+    "fullWidthOnPrimary",    "fullWidthOnSecondary", "alignRightOnPrimary",
+    "alignRightOnSecondary", "alignLeftOnPrimary",   "alignLeftOnSecondary"};
+template <class Filters>  // StateFilters, const or not
+constexpr auto stateFlags(Filters& filters) {
+    return std::array{&filters.fullWidthOnPrimary,  &filters.fullWidthOnSecondary,
+                      &filters.alignRightOnPrimary, &filters.alignRightOnSecondary,
+                      &filters.alignLeftOnPrimary,  &filters.alignLeftOnSecondary};
+}
 
 }  // namespace tarn::window

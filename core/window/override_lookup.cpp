@@ -9,17 +9,7 @@ namespace {
 
 using support::Json;
 
-constexpr std::array<const char*, 6> kFlagNames = {"fullWidthOnPrimary",  "fullWidthOnSecondary",
-                                                   "alignRightOnPrimary", "alignRightOnSecondary",
-                                                   "alignLeftOnPrimary",  "alignLeftOnSecondary"};
-
-std::array<bool*, 6> flagsOf(StateFilters& filters) {
-    return {&filters.fullWidthOnPrimary,  &filters.fullWidthOnSecondary,
-            &filters.alignRightOnPrimary, &filters.alignRightOnSecondary,
-            &filters.alignLeftOnPrimary,  &filters.alignLeftOnSecondary};
-}
-
-const Json* member(const Json& object, const char* name) {
+const Json* member(const Json& object, std::string_view name) {
     auto it = object.find(name);
     return it == object.end() ? nullptr : &*it;
 }
@@ -28,8 +18,8 @@ const Json* member(const Json& object, const char* name) {
 std::optional<WendleStateFilters> strictFilters(const Json* value) {
     if (!value || !value->is_object()) return std::nullopt;
     WendleStateFilters filters;
-    for (std::size_t i = 0; i < kFlagNames.size(); ++i) {
-        const Json* flag = member(*value, kFlagNames[i]);
+    for (std::size_t i = 0; i < kStateFilterNames.size(); ++i) {
+        const Json* flag = member(*value, kStateFilterNames[i]);
         if (!flag) continue;
         if (!flag->is_boolean()) return std::nullopt;
         filters.flags[i] = flag->get<bool>();
@@ -40,8 +30,8 @@ std::optional<WendleStateFilters> strictFilters(const Json* value) {
 // An app override's filters: whatever flags are booleans count, the rest are absent.
 WendleStateFilters lenientFilters(const Json& value) {
     WendleStateFilters filters;
-    for (std::size_t i = 0; i < kFlagNames.size(); ++i) {
-        const Json* flag = member(value, kFlagNames[i]);
+    for (std::size_t i = 0; i < kStateFilterNames.size(); ++i) {
+        const Json* flag = member(value, kStateFilterNames[i]);
         if (flag && flag->is_boolean()) filters.flags[i] = flag->get<bool>();
     }
     return filters;
@@ -153,7 +143,7 @@ std::vector<T> decodeList(const Json& document, const char* name, Decode decode)
 }
 
 StateFilters applied(StateFilters base, const WendleStateFilters& changes) {
-    auto flags = flagsOf(base);
+    auto flags = stateFlags(base);
     for (std::size_t i = 0; i < flags.size(); ++i) {
         if (changes.flags[i]) *flags[i] = *changes.flags[i];
     }

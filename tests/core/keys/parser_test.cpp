@@ -130,6 +130,8 @@ INSTANTIATE_TEST_SUITE_P(
     Errors, ParseKeysStringErrorTest,
     ::testing::Values(
         ErrorCase{"UnknownName", "ab{foo}", Kind::unknownKeyName, "foo"},
+        ErrorCase{"NoCaseOfACommandDiffersInItsFirstLetter", "{xaste}", Kind::unknownKeyName,
+                  "xaste"},
         ErrorCase{"WholeGroupIsReported", "{CMD+Foo}", Kind::unknownKeyName, "cmd+foo"},
         ErrorCase{"ModifierOnly", "{cmd}", Kind::unknownKeyName, "cmd"},
         ErrorCase{"ModifiersOnly", "{ctrl+shift}", Kind::unknownKeyName, "ctrl+shift"},
@@ -175,6 +177,8 @@ TEST(KeysParseErrorTest, PrintsTheCaseNameAndQuotedPayload) {
     EXPECT_STREQ(KeysParseError(Kind::invalidPauseValue, "").what(), "invalidPauseValue(\"\")");
     EXPECT_STREQ(KeysParseError(Kind::unknownKeyName, "a\"b'c\\d\te\r\x01\u00E4").what(),
                  "unknownKeyName(\"a\\\"b\\'c\\\\d\\te\\r\\u{01}\u00E4\")");
+    EXPECT_STREQ(KeysParseError(Kind::unknownKeyName, std::string(1, '\0')).what(),
+                 "unknownKeyName(\"\\0\")");
 }
 
 TEST(DescribeTest, NamesTheCaseAndPayload) {

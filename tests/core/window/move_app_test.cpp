@@ -84,7 +84,8 @@ TEST_F(HandleMoveAppTest, AgentPressesKeepTheRecordedScreenAndMaximizeMovesUp) {
 }
 
 // A changed list of saved locations is adopted before the move, which starts from the step
-// nearest the window.
+// nearest the window; a state on a location no longer listed is reset, which only the
+// transcript shows, the move overwriting it.
 TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
     const MoveAppLocation first{{10, 40, 300, 200}, true};
     const MoveAppLocation second{{50, 60, 300, 200}, true};
@@ -103,23 +104,42 @@ TEST_F(HandleMoveAppTest, ANewListOfSavedLocationsIsAdoptedBeforeTheMove) {
         ASSERT_EQ(state()->horizontalState, 5);
         ASSERT_EQ(frame(), second.frame);
 
+        err_.str("");
         ASSERT_EQ(press("right", newList), 0);
+        EXPECT_EQ(err_.str().find("points to removed saved location") == std::string::npos,
+                  newList.size() == 2);
         EXPECT_EQ(state()->savedLocations.size(), newList.size());
         EXPECT_EQ(frame(), next);
         std::filesystem::remove(stateFilePath());
     }
 }
 
-// A new record takes the frame as the last one asked for, also when down saves it: the next
-// press sees nothing moved by hand.
-TEST_F(HandleMoveAppTest, FirstPressIsNoManualMove) {
-    ASSERT_EQ(press("down"), 0);
-    EXPECT_TRUE(desktop.window(1)->minimized);
-    auto saved = state();
-    ASSERT_TRUE(saved);
-    EXPECT_EQ(saved->currentFrame, WindowState::WindowFrame::of(kHome, 0));
-    EXPECT_EQ(saved->initialFrame, saved->currentFrame);
-    EXPECT_EQ(saved->verticalState, 1);
+// A new record takes the frame as the last one asked for, also when down saves it. A left
+// press then makes the window's frame its home only when it was moved by hand by more than
+// 10 points in all.
+TEST_F(HandleMoveAppTest, AWindowMovedByHandGetsANewHome) {
+    for (double moved : {10.0, 11.0}) {
+        std::filesystem::remove(stateFilePath());
+        desktop.window(1)->frame = kHome;
+        ASSERT_EQ(press("down"), 0);
+        EXPECT_TRUE(desktop.window(1)->minimized);
+        auto saved = state();
+        ASSERT_TRUE(saved);
+        EXPECT_EQ(saved->currentFrame, WindowState::WindowFrame::of(kHome, 0));
+        EXPECT_EQ(saved->initialFrame, saved->currentFrame);
+        EXPECT_EQ(saved->verticalState, 1);
+
+        desktop.window(1)->minimized = false;
+        const platform::Rect byHand{kHome.x, kHome.y + moved, kHome.width, kHome.height};
+        desktop.window(1)->frame = byHand;
+        ASSERT_EQ(press("left"), 0);
+        EXPECT_EQ(state()->initialFrame.rect(), moved > 10 ? byHand : kHome) << moved;
+    }
+    // Up or down adopt a frame made smaller by hand, so that up can return to it.
+    const platform::Rect smaller{100, 100, 400, 300};
+    desktop.window(1)->frame = smaller;
+    ASSERT_EQ(press("up"), 0);
+    EXPECT_EQ(state()->initialFrame.rect(), smaller);
 }
 
 }  // namespace
