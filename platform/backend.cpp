@@ -127,7 +127,7 @@ Backend::Backend(Environment environment)
 
 namespace {
 
-std::string notBuilt(BackendKind kind) {
+[[maybe_unused]] std::string notBuilt(BackendKind kind) {
     return "No desktop to work on: the " + std::string(backendName(kind)) +
            " desktop is not supported by this build yet (TARN_DESKTOP=x11 works on XWayland's "
            "windows only)";

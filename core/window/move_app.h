@@ -32,6 +32,7 @@ struct MoveAppRequest {
     MoveDirection direction = MoveDirection::left;
     std::vector<MoveAppLocation> savedLocations;
     StateFilters stateFilters;
+    friend bool operator==(const MoveAppRequest&, const MoveAppRequest&) = default;
 };
 int handleMoveApp(const MoveAppRequest& request, const std::optional<FrontmostWindow>& frontmost,
                   CommandContext& context);

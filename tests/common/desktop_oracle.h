@@ -1,8 +1,7 @@
 #pragma once
 
-// What an end-to-end test asks of a desktop, answered by that desktop's own tools (xwininfo,
-// swaymsg, the shell's own window list...), never by the code under test. Each backend's
-// harness implements it, so one table of scenarios runs on every desktop.
+// What an end-to-end test asks of a desktop, answered by its own tools (xwininfo, swaymsg...),
+// never by the code under test; each backend's harness implements it for the same scenarios.
 
 #include <gtest/gtest.h>
 
@@ -21,14 +20,12 @@ namespace tarn::testing {
 
 using namespace std::chrono_literals;
 
-// The project's test client of that desktop: one window of an application id of the test's
-// choosing, which logs every key it receives.
+// The project's test client: one window of the test's application id, logging its keys.
 class TestClient {
   public:
     virtual ~TestClient() = default;
-    // The keys it received, in order, each as its modifiers among ctrl, alt, shift, super (in
-    // that order) and its key name joined by '+': "ctrl+alt+Right", "x". Modifier keys
-    // themselves and lock states are left out.
+    // The keys it received, in order: modifiers among ctrl, alt, shift, super (in that order)
+    // and the key name joined by '+' ("ctrl+alt+Right", "x"); no modifier keys, no locks.
     virtual std::vector<std::string> keys() const = 0;
     // Its window's outer frame as the desktop reports it; absent when it has none.
     virtual std::optional<platform::Rect> frame() const = 0;
@@ -44,8 +41,7 @@ class DesktopOracle {
     virtual ~DesktopOracle() = default;
     // Starts a test client and returns once its window is shown and has the focus.
     virtual std::unique_ptr<TestClient> startClient(const ClientOptions& options) = 0;
-    // Presses and lets go of a chord as another program would: key names joined by '+'
-    // ("ctrl+alt+Right"), then returns once the desktop has taken it.
+    // Presses and lets go of a chord ("ctrl+alt+Right") as another program would.
     virtual void press(const std::string& chord) = 0;
     // The variables a program under test needs to reach this desktop (DISPLAY, SWAYSOCK...).
     virtual std::vector<std::pair<std::string, std::string>> environment() const = 0;

@@ -221,7 +221,6 @@ int processesWith(const std::string& word) {
 }
 
 namespace {
-
 // The client's log line "key <keysym> <state>" as the oracle words keys.
 std::string keyName(const std::string& line) {
     std::istringstream in(line.substr(4));
