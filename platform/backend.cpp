@@ -114,7 +114,7 @@ BackendChoice chooseBackend(const Environment& env) {
 
 struct Backend::Shared {
 #if defined(__linux__)
-    std::shared_ptr<x11::MarkerLedger> ledger = std::make_shared<x11::MarkerLedger>();
+    std::shared_ptr<platform::MarkerLedger> ledger = std::make_shared<platform::MarkerLedger>();
     // On sway, what the key source has bound, which the keyboard types its own chords past.
     std::shared_ptr<sway::BindingGate> bindings = std::make_shared<sway::BindingGate>();
 #endif

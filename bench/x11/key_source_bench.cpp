@@ -68,7 +68,7 @@ int main(int argc, char** argv) {
     Clock::time_point callbackAt;
     double firstCpu = 0, lastCpu = 0;
 
-    auto source = x11::makeKeySource(display, std::make_shared<x11::MarkerLedger>());
+    auto source = x11::makeKeySource(display, std::make_shared<MarkerLedger>());
     source->setChords(chords);
     std::string error;
     auto before = Clock::now();

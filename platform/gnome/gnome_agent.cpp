@@ -44,7 +44,7 @@ std::unique_ptr<dbus::Bus::Subscription> onShellAppeared(dbus::Bus& bus, bool& a
 
 class GnomeKeySource final : public KeySource {
   public:
-    explicit GnomeKeySource(std::shared_ptr<x11::MarkerLedger> ledger)
+    explicit GnomeKeySource(std::shared_ptr<platform::MarkerLedger> ledger)
         : ledger_(std::move(ledger)) {}
     ~GnomeKeySource() override { stop(); }
 
@@ -252,7 +252,7 @@ class GnomeKeySource final : public KeySource {
         }
     }
 
-    std::shared_ptr<x11::MarkerLedger> ledger_;
+    std::shared_ptr<platform::MarkerLedger> ledger_;
     EventThread thread_;
     std::mutex lock_;
     std::vector<Chord> wanted_;
@@ -345,7 +345,7 @@ class GnomeAppEvents final : public AppEvents {
 
 }  // namespace
 
-std::unique_ptr<KeySource> makeKeySource(std::shared_ptr<x11::MarkerLedger> ledger) {
+std::unique_ptr<KeySource> makeKeySource(std::shared_ptr<platform::MarkerLedger> ledger) {
     return std::make_unique<GnomeKeySource>(std::move(ledger));
 }
 

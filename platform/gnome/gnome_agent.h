@@ -4,7 +4,7 @@
 
 #include "platform/app_events.h"
 #include "platform/key_source.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::gnome {
 
@@ -16,7 +16,7 @@ namespace tarn::platform::gnome {
 // when the shell comes back after a restart, and the extension drops them when the agent's
 // connection goes away. Key-downs the program typed itself (entered in `ledger` by its
 // keyboard) carry their marker.
-std::unique_ptr<KeySource> makeKeySource(std::shared_ptr<x11::MarkerLedger> ledger);
+std::unique_ptr<KeySource> makeKeySource(std::shared_ptr<platform::MarkerLedger> ledger);
 
 // The focused application and the running ones, followed through the extension's signals.
 std::unique_ptr<AppEvents> makeAppEvents();

@@ -219,7 +219,7 @@ class SleeperGnome final : public Sleeper {
 class GnomeDesktop final : public Desktop {
   public:
     GnomeDesktop(std::unique_ptr<dbus::Bus> bus, std::unique_ptr<BrowserServices> browsers,
-                 std::unique_ptr<ScriptRunner> scripts, std::shared_ptr<x11::MarkerLedger> ledger)
+                 std::unique_ptr<ScriptRunner> scripts, std::shared_ptr<platform::MarkerLedger> ledger)
         : bus_(std::move(bus)),
           shell_(*bus_),
           remote_(*bus_),
@@ -262,7 +262,7 @@ class GnomeDesktop final : public Desktop {
 
 DesktopChoice openGnomeDesktop(std::unique_ptr<BrowserServices> browsers,
                                std::unique_ptr<ScriptRunner> scripts,
-                               std::shared_ptr<x11::MarkerLedger> ledger) {
+                               std::shared_ptr<platform::MarkerLedger> ledger) {
     std::string error;
     auto bus = dbus::Bus::session(error);
     if (!bus) return {nullptr, "the session bus cannot be reached: " + error};

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "platform/desktop.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::gnome {
 
@@ -19,6 +19,6 @@ namespace tarn::platform::gnome {
 // Marked keys it types are entered in `ledger`, shared with the program's key source.
 DesktopChoice openGnomeDesktop(std::unique_ptr<BrowserServices> browsers,
                                std::unique_ptr<ScriptRunner> scripts,
-                               std::shared_ptr<x11::MarkerLedger> ledger);
+                               std::shared_ptr<platform::MarkerLedger> ledger);
 
 }  // namespace tarn::platform::gnome

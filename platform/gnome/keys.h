@@ -10,7 +10,7 @@
 
 #include "platform/input.h"
 #include "platform/key_source.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::gnome {
 
@@ -20,7 +20,7 @@ class RemoteDesktop;
 // source shares with the keyboard (the X11 backend's; the shell's accelerator signal carries
 // no more than its action), under this name for the desktop.
 inline constexpr const char* kLedgerDesktop = "gnome";
-using LedgerKey = x11::MarkerLedger::Key;
+using LedgerKey = platform::MarkerLedger::Key;
 // The ledger's key for a key code and modifier flags: the key symbol and the four chord flags.
 LedgerKey ledgerKey(std::uint16_t keyCode, std::uint64_t flags);
 
@@ -32,7 +32,7 @@ std::optional<std::string> acceleratorFor(const Chord& chord);
 // chord's modifiers are pressed as keys around it.
 class KeyboardGnome final : public KeyboardOutput {
   public:
-    KeyboardGnome(RemoteDesktop& remote, std::shared_ptr<x11::MarkerLedger> ledger)
+    KeyboardGnome(RemoteDesktop& remote, std::shared_ptr<platform::MarkerLedger> ledger)
         : remote_(remote), ledger_(std::move(ledger)) {}
     ~KeyboardGnome() override;
     bool canPost(std::uint16_t keyCode) override;
@@ -42,7 +42,7 @@ class KeyboardGnome final : public KeyboardOutput {
     void holdModifiers(std::uint64_t flags);
 
     RemoteDesktop& remote_;
-    std::shared_ptr<x11::MarkerLedger> ledger_;
+    std::shared_ptr<platform::MarkerLedger> ledger_;
     std::uint64_t held_ = 0;  // the modifiers this keyboard has down
 };
 

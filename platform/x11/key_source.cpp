@@ -12,7 +12,7 @@
 #include "platform/event_thread.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/keyboard.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/key_source.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 

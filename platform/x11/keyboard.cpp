@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 namespace {

@@ -6,7 +6,7 @@
 #include "platform/input.h"
 #include "platform/mac_keys.h"
 #include "platform/x11/connection.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 

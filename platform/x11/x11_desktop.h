@@ -5,7 +5,7 @@
 
 #include "platform/desktop.h"
 #include "platform/x11/clipboard.h"
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 

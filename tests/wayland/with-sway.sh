@@ -82,7 +82,6 @@ input * xkb_layout us
 bar {
     position top
     height 25
-    status_command none
 }
 EOF
 while [ $# -gt 0 ]; do

@@ -1,8 +1,8 @@
-#include "platform/x11/marker_ledger.h"
+#include "platform/marker_ledger.h"
 
 #include <algorithm>
 
-namespace tarn::platform::x11 {
+namespace tarn::platform {
 
 void MarkerLedger::prune(Clock::time_point now) {
     std::erase_if(entries_, [&](const Entry& entry) { return entry.expires <= now; });
@@ -44,4 +44,4 @@ void MarkerLedger::setGrabbed(const std::string& display, std::vector<Key> grabb
     if (!grabbed.empty()) grabbed_.emplace_back(display, std::move(grabbed));
 }
 
-}  // namespace tarn::platform::x11
+}  // namespace tarn::platform

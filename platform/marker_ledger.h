@@ -1,7 +1,11 @@
 #pragma once
 
-// The marker on X11: how the key source tells this process's own synthetic key-downs from
-// everybody else's.
+// The marker where a desktop's key events carry no field a sender may fill (X11, GNOME
+// Shell's accelerators): how the key source tells this process's own synthetic key-downs
+// from everybody else's. It holds no type of any desktop; each backend keys its entries by
+// its own connection's name and key codes. Below, how it works and why it is exact on X11;
+// the GNOME backend writes its entry the same way before it types a marked key, and its key
+// source takes it when the shell reports the accelerator.
 //
 // X events carry no field a sender may fill, and every XTest client (this process, xdotool,
 // a remote desktop) shares one XTEST device per master keyboard. So the process keeps a
@@ -44,7 +48,7 @@
 #include <utility>
 #include <vector>
 
-namespace tarn::platform::x11 {
+namespace tarn::platform {
 
 class MarkerLedger {
   public:
@@ -81,4 +85,4 @@ class MarkerLedger {
     std::vector<Entry> entries_;                                     // oldest first
 };
 
-}  // namespace tarn::platform::x11
+}  // namespace tarn::platform
