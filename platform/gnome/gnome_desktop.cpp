@@ -219,7 +219,8 @@ class SleeperGnome final : public Sleeper {
 class GnomeDesktop final : public Desktop {
   public:
     GnomeDesktop(std::unique_ptr<dbus::Bus> bus, std::unique_ptr<BrowserServices> browsers,
-                 std::unique_ptr<ScriptRunner> scripts, std::shared_ptr<platform::MarkerLedger> ledger)
+                 std::unique_ptr<ScriptRunner> scripts,
+                 std::shared_ptr<platform::MarkerLedger> ledger)
         : bus_(std::move(bus)),
           shell_(*bus_),
           remote_(*bus_),

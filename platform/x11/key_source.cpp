@@ -10,9 +10,9 @@
 #include <unordered_map>
 
 #include "platform/event_thread.h"
+#include "platform/marker_ledger.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/keyboard.h"
-#include "platform/marker_ledger.h"
 
 namespace tarn::platform::x11 {
 namespace {

@@ -5,8 +5,8 @@
 
 #include "platform/input.h"
 #include "platform/mac_keys.h"
-#include "platform/x11/connection.h"
 #include "platform/marker_ledger.h"
+#include "platform/x11/connection.h"
 
 namespace tarn::platform::x11 {
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "platform/desktop.h"
-#include "platform/x11/clipboard.h"
 #include "platform/marker_ledger.h"
+#include "platform/x11/clipboard.h"
 
 namespace tarn::platform::x11 {
 

@@ -24,12 +24,12 @@ namespace tarn::x11test {
 
 using namespace std::chrono_literals;
 using platform::Rect;
-using testing::describe;
-using testing::near;
 using tarn::testing::Child;
 using tarn::testing::eventually;
 using tarn::testing::Output;
 using tarn::testing::run;
+using testing::describe;
+using testing::near;
 
 // A bare Xvfb of the test's own (no window manager, no monitors set), for servers that
 // lack what the fixture's has. Ended with the object.

@@ -11,10 +11,10 @@
 namespace tarn::x11test {
 namespace {
 
-using tarn::testing::runTarn;
-using tarn::testing::TempDir;
 using tarn::testing::kPresses;
 using tarn::testing::Press;
+using tarn::testing::runTarn;
+using tarn::testing::TempDir;
 
 // The test client asks for 798x580 at 100,100; openbox's frame adds 1+1 across and 20+5
 // down, so the outer frame a user sees, and the one tarn takes as home, is 100,100 800x605.
