@@ -28,6 +28,14 @@ constexpr const char* kTextTypes[] = {"text/plain;charset=utf-8", "UTF8_STRING",
                                       "TEXT", "STRING"};
 
 // The clipboard (the seat's selection) as data control sees it: the offer that holds it now.
+// A MIME type name: printable, no space, a '/' between two non-empty parts.
+bool isTypeName(const std::string& type) {
+    auto slash = type.find('/');
+    return slash != std::string::npos && slash > 0 && slash + 1 < type.size() &&
+           std::all_of(type.begin(), type.end(),
+                       [](unsigned char c) { return c > 0x20 && c < 0x7f; });
+}
+
 class SelectionDevice {
   public:
     SelectionDevice(zwlr_data_control_manager_v1* manager, wl_seat* seat)
@@ -56,12 +64,11 @@ class SelectionDevice {
                 for (const auto& type : types)
                     if (type == wanted) return wanted;
             // KWin 5.27 names the types of the selection a new device starts with in bytes
-            // that are no type name (freed before they are sent); the source itself is asked
-            // for the type by name, so the usual text type is asked for.
+            // that are no type name (freed before they are sent, so they may even read as
+            // text); the source itself is asked for the type by name, so the usual text type
+            // is asked for.
             for (const auto& type : types)
-                if (std::any_of(type.begin(), type.end(),
-                                [](unsigned char c) { return c < 0x20 || c > 0x7e; }))
-                    return kTextTypes[0];
+                if (!isTypeName(type)) return kTextTypes[0];
         }
         return nullptr;
     }
