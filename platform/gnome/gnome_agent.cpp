@@ -9,25 +9,16 @@
 #include <utility>
 
 #include "platform/dbus/bus.h"
-#include "platform/event_thread.h"
 #include "platform/gnome/keys.h"
 #include "platform/gnome/remote_desktop.h"
 #include "platform/gnome/shell_extension.h"
 #include "platform/input.h"
+#include "platform/threaded_sources.h"
 
 namespace tarn::platform::gnome {
 namespace {
 
 constexpr const char* kShellName = "org.tarn.Shell";
-
-std::uint64_t flagsOf(std::uint32_t chordModifiers) {
-    std::uint64_t flags = 0;
-    if (chordModifiers & 1) flags |= keyflags::shift;
-    if (chordModifiers & 2) flags |= keyflags::control;
-    if (chordModifiers & 4) flags |= keyflags::option;
-    if (chordModifiers & 8) flags |= keyflags::command;
-    return flags;
-}
 
 // Follows the extension's bus name: true once when a new owner appears (the shell came back
 // after a restart, or the extension was enabled again).
@@ -42,42 +33,15 @@ std::unique_ptr<dbus::Bus::Subscription> onShellAppeared(dbus::Bus& bus, bool& a
                         });
 }
 
-class GnomeKeySource final : public KeySource {
+class GnomeKeySource final : public ThreadedKeySource {
   public:
     explicit GnomeKeySource(std::shared_ptr<platform::MarkerLedger> ledger)
         : ledger_(std::move(ledger)) {}
     ~GnomeKeySource() override { stop(); }
 
-    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
-        stop();
-        {
-            std::lock_guard guard(lock_);
-            dirty_ = true;
-        }
-        error = thread_.start([this, onKeyDown = std::move(onKeyDown),
-                               onLost = std::move(onLost)](std::promise<std::string>& started) {
-            run(onKeyDown, onLost, started);
-        });
-        return error.empty();
-    }
-
     void stop() override {
-        thread_.stop();
+        ThreadedKeySource::stop();
         if (ledger_) ledger_->setGrabbed(kLedgerDesktop, {});
-    }
-
-    void setChords(std::vector<Chord> chords) override {
-        {
-            std::lock_guard guard(lock_);
-            wanted_ = std::move(chords);
-            dirty_ = true;
-        }
-        thread_.wake();
-    }
-
-    std::vector<ChordStatus> chordStatus() override {
-        std::lock_guard guard(lock_);
-        return status_;
     }
 
     ChordPass chordPass() const override { return ChordPass::retyped; }
@@ -90,7 +54,7 @@ class GnomeKeySource final : public KeySource {
     };
 
     void run(const Callback& onKeyDown, const LostCallback& onLost,
-             std::promise<std::string>& started) {
+             std::promise<std::string>& started) override {
         std::string error;
         auto bus = dbus::Bus::session(error);
         if (!bus) {
@@ -126,15 +90,14 @@ class GnomeKeySource final : public KeySource {
         Grabs grabs;
         while (!thread_.stopping()) {
             bool worked = false;
-            if (shellAppeared) {
+            auto wanted = takeWantedIfChanged();
+            if (std::exchange(shellAppeared, false)) {
                 // A new shell holds none of our grabs: make them all again.
-                shellAppeared = false;
                 grabs = {};
-                std::lock_guard guard(lock_);
-                dirty_ = true;
+                if (!wanted) wanted = currentWanted();
             }
-            if (takeDirty()) {
-                apply(shell, grabs);
+            if (wanted) {
+                apply(shell, grabs, *wanted);
                 worked = true;
             }
             if (!bus->process()) {
@@ -159,18 +122,8 @@ class GnomeKeySource final : public KeySource {
         for (const auto& [action, chord] : grabs.byAction) shell.release(action);
     }
 
-    bool takeDirty() {
-        std::lock_guard guard(lock_);
-        return std::exchange(dirty_, false);
-    }
-
     // Grabs what is wanted and not held, releases what is held and no longer wanted.
-    void apply(ShellExtension& shell, Grabs& grabs) {
-        std::vector<Chord> wanted;
-        {
-            std::lock_guard guard(lock_);
-            wanted = wanted_;
-        }
+    void apply(ShellExtension& shell, Grabs& grabs, const std::vector<Chord>& wanted) {
         for (auto it = grabs.byChord.begin(); it != grabs.byChord.end();) {
             if (std::find(wanted.begin(), wanted.end(), it->first) == wanted.end()) {
                 shell.release(it->second);
@@ -197,14 +150,13 @@ class GnomeKeySource final : public KeySource {
                 }
             }
             if (entry.state == ChordGrab::grabbed) {
-                ledgerKeys.push_back(
-                    ledgerKey(static_cast<std::uint16_t>(chord.keyCode), flagsOf(chord.modifiers)));
+                ledgerKeys.push_back(ledgerKey(static_cast<std::uint16_t>(chord.keyCode),
+                                               keyFlagsOf(chord.modifiers)));
             }
             status.push_back(entry);
         }
         if (ledger_) ledger_->setGrabbed(kLedgerDesktop, std::move(ledgerKeys));
-        std::lock_guard guard(lock_);
-        status_ = std::move(status);
+        publish(std::move(status));
     }
 
     void handle(std::uint32_t action, ShellExtension& shell, RemoteDesktop& remote, Grabs& grabs,
@@ -213,7 +165,7 @@ class GnomeKeySource final : public KeySource {
         if (found == grabs.byAction.end()) return;
         const Chord chord = found->second;
         const auto keyCode = static_cast<std::uint16_t>(chord.keyCode);
-        KeyDown down{chord.keyCode, flagsOf(chord.modifiers), std::nullopt};
+        KeyDown down{chord.keyCode, keyFlagsOf(chord.modifiers), std::nullopt};
         if (ledger_) down.marker = ledger_->take(kLedgerDesktop, ledgerKey(keyCode, down.flags));
         KeyDecision decision = onKeyDown ? onKeyDown(down) : KeyDecision{};
         if (decision.verdict == KeyVerdict::pass) {
@@ -235,7 +187,7 @@ class GnomeKeySource final : public KeySource {
         grabs.byChord.erase(chord);
         KeyboardGnome keyboard(remote, nullptr);
         const auto keyCode = static_cast<std::uint16_t>(chord.keyCode);
-        const std::uint64_t flags = flagsOf(chord.modifiers);
+        const std::uint64_t flags = keyFlagsOf(chord.modifiers);
         keyboard.post({keyCode, true, flags, std::nullopt});
         keyboard.post({keyCode, false, flags, std::nullopt});
         // Mutter hands injected keys to its input thread and matches them against the grabs
@@ -253,49 +205,11 @@ class GnomeKeySource final : public KeySource {
     }
 
     std::shared_ptr<platform::MarkerLedger> ledger_;
-    EventThread thread_;
-    std::mutex lock_;
-    std::vector<Chord> wanted_;
-    bool dirty_ = false;
-    std::vector<ChordStatus> status_;
 };
 
-class GnomeAppEvents final : public AppEvents {
+class GnomeAppEvents final : public ThreadedAppEvents {
   public:
     ~GnomeAppEvents() override { stop(); }
-
-    bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string& error) override {
-        error = thread_.start(
-            [this, onActivated = std::move(onActivated),
-             onChanged = std::move(onLaunchedOrTerminated)](std::promise<std::string>& started) {
-                std::string why;
-                auto bus = dbus::Bus::session(why);
-                if (!bus) {
-                    started.set_value("the session bus cannot be reached: " + why);
-                    return;
-                }
-                auto focus = bus->onSignal(kShellName, "/org/tarn/Shell", "org.tarn.Shell1",
-                                           "FocusChanged", [&](const auto&, const auto&) {
-                                               if (onActivated) onActivated();
-                                           });
-                auto apps = bus->onSignal(kShellName, "/org/tarn/Shell", "org.tarn.Shell1",
-                                          "AppsChanged", [&](const auto&, const auto&) {
-                                              if (onChanged) onChanged();
-                                          });
-                bool appeared = false;
-                auto shell = onShellAppeared(*bus, appeared);
-                started.set_value("");
-                while (!thread_.stopping()) {
-                    if (!bus->process()) return;
-                    if (std::exchange(appeared, false) && onChanged) onChanged();
-                    bool woken = false;
-                    if (!thread_.sleep(bus->fd(), woken)) return;
-                }
-            });
-        return error.empty();
-    }
-
-    void stop() override { thread_.stop(); }
 
     std::optional<AppInfo> frontmostApplication() override {
         std::lock_guard guard(lock_);
@@ -318,6 +232,33 @@ class GnomeAppEvents final : public AppEvents {
     }
 
   private:
+    void run(const Notify& onActivated, const Notify& onChanged,
+             std::promise<std::string>& started) override {
+        std::string why;
+        auto bus = dbus::Bus::session(why);
+        if (!bus) {
+            started.set_value("the session bus cannot be reached: " + why);
+            return;
+        }
+        auto focus = bus->onSignal(kShellName, "/org/tarn/Shell", "org.tarn.Shell1", "FocusChanged",
+                                   [&](const auto&, const auto&) {
+                                       if (onActivated) onActivated();
+                                   });
+        auto apps = bus->onSignal(kShellName, "/org/tarn/Shell", "org.tarn.Shell1", "AppsChanged",
+                                  [&](const auto&, const auto&) {
+                                      if (onChanged) onChanged();
+                                  });
+        bool appeared = false;
+        auto shell = onShellAppeared(*bus, appeared);
+        started.set_value("");
+        while (!thread_.stopping()) {
+            if (!bus->process()) return;
+            if (std::exchange(appeared, false) && onChanged) onChanged();
+            bool woken = false;
+            if (!thread_.sleep(bus->fd(), woken)) return;
+        }
+    }
+
     static AppInfo appOf(Pid pid, const std::string& appId, const std::string& appName) {
         AppInfo app;
         app.pid = pid;
@@ -337,7 +278,6 @@ class GnomeAppEvents final : public AppEvents {
         return readerShell_.get();
     }
 
-    EventThread thread_;
     std::mutex lock_;
     std::unique_ptr<dbus::Bus> readerBus_;
     std::unique_ptr<ShellExtension> readerShell_;

@@ -1,13 +1,12 @@
 #include "platform/gnome/gnome_desktop.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <map>
 
 #include "platform/gnome/keys.h"
 #include "platform/gnome/remote_desktop.h"
 #include "platform/gnome/shell_extension.h"
+#include "platform/linux_desktop.h"
 
 namespace tarn::platform::gnome {
 namespace {
@@ -211,17 +210,13 @@ class AccessibilityGnome final : public Accessibility {
     std::optional<std::string> reason_;
 };
 
-class SleeperGnome final : public Sleeper {
-  public:
-    void sleepMicroseconds(std::uint32_t microseconds) override { ::usleep(microseconds); }
-};
-
-class GnomeDesktop final : public Desktop {
+class GnomeDesktop final : public LinuxDesktop {
   public:
     GnomeDesktop(std::unique_ptr<dbus::Bus> bus, std::unique_ptr<BrowserServices> browsers,
                  std::unique_ptr<ScriptRunner> scripts,
                  std::shared_ptr<platform::MarkerLedger> ledger)
-        : bus_(std::move(bus)),
+        : LinuxDesktop(std::move(browsers), std::move(scripts)),
+          bus_(std::move(bus)),
           shell_(*bus_),
           remote_(*bus_),
           windows_(shell_),
@@ -229,9 +224,7 @@ class GnomeDesktop final : public Desktop {
           keyboard_(remote_, std::move(ledger)),
           clipboard_(shell_),
           pointer_(shell_),
-          accessibility_(shell_),
-          browsers_(std::move(browsers)),
-          scripts_(std::move(scripts)) {}
+          accessibility_(shell_) {}
 
     WindowSystem& windowSystem() override { return windows_; }
     Displays& displays() override { return displays_; }
@@ -239,9 +232,6 @@ class GnomeDesktop final : public Desktop {
     Clipboard& clipboard() override { return clipboard_; }
     Pointer& pointer() override { return pointer_; }
     Accessibility& accessibility() override { return accessibility_; }
-    Sleeper& sleeper() override { return sleeper_; }
-    BrowserServices& browsers() override { return *browsers_; }
-    ScriptRunner& scripts() override { return *scripts_; }
 
   private:
     // Declared first so that it closes last, after everything that uses it.
@@ -254,9 +244,6 @@ class GnomeDesktop final : public Desktop {
     ClipboardGnome clipboard_;
     PointerGnome pointer_;
     AccessibilityGnome accessibility_;
-    SleeperGnome sleeper_;
-    std::unique_ptr<BrowserServices> browsers_;
-    std::unique_ptr<ScriptRunner> scripts_;
 };
 
 }  // namespace

@@ -2,14 +2,12 @@
 
 #include <unistd.h>
 
-#include <atomic>
-#include <future>
 #include <mutex>
-#include <thread>
 
 #include "platform/desktop.h"
 #include "platform/kde/kwin.h"
 #include "platform/kde/windows.h"
+#include "platform/threaded_sources.h"
 
 namespace tarn::platform::kde {
 namespace {
@@ -17,28 +15,9 @@ namespace {
 constexpr const char* kServedPath = "/org/tarn/KWinEvents";
 constexpr const char* kServedInterface = "org.tarn.KWinEvents";
 
-class KdeAppEvents final : public AppEvents {
+class KdeAppEvents final : public ThreadedAppEvents {
   public:
     ~KdeAppEvents() override { stop(); }
-
-    bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string& error) override {
-        stop();
-        onActivated_ = std::move(onActivated);
-        onChanged_ = std::move(onLaunchedOrTerminated);
-        stopping_ = false;
-        std::promise<std::string> started;
-        auto result = started.get_future();
-        thread_ = std::thread([this, &started] { run(started); });
-        error = result.get();
-        if (!error.empty()) thread_.join();
-        return error.empty();
-    }
-
-    void stop() override {
-        if (!thread_.joinable()) return;
-        stopping_ = true;
-        thread_.join();
-    }
 
     std::optional<AppInfo> frontmostApplication() override {
         return read([](KWinWindows& windows) { return windows.frontmostApplication(); },
@@ -71,7 +50,8 @@ class KdeAppEvents final : public AppEvents {
         }
     }
 
-    void run(std::promise<std::string>& started) {
+    void run(const Notify& onActivated, const Notify& onChanged,
+             std::promise<std::string>& started) override {
         std::string error;
         auto bus = dbus::Bus::session(error);
         auto version = bus ? kwinVersion(*bus, error) : std::nullopt;
@@ -79,9 +59,9 @@ class KdeAppEvents final : public AppEvents {
             started.set_value("cannot follow KWin's windows: " + error);
             return;
         }
-        auto serving = bus->serve(kServedPath, [this](const dbus::Call& call) {
-            if (call.member == "activated" && onActivated_) onActivated_();
-            if (call.member == "changed" && onChanged_) onChanged_();
+        auto serving = bus->serve(kServedPath, [&](const dbus::Call& call) {
+            if (call.member == "activated" && onActivated) onActivated();
+            if (call.member == "changed" && onChanged) onChanged();
             if (call.member == "ready") ready_ = true;
             return dbus::Answer{};
         });
@@ -99,14 +79,10 @@ class KdeAppEvents final : public AppEvents {
             return;
         }
         started.set_value("");
-        while (!stopping_ && bus->wait(50)) {
+        while (!thread_.stopping() && bus->wait(50)) {
         }
     }
 
-    Notify onActivated_;
-    Notify onChanged_;
-    std::thread thread_;
-    std::atomic<bool> stopping_{false};
     bool ready_ = false;
 
     std::mutex readMutex_;

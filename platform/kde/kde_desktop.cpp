@@ -1,11 +1,10 @@
 #include "platform/kde/kde_desktop.h"
 
-#include <unistd.h>
-
 #include "platform/kde/fake_input.h"
 #include "platform/kde/key_source.h"
 #include "platform/kde/kwin.h"
 #include "platform/kde/windows.h"
+#include "platform/linux_desktop.h"
 
 namespace tarn::platform::kde {
 namespace {
@@ -19,21 +18,15 @@ class KdeAccessibility final : public Accessibility {
     std::string untrustedReason() override { return ""; }
 };
 
-class KdeSleeper final : public Sleeper {
-  public:
-    void sleepMicroseconds(std::uint32_t microseconds) override { ::usleep(microseconds); }
-};
-
-class KdeDesktop final : public Desktop {
+class KdeDesktop final : public LinuxDesktop {
   public:
     KdeDesktop(std::unique_ptr<KWinSession> session, std::unique_ptr<BrowserServices> browsers,
                std::unique_ptr<ScriptRunner> scripts, DesktopOptions options)
-        : session_(std::move(session)),
+        : LinuxDesktop(std::move(browsers), std::move(scripts)),
+          session_(std::move(session)),
           displays_(*session_),
           windows_(*session_, displays_),
-          clipboard_(makeClipboard(link_, options.clipboardOutlivesProcess)),
-          browsers_(std::move(browsers)),
-          scripts_(std::move(scripts)) {
+          clipboard_(makeClipboard(link_, options.clipboardOutlivesProcess)) {
         auto input = openFakeInput(
             link_, [this] { return displays_.origin(); },
             [this]() -> std::optional<Point> {
@@ -52,9 +45,6 @@ class KdeDesktop final : public Desktop {
     Clipboard& clipboard() override { return *clipboard_; }
     Pointer& pointer() override { return *pointer_; }
     Accessibility& accessibility() override { return accessibility_; }
-    Sleeper& sleeper() override { return sleeper_; }
-    BrowserServices& browsers() override { return *browsers_; }
-    ScriptRunner& scripts() override { return *scripts_; }
 
   private:
     std::unique_ptr<KWinSession> session_;
@@ -65,9 +55,6 @@ class KdeDesktop final : public Desktop {
     std::unique_ptr<Pointer> pointer_;
     std::unique_ptr<Clipboard> clipboard_;
     KdeAccessibility accessibility_;
-    KdeSleeper sleeper_;
-    std::unique_ptr<BrowserServices> browsers_;
-    std::unique_ptr<ScriptRunner> scripts_;
 };
 
 }  // namespace

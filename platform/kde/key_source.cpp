@@ -2,16 +2,13 @@
 
 #include <unistd.h>
 
-#include <atomic>
-#include <future>
 #include <map>
-#include <mutex>
-#include <thread>
 
 #include "platform/dbus/bus.h"
 #include "platform/kde/fake_input.h"
 #include "platform/kde/kwin.h"
 #include "platform/kde/shortcut_keys.h"
+#include "platform/threaded_sources.h"
 
 namespace tarn::platform::kde {
 namespace {
@@ -60,53 +57,16 @@ void unregister(dbus::Bus& bus, const std::string& name) {
     bus.call(kGlobalAccel, "unregister", "ss", {"kwin", name});
 }
 
-std::uint64_t flagsOf(std::uint32_t modifiers) {
-    std::uint64_t flags = 0;
-    if (modifiers & 1) flags |= keyflags::shift;
-    if (modifiers & 2) flags |= keyflags::control;
-    if (modifiers & 4) flags |= keyflags::option;
-    if (modifiers & 8) flags |= keyflags::command;
-    return flags;
-}
-
-class KdeKeySource final : public KeySource {
+class KdeKeySource final : public ThreadedKeySource {
   public:
     ~KdeKeySource() override { stop(); }
-
-    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
-        stop();
-        onKeyDown_ = std::move(onKeyDown);
-        onLost_ = std::move(onLost);
-        stopping_ = false;
-        std::promise<std::string> started;
-        auto result = started.get_future();
-        thread_ = std::thread([this, &started] { run(started); });
-        error = result.get();
-        if (!error.empty()) thread_.join();
-        return error.empty();
-    }
-
-    void stop() override {
-        if (!thread_.joinable()) return;
-        stopping_ = true;
-        thread_.join();
-    }
-
-    void setChords(std::vector<Chord> chords) override {
-        std::lock_guard lock(mutex_);
-        chords_ = std::move(chords);
-        changed_ = true;
-    }
-
-    std::vector<ChordStatus> chordStatus() override {
-        std::lock_guard lock(mutex_);
-        return status_;
-    }
 
     ChordPass chordPass() const override { return ChordPass::retyped; }
 
   private:
-    void run(std::promise<std::string>& started) {
+    void run(const Callback& onKeyDown, const LostCallback& onLost,
+             std::promise<std::string>& started) override {
+        onKeyDown_ = onKeyDown;
         std::string error;
         bus_ = dbus::Bus::session(error);
         auto version = bus_ ? kwinVersion(*bus_, error) : std::nullopt;
@@ -121,38 +81,27 @@ class KdeKeySource final : public KeySource {
         for (const std::string& name : ownShortcuts(*bus_)) unregister(*bus_, name);
         auto serving =
             bus_->serve(kServedPath, [this](const dbus::Call& call) { return serve(call); });
-        apply();
+        apply(takeWanted());
         started.set_value("");
 
         std::string lost;
-        while (!stopping_) {
+        while (!thread_.stopping()) {
             if (!bus_->wait(50)) {
                 lost = "the session bus went away";
                 break;
             }
-            bool changed = false;
-            {
-                std::lock_guard lock(mutex_);
-                changed = std::exchange(changed_, false);
-            }
-            if (changed) apply();
+            if (auto chords = takeWantedIfChanged()) apply(*chords);
         }
         script_.reset();
         for (const auto& [name, chord] : registered_) unregister(*bus_, name);
         registered_.clear();
         serving.reset();
         bus_.reset();
-        if (!lost.empty() && onLost_) onLost_(lost);
+        if (!lost.empty() && onLost) onLost(lost);
     }
 
     // Registers the chord set: a script of its own, then the names it no longer has go.
-    void apply() {
-        std::vector<Chord> chords;
-        {
-            std::lock_guard lock(mutex_);
-            chords = chords_;
-            changed_ = false;
-        }
+    void apply(const std::vector<Chord>& chords) {
         std::vector<ChordStatus> status;
         std::vector<Shortcut> shortcuts;
         std::map<std::string, Chord> registered;
@@ -182,8 +131,7 @@ class KdeKeySource final : public KeySource {
         for (const auto& [name, chord] : registered_)
             if (!registered.contains(name)) unregister(*bus_, name);
         registered_ = std::move(registered);
-        std::lock_guard lock(mutex_);
-        status_ = std::move(status);
+        publish(std::move(status));
     }
 
     dbus::Answer serve(const dbus::Call& call) {
@@ -200,7 +148,7 @@ class KdeKeySource final : public KeySource {
     void pressed(const Chord& chord) {
         if (!onKeyDown_) return;
         KeyDecision decision =
-            onKeyDown_(KeyDown{chord.keyCode, flagsOf(chord.modifiers), std::nullopt});
+            onKeyDown_(KeyDown{chord.keyCode, keyFlagsOf(chord.modifiers), std::nullopt});
         if (decision.verdict == KeyVerdict::pass) retype(chord);
         if (decision.then) decision.then();
     }
@@ -213,7 +161,7 @@ class KdeKeySource final : public KeySource {
                             link_, [] { return Point{}; }, [] { return std::optional<Point>{}; })
                             .keyboard;
         const KeyEvent down{static_cast<std::uint16_t>(chord.keyCode), true,
-                            flagsOf(chord.modifiers), std::nullopt};
+                            keyFlagsOf(chord.modifiers), std::nullopt};
         block(*bus_, true);
         try {
             keyboard_->beginTyping();
@@ -226,17 +174,8 @@ class KdeKeySource final : public KeySource {
         block(*bus_, false);
     }
 
-    Callback onKeyDown_;
-    LostCallback onLost_;
-    std::thread thread_;
-    std::atomic<bool> stopping_{false};
-
-    std::mutex mutex_;
-    std::vector<Chord> chords_;
-    bool changed_ = false;
-    std::vector<ChordStatus> status_;
-
     // The source thread's own.
+    Callback onKeyDown_;
     std::unique_ptr<dbus::Bus> bus_;
     ScriptApi api_ = ScriptApi::plasma5;
     std::unique_ptr<LoadedScript> script_;

@@ -2,29 +2,18 @@
 
 #include <mutex>
 
-#include "platform/event_thread.h"
 #include "platform/sway/ipc.h"
 #include "platform/sway/tree.h"
 #include "platform/sway/windows.h"
+#include "platform/threaded_sources.h"
 
 namespace tarn::platform::sway {
 namespace {
 
-class SwayAppEvents final : public AppEvents {
+class SwayAppEvents final : public ThreadedAppEvents {
   public:
     explicit SwayAppEvents(std::string socket) : socket_(std::move(socket)) {}
     ~SwayAppEvents() override { stop(); }
-
-    bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string& error) override {
-        error = thread_.start(
-            [this, onActivated = std::move(onActivated),
-             onChanged = std::move(onLaunchedOrTerminated)](std::promise<std::string>& started) {
-                run(onActivated, onChanged, started);
-            });
-        return error.empty();
-    }
-
-    void stop() override { thread_.stop(); }
 
     std::optional<AppInfo> frontmostApplication() override { return frontmostOf(windows()); }
 
@@ -32,7 +21,7 @@ class SwayAppEvents final : public AppEvents {
 
   private:
     void run(const Notify& onActivated, const Notify& onChanged,
-             std::promise<std::string>& started) {
+             std::promise<std::string>& started) override {
         std::string error;
         auto ipc = Ipc::open(socket_, error);
         if (!ipc) {
@@ -75,7 +64,6 @@ class SwayAppEvents final : public AppEvents {
     }
 
     const std::string socket_;
-    EventThread thread_;
     std::mutex lock_;
     std::optional<Ipc> reader_;
 };

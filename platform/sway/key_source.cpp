@@ -3,13 +3,12 @@
 #include <pthread.h>
 
 #include <algorithm>
-#include <mutex>
 #include <set>
 #include <vector>
 
-#include "platform/event_thread.h"
 #include "platform/input.h"
 #include "platform/sway/ipc.h"
+#include "platform/threaded_sources.h"
 #include "platform/wayland/wayland.h"
 #include "support/files.h"
 #include "support/text.h"
@@ -17,20 +16,11 @@
 namespace tarn::platform::sway {
 namespace {
 
-std::uint64_t flagsOf(std::uint32_t modifiers) {
-    std::uint64_t flags = 0;
-    if (modifiers & 1) flags |= keyflags::shift;
-    if (modifiers & 2) flags |= keyflags::control;
-    if (modifiers & 4) flags |= keyflags::option;
-    if (modifiers & 8) flags |= keyflags::command;
-    return flags;
-}
-
 std::string bindCommand(const std::string& combo, const Chord& chord) {
     return "bindsym --no-repeat " + combo + " " + bindingCommand(chord);
 }
 
-class SwayKeySource final : public KeySource {
+class SwayKeySource final : public ThreadedKeySource {
   public:
     SwayKeySource(std::string socket, std::string waylandDisplay, std::shared_ptr<BindingGate> gate)
         : socket_(std::move(socket)),
@@ -38,31 +28,6 @@ class SwayKeySource final : public KeySource {
           gate_(std::move(gate)),
           listFile_(socket_ + ".tarn-bindings") {}
     ~SwayKeySource() override { stop(); }
-
-    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
-        stop();
-        error = thread_.start([this, onKeyDown = std::move(onKeyDown),
-                               onLost = std::move(onLost)](std::promise<std::string>& started) {
-            run(onKeyDown, onLost, started);
-        });
-        return error.empty();
-    }
-
-    void stop() override { thread_.stop(); }
-
-    void setChords(std::vector<Chord> chords) override {
-        {
-            std::lock_guard guard(lock_);
-            wanted_ = std::move(chords);
-            changed_ = true;
-        }
-        thread_.wake();
-    }
-
-    std::vector<ChordStatus> chordStatus() override {
-        std::lock_guard guard(lock_);
-        return status_;
-    }
 
     ChordPass chordPass() const override { return ChordPass::retyped; }
 
@@ -73,7 +38,7 @@ class SwayKeySource final : public KeySource {
     };
 
     void run(const Callback& onKeyDown, const LostCallback& onLost,
-             std::promise<std::string>& started) {
+             std::promise<std::string>& started) override {
         ::pthread_setname_np(::pthread_self(), "KeystrokeInterc");
         std::string error;
         auto ipc = Ipc::open(socket_, error);
@@ -133,7 +98,7 @@ class SwayKeySource final : public KeySource {
             if (auto combo = comboOf(*chord)) self.ipc.command("unbindsym " + *combo);
             return;
         }
-        KeyDown key{chord->keyCode, flagsOf(chord->modifiers), std::nullopt};
+        KeyDown key{chord->keyCode, keyFlagsOf(chord->modifiers), std::nullopt};
         KeyDecision decision = onKeyDown(key);
         if (decision.verdict == KeyVerdict::pass && self.keyboard) retype(self, *chord);
         if (decision.then) decision.then();
@@ -143,7 +108,7 @@ class SwayKeySource final : public KeySource {
     void retype(Thread& self, const Chord& chord) {
         KeyboardOutput& keyboard = *self.keyboard;
         const auto code = static_cast<std::uint16_t>(chord.keyCode);
-        const auto flags = flagsOf(chord.modifiers);
+        const auto flags = keyFlagsOf(chord.modifiers);
         gate_->aroundTyping(
             chord, self.ipc,
             [&] {
@@ -200,8 +165,7 @@ class SwayKeySource final : public KeySource {
             bound = std::move(now);
         });
         support::writeFileAtomically(listFile_, list);
-        std::lock_guard guard(lock_);
-        status_ = std::move(status);
+        publish(std::move(status));
     }
 
     void unbindAll(Ipc& ipc) {
@@ -210,8 +174,7 @@ class SwayKeySource final : public KeySource {
             bound.clear();
         });
         support::writeFileAtomically(listFile_, "");
-        std::lock_guard guard(lock_);
-        status_.clear();
+        publish({});
     }
 
     void clearStale(Ipc& ipc) {
@@ -227,31 +190,10 @@ class SwayKeySource final : public KeySource {
         }
     }
 
-    std::vector<Chord> takeWanted() {
-        std::lock_guard guard(lock_);
-        changed_ = false;
-        return wanted_;
-    }
-    std::optional<std::vector<Chord>> takeWantedIfChanged() {
-        std::lock_guard guard(lock_);
-        if (!changed_) return std::nullopt;
-        changed_ = false;
-        return wanted_;
-    }
-    std::vector<Chord> currentWanted() {
-        std::lock_guard guard(lock_);
-        return wanted_;
-    }
-
     const std::string socket_;
     const std::string display_;
     const std::shared_ptr<BindingGate> gate_;
     const std::string listFile_;
-    EventThread thread_;
-    std::mutex lock_;
-    std::vector<Chord> wanted_;
-    bool changed_ = false;
-    std::vector<ChordStatus> status_;
 };
 
 }  // namespace

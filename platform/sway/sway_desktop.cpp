@@ -1,21 +1,11 @@
 #include "platform/sway/sway_desktop.h"
 
-#include <unistd.h>
-
+#include "platform/linux_desktop.h"
 #include "platform/sway/windows.h"
 #include "platform/wayland/connection.h"
 
 namespace tarn::platform::sway {
 namespace {
-
-std::uint32_t modifiersOf(std::uint64_t flags) {
-    std::uint32_t modifiers = 0;
-    if (flags & keyflags::shift) modifiers |= 1;
-    if (flags & keyflags::control) modifiers |= 2;
-    if (flags & keyflags::option) modifiers |= 4;
-    if (flags & keyflags::command) modifiers |= 8;
-    return modifiers;
-}
 
 // Stands in for what the compositor does not offer: nothing is made, nothing is read.
 class Unavailable final : public KeyboardOutput, public Pointer, public Clipboard {
@@ -29,24 +19,18 @@ class Unavailable final : public KeyboardOutput, public Pointer, public Clipboar
     void writeText(const std::string&) override {}
 };
 
-class Sleeper final : public platform::Sleeper {
-  public:
-    void sleepMicroseconds(std::uint32_t microseconds) override { ::usleep(microseconds); }
-};
-
-class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessibility {
+class SwayDesktop final : public LinuxDesktop, public KeyboardOutput, public Accessibility {
   public:
     SwayDesktop(std::shared_ptr<Session> session, std::string waylandDisplay,
                 std::unique_ptr<BrowserServices> browsers, std::unique_ptr<ScriptRunner> scripts,
                 DesktopOptions options, std::shared_ptr<BindingGate> gate)
-        : session_(session),
+        : LinuxDesktop(std::move(browsers), std::move(scripts)),
+          session_(session),
           windows_(session),
           displays_(session),
           waylandDisplay_(std::move(waylandDisplay)),
           options_(options),
-          gate_(std::move(gate)),
-          browsers_(std::move(browsers)),
-          scripts_(std::move(scripts)) {}
+          gate_(std::move(gate)) {}
 
     WindowSystem& windowSystem() override { return windows_; }
     Displays& displays() override { return displays_; }
@@ -73,9 +57,6 @@ class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessib
         return pointer_ ? *pointer_ : static_cast<Pointer&>(unavailable_);
     }
     Accessibility& accessibility() override { return *this; }
-    platform::Sleeper& sleeper() override { return sleeper_; }
-    BrowserServices& browsers() override { return *browsers_; }
-    ScriptRunner& scripts() override { return *scripts_; }
 
     // --- KeyboardOutput: the virtual keyboard, past the agent's own bindings ------------
     bool canPost(std::uint16_t keyCode) override { return keys().canPost(keyCode); }
@@ -86,7 +67,8 @@ class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessib
             return;
         }
         gate_->aroundTyping(
-            {key.keyCode, modifiersOf(key.flags)}, session_->ipc(), [&] { keyboard.post(key); },
+            {key.keyCode, chordModifiersOf(key.flags)}, session_->ipc(),
+            [&] { keyboard.post(key); },
             [&] {
                 // Settled: every key so far was handled before the binding comes back.
                 keyboard.endTyping();
@@ -146,9 +128,6 @@ class SwayDesktop final : public Desktop, public KeyboardOutput, public Accessib
     std::unique_ptr<Pointer> pointer_;
     std::unique_ptr<Clipboard> clipboard_;
     Unavailable unavailable_;
-    Sleeper sleeper_;
-    std::unique_ptr<BrowserServices> browsers_;
-    std::unique_ptr<ScriptRunner> scripts_;
 };
 
 }  // namespace

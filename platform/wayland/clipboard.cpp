@@ -1,7 +1,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "platform/event_thread.h"
+#include "platform/owner_process.h"
 #include "platform/wayland/connection.h"
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 
@@ -170,37 +170,24 @@ zwlr_data_control_manager_v1* bindManager(Connection& connection) {
         connection.bind(&zwlr_data_control_manager_v1_interface, 1));
 }
 
-// The owner process of a one-shot command: detached from everything it inherited, on its own
-// connection. Tells the writer through `ready` once it holds the clipboard.
-[[noreturn]] void runOwner(const std::string& displayName, const std::string& text, int ready) {
-    ::setsid();
-    if (::chdir("/") != 0) ::_exit(1);
-    int devNull = ::open("/dev/null", O_RDWR);
-    if (devNull < 0) ::_exit(1);
-    for (int fd = 0; fd < 3; ++fd) ::dup2(devNull, fd);
-    // Every inherited descriptor goes (the writer's Wayland connection, pipes to its caller),
-    // or the caller of the writer would wait for an end of file that never comes.
-    if (ready > 3) ::close_range(3, static_cast<unsigned>(ready) - 1, 0);
-    ::close_range(static_cast<unsigned>(ready) + 1, ~0U, 0);
-    std::signal(SIGPIPE, SIG_IGN);
-
+// The owner process of a one-shot command, on its own connection.
+bool serveAsOwner(const std::string& displayName, const std::string& text,
+                  const std::function<void()>& ready) {
     std::string error;
     auto connection = Connection::open(displayName, error);
-    if (!connection || !connection->seat()) ::_exit(1);
+    if (!connection || !connection->seat()) return false;
     auto* manager = bindManager(*connection);
-    if (!manager) ::_exit(1);
+    if (!manager) return false;
     {
         SelectionDevice device(manager, connection->seat());
         SelectionOwner owner(*connection, manager, device, text);
-        char yes = 1;
-        if (::write(ready, &yes, 1) != 1) ::_exit(1);
-        ::close(ready);
+        ready();
         while (owner.holds() && wl_display_dispatch(connection->display()) >= 0) {
         }
     }
     zwlr_data_control_manager_v1_destroy(manager);
     connection.reset();
-    ::_exit(0);
+    return true;
 }
 
 // The long-running agent's owner: a thread of its own with a connection of its own, which
@@ -333,27 +320,9 @@ class DataControlClipboard final : public Clipboard {
             inProcess_->write(text);
             return;
         }
-        int ready[2];
-        if (::pipe2(ready, O_CLOEXEC) != 0) return;
-        pid_t child = ::fork();
-        if (child == 0) {
-            // The go-between leaves at once, so the owner is nobody's child to wait for.
-            ::close(ready[0]);
-            if (::fork() == 0) runOwner(connection_->name(), text, ready[1]);
-            ::_exit(0);
-        }
-        ::close(ready[1]);
-        if (child > 0) {
-            int status = 0;
-            ::waitpid(child, &status, 0);
-            // Once the owner holds the clipboard, a read that follows sees the new text.
-            pollfd descriptor{ready[0], POLLIN, 0};
-            if (::poll(&descriptor, 1, 2000) > 0) {
-                char answer = 0;
-                [[maybe_unused]] auto got = ::read(ready[0], &answer, 1);
-            }
-        }
-        ::close(ready[0]);
+        runInOwnerProcess([&, name = connection_->name()](const std::function<void()>& ready) {
+            return serveAsOwner(name, text, ready);
+        });
     }
 
   private:

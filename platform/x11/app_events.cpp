@@ -9,28 +9,17 @@
 #include <thread>
 
 #include "platform/desktop.h"
-#include "platform/event_thread.h"
+#include "platform/threaded_sources.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/windows.h"
 
 namespace tarn::platform::x11 {
 namespace {
 
-class AppEventsX11 final : public AppEvents {
+class AppEventsX11 final : public ThreadedAppEvents {
   public:
     explicit AppEventsX11(std::string displayName) : displayName_(std::move(displayName)) {}
     ~AppEventsX11() override { stop(); }
-
-    bool start(Notify onActivated, Notify onLaunchedOrTerminated, std::string& error) override {
-        error = thread_.start(
-            [this, onActivated = std::move(onActivated),
-             onChanged = std::move(onLaunchedOrTerminated)](std::promise<std::string>& started) {
-                run(onActivated, onChanged, started);
-            });
-        return error.empty();
-    }
-
-    void stop() override { thread_.stop(); }
 
     std::optional<AppInfo> frontmostApplication() override {
         return ask<std::optional<AppInfo>>(
@@ -88,7 +77,7 @@ class AppEventsX11 final : public AppEvents {
     }
 
     void run(const Notify& onActivated, const Notify& onChanged,
-             std::promise<std::string>& started) {
+             std::promise<std::string>& started) override {
         ::pthread_setname_np(::pthread_self(), "AppObserver");
         std::string error;
         auto connection = Connection::open(displayName_, error);
@@ -156,7 +145,6 @@ class AppEventsX11 final : public AppEvents {
     std::deque<Task> tasks_;
     std::thread::id threadId_;            // the running thread's, for reads from its callbacks
     WindowSystemX11* windows_ = nullptr;  // the thread's, used only on it
-    EventThread thread_;                  // last: stopped before anything its body uses goes
 };
 
 }  // namespace

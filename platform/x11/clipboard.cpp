@@ -1,19 +1,17 @@
 #include "platform/x11/clipboard.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <future>
 #include <mutex>
 #include <thread>
 
+#include "platform/owner_process.h"
 #include "support/unicode_text.h"
 
 namespace tarn::platform::x11 {
@@ -195,34 +193,21 @@ std::unique_ptr<SelectionOwner> takeSelection(Connection& connection, const Hidd
     return std::make_unique<SelectionOwner>(connection, window.id(), since, text);
 }
 
-// The owner process: detached from everything it inherited, on its own connection. Tells
-// the writer through `ready` once it owns the selection.
-[[noreturn]] void runOwner(const std::string& displayName, const std::string& text, int ready) {
-    ::setsid();
-    if (::chdir("/") != 0) ::_exit(1);
-    int devNull = ::open("/dev/null", O_RDWR);
-    if (devNull < 0) ::_exit(1);
-    for (int fd = 0; fd < 3; ++fd) ::dup2(devNull, fd);
-    // Every inherited descriptor goes (the writer's X connection, pipes to its caller), or
-    // the caller of the writer would wait for an end of file that never comes.
-    if (ready > 3) ::close_range(3, static_cast<unsigned>(ready) - 1, 0);
-    ::close_range(static_cast<unsigned>(ready) + 1, ~0U, 0);
-    std::signal(SIGPIPE, SIG_IGN);
-
+// The owner process of a one-shot command, on its own connection.
+bool serveAsOwner(const std::string& displayName, const std::string& text,
+                  const std::function<void()>& ready) {
     std::string error;
     auto connection = Connection::open(displayName, error);
-    if (!connection) ::_exit(1);
+    if (!connection) return false;
     {
         HiddenWindow window(*connection, PropertyChangeMask);
         auto owner = takeSelection(*connection, window, text);
-        if (!owner) ::_exit(1);
-        char yes = 1;
-        if (::write(ready, &yes, 1) != 1) ::_exit(1);
-        ::close(ready);
+        if (!owner) return false;
+        ready();
         owner->serve();
     }
     connection.reset();
-    ::_exit(0);
+    return true;
 }
 
 }  // namespace
@@ -410,27 +395,9 @@ void ClipboardX11::writeText(const std::string& text) {
         x_.check();
         return;
     }
-    int ready[2];
-    if (::pipe2(ready, O_CLOEXEC) != 0) return;
-    pid_t child = ::fork();
-    if (child == 0) {
-        // The go-between leaves at once, so the owner is nobody's child to wait for.
-        ::close(ready[0]);
-        if (::fork() == 0) runOwner(x_.name(), text, ready[1]);
-        ::_exit(0);
-    }
-    ::close(ready[1]);
-    if (child > 0) {
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        // Once the owner holds the selection, a read that follows sees the new text.
-        pollfd descriptor{ready[0], POLLIN, 0};
-        if (::poll(&descriptor, 1, 2000) > 0) {
-            char answer = 0;
-            [[maybe_unused]] auto got = ::read(ready[0], &answer, 1);
-        }
-    }
-    ::close(ready[0]);
+    runInOwnerProcess([&, name = x_.name()](const std::function<void()>& ready) {
+        return serveAsOwner(name, text, ready);
+    });
     x_.check();
 }
 

@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <future>
-#include <mutex>
-#include <thread>
 #include <unordered_map>
 
-#include "platform/event_thread.h"
 #include "platform/marker_ledger.h"
+#include "platform/threaded_sources.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/keyboard.h"
 
@@ -348,44 +346,15 @@ class Session {
     std::unordered_map<std::uint32_t, Chord> byKey_;
 };
 
-class KeySourceX11 final : public KeySource {
+class KeySourceX11 final : public ThreadedKeySource {
   public:
     KeySourceX11(std::string displayName, std::shared_ptr<MarkerLedger> ledger)
         : displayName_(std::move(displayName)), ledger_(std::move(ledger)) {}
     ~KeySourceX11() override { stop(); }
 
-    bool start(Callback onKeyDown, LostCallback onLost, std::string& error) override {
-        thread_.stop();
-        {
-            std::lock_guard guard(lock_);
-            changed_ = false;
-        }
-        error = thread_.start([this, onKeyDown = std::move(onKeyDown),
-                               onLost = std::move(onLost)](std::promise<std::string>& started) {
-            run(onKeyDown, onLost, started);
-        });
-        return error.empty();
-    }
-
-    void stop() override { thread_.stop(); }
-
-    void setChords(std::vector<Chord> chords) override {
-        {
-            std::lock_guard guard(lock_);
-            wanted_ = std::move(chords);
-            changed_ = true;
-        }
-        thread_.wake();
-    }
-
-    std::vector<ChordStatus> chordStatus() override {
-        std::lock_guard guard(lock_);
-        return status_;
-    }
-
   private:
     void run(const Callback& onKeyDown, const LostCallback& onLost,
-             std::promise<std::string>& started) {
+             std::promise<std::string>& started) override {
         std::string osName = std::string(kKeySourceThreadName).substr(0, 15);
         ::pthread_setname_np(::pthread_self(), osName.c_str());
 
@@ -431,37 +400,14 @@ class KeySourceX11 final : public KeySource {
             if (!thread_.sleep(ConnectionNumber(x.display()), woken)) break;
             if (woken) {
                 if (thread_.stopping()) return;
-                std::optional<std::vector<Chord>> chords;
-                {
-                    std::lock_guard guard(lock_);
-                    if (changed_) chords = takeWantedLocked();
-                }
-                if (chords) publish(session.apply(std::move(*chords)));
+                if (auto chords = takeWantedIfChanged()) publish(session.apply(std::move(*chords)));
             }
         }
         if (onLost) onLost("lost the connection to the X server on display " + x.name());
     }
 
-    std::vector<Chord> takeWanted() {
-        std::lock_guard guard(lock_);
-        return takeWantedLocked();
-    }
-    std::vector<Chord> takeWantedLocked() {
-        changed_ = false;
-        return wanted_;
-    }
-    void publish(std::vector<ChordStatus> status) {
-        std::lock_guard guard(lock_);
-        status_ = std::move(status);
-    }
-
     std::string displayName_;
     std::shared_ptr<MarkerLedger> ledger_;
-    std::mutex lock_;
-    std::vector<Chord> wanted_;  // the last set given
-    bool changed_ = false;
-    std::vector<ChordStatus> status_;
-    EventThread thread_;  // last: stopped before anything its body uses goes
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <thread>
 
+#include "platform/linux_desktop.h"
 #include "platform/x11/clipboard.h"
 #include "platform/x11/connection.h"
 #include "platform/x11/displays.h"
@@ -63,26 +64,20 @@ class AccessibilityX11 final : public Accessibility {
     bool xtest_;
 };
 
-class SleeperX11 final : public Sleeper {
-  public:
-    void sleepMicroseconds(std::uint32_t microseconds) override { ::usleep(microseconds); }
-};
-
-class X11Desktop final : public Desktop {
+class X11Desktop final : public LinuxDesktop {
   public:
     X11Desktop(std::unique_ptr<Connection> connection, std::unique_ptr<BrowserServices> browsers,
                std::unique_ptr<ScriptRunner> scripts, ClipboardOwner clipboard,
                std::shared_ptr<MarkerLedger> ledger)
-        : connection_(std::move(connection)),
+        : LinuxDesktop(std::move(browsers), std::move(scripts)),
+          connection_(std::move(connection)),
           xtest_(connection_->hasExtension("XTEST")),
           windows_(*connection_),
           displays_(*connection_),
           keyboard_(*connection_, xtest_, std::move(ledger)),
           clipboard_(*connection_, clipboard),
           pointer_(*connection_, xtest_),
-          accessibility_(*connection_, xtest_),
-          browsers_(std::move(browsers)),
-          scripts_(std::move(scripts)) {}
+          accessibility_(*connection_, xtest_) {}
 
     WindowSystem& windowSystem() override { return windows_; }
     Displays& displays() override { return displays_; }
@@ -90,9 +85,6 @@ class X11Desktop final : public Desktop {
     Clipboard& clipboard() override { return clipboard_; }
     Pointer& pointer() override { return pointer_; }
     Accessibility& accessibility() override { return accessibility_; }
-    Sleeper& sleeper() override { return sleeper_; }
-    BrowserServices& browsers() override { return *browsers_; }
-    ScriptRunner& scripts() override { return *scripts_; }
 
   private:
     // Declared first so that it closes last, after everything that uses it.
@@ -104,9 +96,6 @@ class X11Desktop final : public Desktop {
     ClipboardX11 clipboard_;
     PointerX11 pointer_;
     AccessibilityX11 accessibility_;
-    SleeperX11 sleeper_;
-    std::unique_ptr<BrowserServices> browsers_;
-    std::unique_ptr<ScriptRunner> scripts_;
 };
 
 }  // namespace
