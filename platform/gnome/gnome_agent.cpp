@@ -169,13 +169,30 @@ class GnomeKeySource final : public ThreadedKeySource {
         if (ledger_) down.marker = ledger_->take(kLedgerDesktop, ledgerKey(keyCode, down.flags));
         KeyDecision decision = onKeyDown ? onKeyDown(down) : KeyDecision{};
         if (decision.verdict == KeyVerdict::pass) {
-            // Mutter drops the press of a key another keyboard holds down: our own typist
-            // (this program's desktop) lets go of its key a millisecond after pressing it, so
-            // the chord is typed again once that has surely happened.
-            if (down.marker) std::this_thread::sleep_for(std::chrono::milliseconds(25));
+            // Mutter drops the press of a key another keyboard holds down, so the chord is
+            // typed again once it has been let go. Our own typist (this program's desktop)
+            // lets go a millisecond after pressing; a person or another program holds the
+            // chord for as long as they like, and its modifiers are the last keys let go.
+            if (down.marker) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(25));
+            } else {
+                waitForRelease(shell);
+            }
             retype(chord, action, shell, remote, grabs);
         }
         if (decision.then) decision.then();
+    }
+
+    // Until no modifier is held (the chord's key goes up before them), for at most two
+    // seconds: a chord held longer is typed again while still held, and may be dropped.
+    static void waitForRelease(ShellExtension& shell) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+        while (shell.modifiersHeld().value_or(false) &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        // The key itself may go up a moment after the last modifier.
+        std::this_thread::sleep_for(std::chrono::milliseconds(25));
     }
 
     // The shell consumed the chord: it goes to the focused window again from here, with our

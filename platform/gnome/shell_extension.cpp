@@ -225,6 +225,14 @@ std::optional<Point> ShellExtension::pointer() {
     return Point{static_cast<double>(integerOf(*m, 0)), static_cast<double>(integerOf(*m, 1))};
 }
 
+std::optional<bool> ShellExtension::modifiersHeld() {
+    Reply reply = call("HeldModifiers", "", {});
+    if (!reply || reply.values.empty()) return std::nullopt;
+    auto mask = reply.values.front().integer();
+    if (!mask) return std::nullopt;
+    return *mask != 0;
+}
+
 bool ShellExtension::warpPointer(Point to) {
     return bool(call("WarpPointer", "ii", {Value(clampToInt32(to.x)), Value(clampToInt32(to.y))}));
 }

@@ -81,6 +81,9 @@ class ShellExtension {
     std::optional<std::string> clipboard();
     bool setClipboard(const std::string& text);
     std::optional<Point> pointer();
+    // Whether any of Shift, Control, Alt or Super is held on the seat; absent when the shell
+    // does not answer.
+    std::optional<bool> modifiersHeld();
     bool warpPointer(Point to);
 
     // The last failure, in words (for logs).

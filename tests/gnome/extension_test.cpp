@@ -132,7 +132,7 @@ TEST(ExtensionOnGnome, TarnWithAnOldExtensionNamesBothVersions) {
     EXPECT_NE(result.status, 0);
     EXPECT_THAT(result.err,
                 HasSubstr("Reason: Tarn's GNOME Shell extension speaks version 0 of its "
-                          "interface, this tarn needs version 1: run `tarn-gnome-extension "
+                          "interface, this tarn needs version 2: run `tarn-gnome-extension "
                           "install`, then log out and back in\n"));
 }
 

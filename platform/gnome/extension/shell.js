@@ -11,7 +11,7 @@
 
 // Raised when the interface changes in a way a caller can see; tarn asks for exactly the
 // version it was built with (the two are installed together).
-const TARN_INTERFACE_VERSION = 1;
+const TARN_INTERFACE_VERSION = 2;
 const TARN_BUS_NAME = 'org.tarn.Shell';
 const TARN_OBJECT_PATH = '/org/tarn/Shell';
 const TARN_ERROR = 'org.tarn.Shell1.Error';
@@ -59,6 +59,7 @@ const TARN_INTERFACE_XML = `
     <method name="GetClipboard"><arg type="(bs)" direction="out"/></method>
     <method name="SetClipboard"><arg name="text" type="s" direction="in"/></method>
     <method name="GetPointer"><arg type="(ii)" direction="out"/></method>
+    <method name="HeldModifiers"><arg type="u" direction="out"/></method>
     <method name="WarpPointer">
       <arg name="x" type="i" direction="in"/>
       <arg name="y" type="i" direction="in"/>
@@ -326,6 +327,17 @@ class TarnService {
         this._answer(invocation, '((ii))', () => {
             const [x, y] = global.get_pointer();
             return [x, y];
+        });
+    }
+
+    // The modifiers held on the seat now, as Clutter's mask (Shift 1, Control 4, Alt 8,
+    // Super 0x4000000): a passed chord is typed again once its keys are let go.
+    HeldModifiersAsync(_params, invocation) {
+        this._answer(invocation, '(u)', () => {
+            const [, , mods] = global.get_pointer();
+            return mods & (Clutter.ModifierType.SHIFT_MASK | Clutter.ModifierType.CONTROL_MASK |
+                Clutter.ModifierType.MOD1_MASK | Clutter.ModifierType.SUPER_MASK |
+                Clutter.ModifierType.MOD4_MASK);
         });
     }
 
