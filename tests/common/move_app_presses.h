@@ -1,8 +1,9 @@
 #pragma once
 
-// The whole move-app cycle on two side-by-side 1920x1080 screens, the left one primary, from
-// a window whose outer frame is 100,100 800x605: the presses in order and the outer frame
-// each one must land. Every desktop's end-to-end tier walks the same table.
+// The whole move-app cycle from a window whose outer frame is 100,100 800x605, the left
+// screen primary: the presses in order and the outer frame each one must land. Every
+// desktop's end-to-end tier walks one of these tables: equal screens (X11, KWin) or screens
+// of different sizes (sway, GNOME Shell).
 
 #include "platform/geometry.h"
 
@@ -39,6 +40,29 @@ inline constexpr Press kPresses[] = {
     {"left", {2480, 250, 800, 605}},    // RIGHT original
     {"up", {2480, 25, 800, 1055}},      // full height on RIGHT
     {"up", {1925, 30, 1910, 1045}},     // full screen on RIGHT
+    {"up", {100, 100, 800, 605}},       // home, back on LEFT
+    {"down", {100, 100, 800, 605}, true}, {"down", {100, 100, 800, 605}},  // restored where it was
+};
+
+// The same cycle on LEFT 1920x1080 at 0,0 and RIGHT 1280x1024 at 1920,0. Usable areas:
+// LEFT 0,25 1920x1055 and RIGHT 1920,25 1280x999. Moved to the other monitor a window keeps
+// its share of the usable width and height and of the space above it: 800 * 1280 / 1920 =
+// 533.3, 605 * 999 / 1055 = 572.9, y = 25 + 225 * 999 / 1055 = 238.1; centred there
+// x = 1920 + (1280 - 533.3) / 2 = 2293.3. Desktops place whole pixels and every frame is
+// checked within one, so halves may round either way.
+inline constexpr Press kPressesOnUnequalScreens[] = {
+    {"right", {0, 100, 1920, 605}},     // LEFT fullWidth, keeping y 100 and the height
+    {"right", {560, 250, 800, 605}},    // LEFT original
+    {"right", {1120, 250, 800, 605}},   // LEFT alignRight: 1920 - 800
+    {"right", {1920, 238, 533, 573}},   // RIGHT alignLeft (wrapped), scaled
+    {"right", {1920, 238, 1280, 573}},  // RIGHT fullWidth
+    {"right", {2293, 238, 533, 573}},   // RIGHT original
+    {"right", {2667, 238, 533, 573}},   // RIGHT alignRight: 3200 - 533
+    {"right", {0, 250, 800, 605}},      // LEFT alignLeft: the whole cycle, wrapped
+    {"left", {2667, 238, 533, 573}},    // forwards (wrapped) to RIGHT alignRight
+    {"left", {2293, 238, 533, 573}},    // RIGHT original
+    {"up", {2293, 25, 533, 999}},       // full height on RIGHT
+    {"up", {1925, 30, 1270, 989}},      // full screen on RIGHT, 5 short on every side
     {"up", {100, 100, 800, 605}},       // home, back on LEFT
     {"down", {100, 100, 800, 605}, true}, {"down", {100, 100, 800, 605}},  // restored where it was
 };

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/common/command_runner.h"
+#include "tests/common/move_app_presses.h"
 #include "tests/sway/harness.h"
 
 namespace tarn::swaytest {
@@ -12,35 +13,9 @@ namespace {
 using tarn::testing::CommandResult;
 using tarn::testing::runTarn;
 
-struct Press {
-    const char* direction;
-    Rect frame;
-    bool minimised = false;
-};
-
-// The X11 desktop's cycle, worked by hand for two screens of different sizes. The window
-// starts floating at 100,100 800x605 (outer frame), its home. Usable areas (the screen less
-// the 25-pixel band): LEFT 0,25 1920x1055, RIGHT 1920,25 1280x999. On RIGHT the home width
-// scales by 1280/1920 (533.3) and its height by 999/1055 (572.9); moved across, a window
-// keeps its share of the usable height (y 25 + 225 / 1055 × 999 = 238.1). sway places whole
-// pixels, and every frame is checked within one.
-const Press kPresses[] = {
-    {"right", {0, 100, 1920, 605}},     // LEFT fullWidth, keeping y 100 and the height
-    {"right", {560, 250, 800, 605}},    // LEFT original: centred in the usable area
-    {"right", {1120, 250, 800, 605}},   // LEFT alignRight: 1920 - 800
-    {"right", {1920, 238, 533, 573}},   // RIGHT alignLeft (wrapped), scaled
-    {"right", {1920, 238, 1280, 573}},  // RIGHT fullWidth
-    {"right", {2293, 238, 533, 573}},   // RIGHT original: 1920 + (1280 - 533.3) / 2
-    {"right", {2667, 238, 533, 573}},   // RIGHT alignRight: 3200 - 533.3
-    {"right", {0, 250, 800, 605}},      // LEFT alignLeft: the whole cycle, wrapped
-    {"left", {2667, 238, 533, 573}},    // forwards (wrapped) to RIGHT alignRight
-    {"left", {2293, 238, 533, 573}},    // RIGHT original
-    {"up", {2293, 25, 533, 999}},       // full height on RIGHT
-    {"up", {1925, 30, 1270, 989}},      // full screen on RIGHT, 5 short on every side
-    {"up", {100, 100, 800, 605}},       // home, back on LEFT
-    {"down", {100, 100, 800, 605}, true},
-    {"down", {100, 100, 800, 605}},  // from the scratchpad, where it was
-};
+using tarn::testing::Press;
+// The window starts floating at its home; its last down brings it back from the scratchpad.
+const auto& kPresses = tarn::testing::kPressesOnUnequalScreens;
 
 const Rect kHome{100, 100, 800, 605};
 
